@@ -1,0 +1,22 @@
+# Warnings, hardening and sanitizers, for every target of the project.
+find_package(Threads REQUIRED)
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES CXX)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror
+                    # The GPS conversion is defined step by step in single precision.
+                    -ffp-contract=off
+                    -fno-strict-aliasing -fstack-protector-strong)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  add_compile_options(-Wno-psabi)
+endif()
+add_compile_options("$<$<CONFIG:Release>:-U_FORTIFY_SOURCE>" "$<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2>"
+                    "$<$<CONFIG:Release>:-fstack-clash-protection>")
+add_link_options(-Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,--as-needed)
+
+if(HOUSE_SANITIZE)
+  add_compile_options(-fsanitize=${HOUSE_SANITIZE} -fno-omit-frame-pointer
+                      -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${HOUSE_SANITIZE})
+endif()

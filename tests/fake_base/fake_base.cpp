@@ -1,0 +1,192 @@
+#include "fake_base/fake_base.h"
+
+#include <cerrno>
+#include <cstring>
+#include <deque>
+#include <mutex>
+#include <utility>
+
+#include "base/clock.h"
+#include "base/shell.h"
+
+namespace fake_base {
+namespace {
+
+struct State {
+  std::vector<std::string> events;
+  std::vector<std::string> commands;
+  std::vector<uint64_t> sleeps;
+  std::vector<StartedThread> threads;
+  std::vector<Timer> timers;
+  std::deque<std::string> shell_lines;
+  bool timer_fails = false;
+  bool thread_fails = false;
+  uint64_t now_us = 1000000000;
+  std::function<void(uint64_t)> on_sleep;
+  std::function<void(const std::string&)> on_command;
+};
+
+std::mutex mutex;
+State state;
+
+void record_command(const char* how, const char* command) {
+  std::function<void(const std::string&)> hook;
+  {
+    const std::lock_guard lock(mutex);
+    state.events.push_back(std::string(how) + " " + command);
+    state.commands.emplace_back(command);
+    hook = state.on_command;
+  }
+  if (hook) hook(command);
+}
+
+int record_thread(base::ThreadBody body, void* argument, int priority, pthread_t* handle) {
+  const std::lock_guard lock(mutex);
+  if (std::exchange(state.thread_fails, false)) return EAGAIN;
+  state.threads.push_back({body, argument, priority});
+  if (handle != nullptr) *handle = static_cast<pthread_t>(state.threads.size());
+  return 0;
+}
+
+}  // namespace
+
+void reset() {
+  const std::lock_guard lock(mutex);
+  state = State{};
+}
+
+std::vector<std::string> events() {
+  const std::lock_guard lock(mutex);
+  return state.events;
+}
+
+std::vector<std::string> commands() {
+  const std::lock_guard lock(mutex);
+  return state.commands;
+}
+
+std::vector<uint64_t> sleeps() {
+  const std::lock_guard lock(mutex);
+  return state.sleeps;
+}
+
+std::vector<StartedThread> threads() {
+  const std::lock_guard lock(mutex);
+  return state.threads;
+}
+
+std::vector<Timer> timers() {
+  const std::lock_guard lock(mutex);
+  return state.timers;
+}
+
+void push_shell_line(const std::string& line) {
+  const std::lock_guard lock(mutex);
+  state.shell_lines.push_back(line);
+}
+
+void fail_next_timer() {
+  const std::lock_guard lock(mutex);
+  state.timer_fails = true;
+}
+
+void fail_next_thread() {
+  const std::lock_guard lock(mutex);
+  state.thread_fails = true;
+}
+
+void on_sleep(std::function<void(uint64_t)> hook) {
+  const std::lock_guard lock(mutex);
+  state.on_sleep = std::move(hook);
+}
+
+void on_command(std::function<void(const std::string&)> hook) {
+  const std::lock_guard lock(mutex);
+  state.on_command = std::move(hook);
+}
+
+void advance_us(uint64_t us) {
+  const std::lock_guard lock(mutex);
+  state.now_us += us;
+}
+
+}  // namespace fake_base
+
+namespace base {
+
+using fake_base::state;
+
+uint64_t wall_clock_us() {
+  const std::lock_guard lock(fake_base::mutex);
+  return state.now_us;
+}
+
+uint64_t monotonic_us() { return wall_clock_us(); }
+
+void sleep_us(uint64_t us) {
+  std::function<void(uint64_t)> hook;
+  {
+    const std::lock_guard lock(fake_base::mutex);
+    state.now_us += us;
+    state.events.push_back("sleep " + std::to_string(us));
+    state.sleeps.push_back(us);
+    hook = state.on_sleep;
+  }
+  if (hook) hook(us);
+}
+
+int start_thread(ThreadBody body, void* argument, pthread_t* handle) {
+  return fake_base::record_thread(body, argument, 0, handle);
+}
+
+int start_worker(ThreadBody body, void* argument, int priority, pthread_t* handle) {
+  return fake_base::record_thread(body, argument, priority, handle);
+}
+
+void detach_self() {}
+
+int create_timer(timer_t* timer, TimerCallback callback) {
+  const std::lock_guard lock(fake_base::mutex);
+  if (std::exchange(state.timer_fails, false)) {
+    errno = EAGAIN;
+    return -1;
+  }
+  // Handle 0 is a valid timer, as it is with the kernel.
+  *timer = reinterpret_cast<timer_t>(state.timers.size());
+  state.timers.push_back({callback, 0});
+  return 0;
+}
+
+int arm_timer(timer_t timer, uint32_t ms) {
+  const std::lock_guard lock(fake_base::mutex);
+  const auto index = reinterpret_cast<size_t>(timer);
+  if (index >= state.timers.size()) {
+    errno = EINVAL;
+    return -1;
+  }
+  state.timers[index].period_ms = ms;
+  state.events.push_back("timer " + std::to_string(index) + " " + std::to_string(ms));
+  return 0;
+}
+
+int run_shell(const char* command) {
+  fake_base::record_command("run", command);
+  return 0;
+}
+
+void run_shell_quiet(const char* command) {
+  fake_base::record_command("quiet", command);
+  sleep_ms(10);
+}
+
+int read_shell_line(const char* command, char* line, size_t size) {
+  fake_base::record_command("read", command);
+  const std::lock_guard lock(fake_base::mutex);
+  if (state.shell_lines.empty() || size == 0) return 0;
+  std::strncpy(line, state.shell_lines.front().c_str(), size - 1);
+  line[size - 1] = '\0';
+  state.shell_lines.pop_front();
+  return 1;
+}
+
+}  // namespace base

@@ -1,0 +1,59 @@
+// Another implementation of src/base for unit tests: it records what was run, slept, started or armed,
+// and moves a clock of its own. No test waits and none runs a shell command.
+// Safe from any thread; reset it at the start of a test (FakeBaseTest does).
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "base/thread.h"
+#include "base/timer.h"
+
+namespace fake_base {
+
+struct StartedThread {
+  base::ThreadBody body;
+  void* argument;
+  int priority;  // 0: default scheduling
+};
+
+struct Timer {
+  base::TimerCallback callback;
+  uint32_t period_ms;  // 0: disarmed
+};
+
+// Forgets everything; the clock starts at 1000 s.
+void reset();
+
+// Everything in the order it happened: "sleep 6000" (microseconds), "run CMD", "quiet CMD", "read CMD".
+std::vector<std::string> events();
+// Only the commands, of any of the three kinds.
+std::vector<std::string> commands();
+// Only the sleeps, in microseconds.
+std::vector<uint64_t> sleeps();
+std::vector<StartedThread> threads();
+// By creation order; timer_t number i is the i-th timer created since reset.
+std::vector<Timer> timers();
+
+// What the next read_shell_line calls give, oldest first; afterwards they read nothing.
+void push_shell_line(const std::string& line);
+// The next create_timer or start_* call fails.
+void fail_next_timer();
+void fail_next_thread();
+// Called on every sleep, after the clock has moved.
+void on_sleep(std::function<void(uint64_t us)> hook);
+// Called on every shell command, after it has been recorded.
+void on_command(std::function<void(const std::string& command)> hook);
+// Moves the clock without recording a sleep.
+void advance_us(uint64_t us);
+
+class FakeBaseTest : public ::testing::Test {
+ protected:
+  FakeBaseTest() { reset(); }
+};
+
+}  // namespace fake_base
