@@ -27,7 +27,9 @@ inline void store_u64le(uint8_t* to, uint64_t value) {
   for (int i = 0; i < 8; i++) to[i] = static_cast<uint8_t>(value >> (8 * i));
 }
 
-inline void store_f32le(uint8_t* to, float value) { store_u32le(to, std::bit_cast<uint32_t>(value)); }
+inline void store_f32le(uint8_t* to, float value) {
+  store_u32le(to, std::bit_cast<uint32_t>(value));
+}
 
 inline void store_u16be(uint8_t* to, uint16_t value) {
   to[0] = static_cast<uint8_t>(value >> 8);
@@ -58,8 +60,8 @@ inline void store_u16be(uint8_t* to, uint16_t value) {
   return static_cast<uint16_t>((from[0] << 8) | from[1]);
 }
 
-// Truncates toward zero and saturates at the limits of Integer: NaN gives 0, a negative value gives 0
-// for an unsigned Integer. A plain cast is undefined for all of these.
+// Truncates toward zero and saturates at the limits of Integer: NaN gives 0, a negative value gives
+// 0 for an unsigned Integer. A plain cast is undefined for all of these.
 template <std::integral Integer>
 [[nodiscard]] inline Integer saturate(double value) {
   if (std::isnan(value)) return 0;

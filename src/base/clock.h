@@ -1,5 +1,6 @@
 // Time and sleep. Every wait of the program that is not a wait for input goes through here, so that
-// unit tests can replace it by a clock that moves by itself (tests/fake_base). Safe from any thread.
+// unit tests can replace it by a clock that moves by itself (tests/fake_base). Safe from any
+// thread.
 #pragma once
 
 #include <cstdint>

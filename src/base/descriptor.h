@@ -1,4 +1,5 @@
-// Owners of system resources, so that an early return is always safe. Single-threaded use per object.
+// Owners of system resources, so that an early return is always safe. Single-threaded use per
+// object.
 #pragma once
 
 #include <unistd.h>

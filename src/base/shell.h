@@ -1,6 +1,7 @@
 // Shell commands: how small chores on files, GPIO lines and the network are done on this board.
 // A name from outside must have passed safe_name before it becomes part of a command.
-// Unit tests replace this (tests/fake_base): there a command is recorded, not run. Safe from any thread.
+// Unit tests replace this (tests/fake_base): there a command is recorded, not run. Safe from any
+// thread.
 #pragma once
 
 #include <cstddef>
@@ -14,8 +15,9 @@ int run_shell(const char* command);
 // command) and sleeps 10 ms. Reports "poen failed!" through perror if the pipe cannot be opened.
 void run_shell_quiet(const char* command);
 
-// Runs the command and reads the first line of its output, at most size - 1 bytes, newline included.
-// Returns 1 when something was read, 0 when nothing was, -1 when the pipe could not be opened.
+// Runs the command and reads the first line of its output, at most size - 1 bytes, newline
+// included. Returns 1 when something was read, 0 when nothing was, -1 when the pipe could not be
+// opened.
 int read_shell_line(const char* command, char* line, size_t size);
 
 }  // namespace base

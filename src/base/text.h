@@ -25,9 +25,9 @@ template <size_t Size>
   return length < Size ? length : Size - 1;
 }
 
-// Whether a name that came from outside may become part of a path or of a shell command: not empty and
-// only A-Z a-z 0-9 . _ -. So it holds no slash, blank, quote or other byte with a meaning of its own,
-// and is neither "." nor "..".
+// Whether a name that came from outside may become part of a path or of a shell command: not empty
+// and only A-Z a-z 0-9 . _ -. So it holds no slash, blank, quote or other byte with a meaning of
+// its own, and is neither "." nor "..".
 [[nodiscard]] inline bool safe_name(std::string_view name) {
   if (name.empty() || name == "." || name == "..") return false;
   for (const char c : name) {

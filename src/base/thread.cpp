@@ -8,7 +8,8 @@
 namespace base {
 namespace {
 
-// Lives on the creator's stack: the creator leaves only after the new thread has copied what it needs.
+// Lives on the creator's stack: the creator leaves only after the new thread has copied what it
+// needs.
 struct Gate {
   ThreadBody body;
   void* argument;

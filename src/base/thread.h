@@ -1,4 +1,5 @@
-// Starting threads. Unit tests replace this (tests/fake_base): there a thread is recorded, not started.
+// Starting threads. Unit tests replace this (tests/fake_base): there a thread is recorded, not
+// started.
 #pragma once
 
 #include <pthread.h>
@@ -12,8 +13,8 @@ using ThreadBody = void* (*)(void*);
 int start_thread(ThreadBody body, void* argument, pthread_t* handle = nullptr);
 
 // Starts a thread with default attributes and asks for SCHED_RR with that priority; a refusal (no
-// right to real-time scheduling) is ignored and the thread runs with default scheduling. The body runs
-// only after the policy has been set, so a body may detach itself. Returns as start_thread.
+// right to real-time scheduling) is ignored and the thread runs with default scheduling. The body
+// runs only after the policy has been set, so a body may detach itself. Returns as start_thread.
 int start_worker(ThreadBody body, void* argument, int priority, pthread_t* handle = nullptr);
 
 // The calling thread will not be joined.

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "flightlink/link_timer.h"
+
 namespace flightlink {
 
 LinkStatus link_status{};
@@ -20,8 +22,13 @@ void set_link_status(int32_t status) {
 }
 
 void clear_link_status() {
-  const std::lock_guard lock(link_status.mutex);
+  if (link_status.initialised.load(std::memory_order_relaxed) == 0) {
+    set_link_status(0);
+    return;
+  }
+  mutex_lock_retry(&link_status.mutex, 0);
   set_link_status(0);
+  link_status.mutex.unlock();
 }
 
 int32_t get_stream_on() { return link_status.stream_on.load(std::memory_order_relaxed); }

@@ -1,9 +1,9 @@
 // What the peer says it wants, in two words that several modules read.
 //
-// The link status is the low four bits of the peer HEARTBEAT's system_status; 2 asks for live video.
-// The stream-on word is bit 0 of our own HEARTBEAT: it enables the live video sender. It is 1 from the
-// start of the media store on, and message 67 from the peer sets it.
-// Any thread may call; both words are relaxed atomics.
+// The link status is the low four bits of the peer HEARTBEAT's system_status; 2 asks for live
+// video. The stream-on word is bit 0 of our own HEARTBEAT: it enables the live video sender. It is
+// 1 from the start of the media store on, and message 67 from the peer sets it. Any thread may
+// call; both words are relaxed atomics.
 #pragma once
 
 #include <atomic>
@@ -35,7 +35,7 @@ void link_status_deinit();
 int32_t get_link_status();
 // Plain store, as the HEARTBEAT handler does it.
 void set_link_status(int32_t status);
-// A link reset: stores 0 under the mutex.
+// A link reset: stores 0 under the mutex (without it before link_status_init).
 void clear_link_status();
 
 int32_t get_stream_on();

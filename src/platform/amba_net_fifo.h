@@ -10,8 +10,8 @@
 
 namespace platform {
 
-inline constexpr int kFifoStreams = 16;     // entries in the stream list
-inline constexpr int kFifoTracks = 4;       // track records in a media information
+inline constexpr int kFifoStreams = 16;  // entries in the stream list
+inline constexpr int kFifoTracks = 4;    // track records in a media information
 inline constexpr uint32_t kFifoEntryAdded = 0x4000002;
 inline constexpr uint32_t kFifoEndOfStream = 0x4000001;
 
@@ -92,9 +92,9 @@ void* AmbaNetFifo_ExecEventProcess(void* argument);
 // 0 once the event processing has stopped.
 int32_t AmbaNetFifo_StopEventProcess(void);
 // The Get operations fill a zeroed record; < 0 on failure.
-int32_t AmbaNetFifo_GetMediaStreamIDList(void* list);             // FifoStreamList
-int32_t AmbaNetFifo_GetMediaInfo(int32_t index, void* info);      // FifoMediaInfo
-int32_t AmbaNetFifo_GetDefaultCFG(void* configuration);           // FifoConfiguration
+int32_t AmbaNetFifo_GetMediaStreamIDList(void* list);         // FifoStreamList
+int32_t AmbaNetFifo_GetMediaInfo(int32_t index, void* info);  // FifoMediaInfo
+int32_t AmbaNetFifo_GetDefaultCFG(void* configuration);       // FifoConfiguration
 // A reader handle, null on failure.
 void* AmbaNetFifo_Create(void* configuration);
 // 0 when an entry was read.

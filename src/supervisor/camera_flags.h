@@ -1,5 +1,5 @@
-// CameraActivityFlags: what the camera is doing, shared by the camera service client (which learns it)
-// and the message dispatch (which asks before it acts).
+// CameraActivityFlags: what the camera is doing, shared by the camera service client (which learns
+// it) and the message dispatch (which asks before it acts).
 //
 // One byte per flag, one setter (keeps the low byte of its argument) and one getter (widened to 32
 // bits) per flag. Any thread may call; the words are relaxed atomics and no order between them is
@@ -18,10 +18,10 @@ struct CameraActivityFlags {
   std::atomic<uint8_t> setting_pending;      // a resolution change or a format runs
   std::atomic<uint8_t> photo_pending;        // 769 asked for, not answered
   std::atomic<uint8_t> record_ack_via_uart;  // the flight controller asked for the recording
-  std::atomic<uint8_t> photo_mode;           // of the next photo's name; 0: the photo keeps its name
-  std::atomic<uint8_t> photo_sequence;       // number in the next photo's name
-  std::atomic<uint8_t> sd_query_pending;     // the application waits for a space report
-  std::atomic<uint8_t> clock_set_ok;         // the camera service has confirmed a clock
+  std::atomic<uint8_t> photo_mode;        // of the next photo's name; 0: the photo keeps its name
+  std::atomic<uint8_t> photo_sequence;    // number in the next photo's name
+  std::atomic<uint8_t> sd_query_pending;  // the application waits for a space report
+  std::atomic<uint8_t> clock_set_ok;      // the camera service has confirmed a clock
   std::atomic<uint8_t> preview_stopped;
 };
 

@@ -1,6 +1,7 @@
 #include "fake_base/fake_base.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <deque>
 #include <mutex>
@@ -22,6 +23,8 @@ struct State {
   bool timer_fails = false;
   bool thread_fails = false;
   uint64_t now_us = 1000000000;
+  int alarm_signal = 0;      // of the one signal timer
+  uint64_t alarm_at_us = 0;  // 0: disarmed
   std::function<void(uint64_t)> on_sleep;
   std::function<void(const std::string&)> on_command;
 };
@@ -124,6 +127,7 @@ uint64_t wall_clock_us() {
 uint64_t monotonic_us() { return wall_clock_us(); }
 
 void sleep_us(uint64_t us) {
+  int due_signal = 0;
   std::function<void(uint64_t)> hook;
   {
     const std::lock_guard lock(fake_base::mutex);
@@ -131,7 +135,12 @@ void sleep_us(uint64_t us) {
     state.events.push_back("sleep " + std::to_string(us));
     state.sleeps.push_back(us);
     hook = state.on_sleep;
+    if (state.alarm_at_us != 0 && state.now_us >= state.alarm_at_us) {
+      state.alarm_at_us = 0;
+      due_signal = state.alarm_signal;
+    }
   }
+  if (due_signal != 0) raise(due_signal);
   if (hook) hook(us);
 }
 
@@ -168,6 +177,23 @@ int arm_timer(timer_t timer, uint32_t ms) {
   state.events.push_back("timer " + std::to_string(index) + " " + std::to_string(ms));
   return 0;
 }
+
+int create_signal_timer(timer_t* timer, int signal) {
+  const std::lock_guard lock(fake_base::mutex);
+  *timer = timer_t{};
+  state.alarm_signal = signal;
+  state.alarm_at_us = 0;
+  return 0;
+}
+
+int arm_timer_once_us(timer_t, uint64_t us) {
+  const std::lock_guard lock(fake_base::mutex);
+  state.alarm_at_us = us == 0 ? 0 : state.now_us + us;
+  state.events.push_back("alarm " + std::to_string(us));
+  return 0;
+}
+
+void delete_signal_timer(timer_t) {}
 
 int run_shell(const char* command) {
   fake_base::record_command("run", command);

@@ -1,6 +1,6 @@
-// Another implementation of src/base for unit tests: it records what was run, slept, started or armed,
-// and moves a clock of its own. No test waits and none runs a shell command.
-// Safe from any thread; reset it at the start of a test (FakeBaseTest does).
+// Another implementation of src/base for unit tests: it records what was run, slept, started or
+// armed, and moves a clock of its own. No test waits and none runs a shell command. Safe from any
+// thread; reset it at the start of a test (FakeBaseTest does).
 #pragma once
 
 #include <gtest/gtest.h>
@@ -29,7 +29,8 @@ struct Timer {
 // Forgets everything; the clock starts at 1000 s.
 void reset();
 
-// Everything in the order it happened: "sleep 6000" (microseconds), "run CMD", "quiet CMD", "read CMD".
+// Everything in the order it happened: "sleep 6000" (microseconds), "run CMD", "quiet CMD", "read
+// CMD".
 std::vector<std::string> events();
 // Only the commands, of any of the three kinds.
 std::vector<std::string> commands();
@@ -38,6 +39,8 @@ std::vector<uint64_t> sleeps();
 std::vector<StartedThread> threads();
 // By creation order; timer_t number i is the i-th timer created since reset.
 std::vector<Timer> timers();
+
+// A signal timer that is armed once raises its signal in the sleep that passes its time.
 
 // What the next read_shell_line calls give, oldest first; afterwards they read nothing.
 void push_shell_line(const std::string& line);

@@ -1,0 +1,67 @@
+// Every command that is sent to the camera service: one function, one JSON text.
+//
+// Unless said otherwise a function returns the result of a12_json_send: 0 when the text was handed
+// to the connection, -2 when there is none. A flag that the function set is cleared again on -2,
+// because no answer can come. Refusals send nothing and change nothing. Any thread that holds no
+// lock of the camera client may call; functions that set an operation code sleep 10 ms.
+#pragma once
+
+#include <cstdint>
+
+namespace camera {
+
+inline constexpr int32_t kMsgGet = 1;
+inline constexpr int32_t kMsgSet = 2;
+inline constexpr int32_t kMsgFormat = 4;
+inline constexpr int32_t kMsgSpace = 5;
+inline constexpr int32_t kMsgStreamRate = 16;
+inline constexpr int32_t kMsgSession = 257;
+inline constexpr int32_t kMsgResetPreview = 259;
+inline constexpr int32_t kMsgStopPreview = 260;
+inline constexpr int32_t kMsgStartRecord = 513;
+inline constexpr int32_t kMsgStopRecord = 514;
+inline constexpr int32_t kMsgTakePhoto = 769;
+inline constexpr int32_t kMsgSwitchMode = 772;
+inline constexpr int32_t kMsgSdQuery = 4097;
+inline constexpr int32_t kMsgTimelapseStart = 4098;
+inline constexpr int32_t kMsgTimelapsePause = 4099;
+inline constexpr int32_t kMsgTimelapseStop = 4100;
+
+// A new connection: publishes it and sends the session request, always with token 0, as its first
+// bytes. Receive thread only.
+void cam_start_session(int connection);
+int32_t cam_start_record();  // sets record_cmd_pending
+// Refused, returning the flag, while record_cmd_pending is set; otherwise sets it.
+int32_t cam_stop_record();
+int32_t cam_take_photo();
+// The mode is not in the text: the service changes to the other one.
+int32_t cam_switch_mode(int32_t mode);
+int32_t cam_stop_preview();
+int32_t cam_reset_preview();
+int32_t cam_query_sd();
+int32_t cam_query_space(bool total);  // "total" or "free"
+
+// Stream rate in kbit/s: 0 or less is ignored, the rest is clamped to 50..2048; while the peer
+// nibble is 10 it is always 1024. Sends only what differs from the confirmed rate. Returns 0 when
+// nothing is sent.
+int32_t cam_set_stream_bitrate(int32_t rate);
+int32_t cam_set_resolution(int32_t index);  // -1 outside the table
+int32_t cam_set_low_light(int32_t on);      // first switches raw mode off when that is on
+int32_t cam_set_raw_mode(int32_t on);       // first switches low light off when that is on
+int32_t cam_set_timelapse_interval(int32_t interval);  // 0 sends "OFF"
+int32_t cam_default_setting();
+
+// Queries of one setting.
+int32_t cam_query_iso();       // returns 0
+int32_t cam_query_exposure();  // returns 0
+int32_t cam_query_shutter();   // returns 0
+int32_t cam_query_max_agc();
+
+// In photo mode takes a photo; otherwise switches to photo mode first, and the answer takes it.
+int32_t cam_photo_request();
+// The same for a recording in video mode.
+int32_t cam_record_request();
+// Only while a time-lapse runs and no stop has been sent; otherwise nothing and 0.
+int32_t cam_stop_timelapse();
+
+}  // namespace camera

@@ -1,0 +1,86 @@
+#include "camera/cam_json.h"
+
+#include <sys/socket.h>
+
+#include <cstdio>
+
+#include "base/clock.h"
+
+namespace camera {
+
+CamJsonContext cam_json_context{};
+
+namespace {
+
+constexpr auto kRelaxed = std::memory_order_relaxed;
+
+uint32_t cam_op_state = kCamOpIdle;  // under SendLock
+
+// SendLock is held.
+void send_text(CamJsonContext& context, const char* text, size_t length) {
+  const int connection = context.JsonConnFd.load(kRelaxed);
+  const ssize_t sent = connection != 0 ? send(connection, text, length, 0) : -1;
+  if (sent >= 1) return;
+  context.ConnState.store(kCamDisconnected, kRelaxed);
+  std::printf("%s(line=%d):send error!\n", "a12_json_send", 140);
+}
+
+}  // namespace
+
+void cam_json_publish(int connection, const char* first_text, size_t length) {
+  CamJsonContext& context = cam_json_context;
+  const std::lock_guard lock(context.SendLock);
+  context.JsonConnFd.store(connection, kRelaxed);
+  context.ConnState.store(kCamConnected, kRelaxed);
+  send_text(context, first_text, length);
+}
+
+void cam_json_withdraw() {
+  CamJsonContext& context = cam_json_context;
+  const std::lock_guard lock(context.SendLock);
+  context.JsonConnFd.store(0, kRelaxed);
+  context.ConnState.store(kCamDisconnected, kRelaxed);
+}
+
+int32_t a12_json_send(CamJsonContext* context, const char* text, size_t length) {
+  if (context->ConnState.load(kRelaxed) == kCamDisconnected) {
+    std::printf("%s(line=%d):json is disconnected!\n", "a12_json_send", 130);
+    return -2;
+  }
+  const std::lock_guard lock(context->SendLock);
+  send_text(*context, text, length);
+  return 0;
+}
+
+void cam_json_disconnect() {
+  CamJsonContext& context = cam_json_context;
+  if (context.SessionStarted.load(kRelaxed) == 0) return;
+  const std::lock_guard lock(context.SendLock);
+  context.ConnState.store(kCamDisconnected, kRelaxed);
+  // The receive thread may be waiting on this descriptor: it is woken here and closes what it owns,
+  // so that the number is not given to somebody else under its eyes.
+  const int connection = context.JsonConnFd.exchange(0, kRelaxed);
+  if (connection != 0) shutdown(connection, SHUT_RDWR);
+}
+
+int32_t cam_set_op_state(uint32_t code) {
+  if (code > kCamOpHighest) return -1;
+  {
+    const std::lock_guard lock(cam_json_context.SendLock);
+    cam_op_state = code;
+  }
+  base::sleep_ms(10);
+  return 0;
+}
+
+void cam_clear_op_state() {
+  const std::lock_guard lock(cam_json_context.SendLock);
+  cam_op_state = kCamOpIdle;
+}
+
+uint32_t cam_get_op_state() {
+  const std::lock_guard lock(cam_json_context.SendLock);
+  return cam_op_state;
+}
+
+}  // namespace camera

@@ -1,0 +1,190 @@
+#include "camera/cam_settings.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+
+#include "base/bytes.h"
+#include "camera/cam_json.h"
+
+namespace camera {
+
+CameraSettings camera_settings{};
+
+namespace {
+
+constexpr auto kRelaxed = std::memory_order_relaxed;
+
+struct SettingRow {
+  Setting setting;
+  int32_t confirmed_default;
+  bool guarded;  // confirmed value under StateLock
+};
+
+constexpr SettingRow kRows[kSettingCount] = {
+    {kResolution, 1, false},
+    {kColorStyle, 0, false},
+    {kVideoQuality, 0, false},
+    {kWhiteBalance, 0, false},
+    {kIso, 0, true},
+    {kExposure, 0, true},
+    {kAeMode, 0, false},
+    {kSaturation, 60, true},
+    {kContrast, 60, true},
+    {kSharpness, 3, true},
+    {kShutter, 6, false},
+    {kPivFormat, 0, true},
+    {kLowLight, 0, true},
+    {kRawMode, 0, true},
+    {kStampOff, 0, true},
+    {kMaxAgc, 25, true},
+    {kTimelapseInterval, 0, false},
+    {kTimelapseTime, 0, false},
+    {kStreamRate, 2048, false},
+    {kCameraMode, kModePhoto, true},
+};
+
+constexpr bool rows_in_order() {
+  for (int i = 0; i < kSettingCount; i++) {
+    if (kRows[i].setting != i) return false;
+  }
+  return true;
+}
+static_assert(rows_in_order());
+
+constexpr const char* kResolutionTexts[kResolutions] = {
+    "3840x2160 30P 16:9", "3840x2160 60P 16:9", "2560x1440 30P 16:9",  "2560x1440 60P 16:9",
+    "1920x1080 30P 16:9", "1920x1080 60P 16:9", "1280x720 30P 16:9",   "1280x720 60P 16:9",
+    "1280x720 120P 16:9", "1280x720 200P 16:9", "1920x1080 120P 16:9",
+};
+
+struct TextCode {
+  const char* text;
+  int32_t code;
+};
+
+// Tested in this order.
+constexpr TextCode kResolutionCodes[] = {
+    {"3840x2160 60P", 1},   {"3840x2160 30P", 0}, {"2560x1440 60P", 3}, {"2560x1440 30P", 2},
+    {"1920x1080 120P", 10}, {"1920x1080 60P", 5}, {"1920x1080 30P", 4}, {"1280x720 200P", 9},
+    {"1280x720 120P", 8},   {"1280x720 60P", 7},  {"1280x720 30P", 6},
+};
+
+// Tested in this order; the first match wins.
+constexpr TextCode kTypeCodes[] = {
+    {"camera_clock", 1},
+    {"color_style", 3},
+    {"scene_white_balance", 5},
+    {"video_quality", 4},
+    {"video_resolution", 2},
+    {"fix_iso_value", 6},
+    {"fix_exposure", 8},
+    {"set_manual_ae_mode", 7},
+    {"default_setting", 9},
+    {"saturation", 10},
+    {"contrast", 11},
+    {"sharpness", 12},
+    {"piv_format", 13},
+    {"time_lapse_interval", 14},
+    {"time_lapse_time", 15},
+    {"shutter_time", 16},
+    {"low_light_mode", 17},
+    {"raw_mode", 19},
+    {"Max_Agc", 18},
+    {"sec_stream_stamp", 20},
+};
+
+// Fixed slots of 7 bytes; an empty slot ends the table.
+constexpr char kShutterTexts[kShutterTimes + 1][7] = {
+    "1/8",    "1/10",   "1/12.5", "1/15",   "1/20",   "1/25",   "1/30",   "1/40",
+    "1/50",   "1/60",   "1/80",   "1/100",  "1/120",  "1/160",  "1/200",  "1/240",
+    "1/320",  "1/400",  "1/500",  "1/640",  "1/800",  "1/1000", "1/1250", "1/1600",
+    "1/2000", "1/2500", "1/3200", "1/4000", "1/5000", "1/6400", "1/8000", "",
+};
+
+template <size_t Rows>
+int32_t code_of(const TextCode (&table)[Rows], const char* text, int32_t otherwise) {
+  if (text == nullptr) return otherwise;
+  for (const TextCode& row : table) {
+    if (std::strstr(text, row.text) != nullptr) return row.code;
+  }
+  return otherwise;
+}
+
+}  // namespace
+
+void cam_settings_init() {
+  for (const SettingRow& row : kRows) {
+    camera_settings.requested[row.setting].store(row.confirmed_default, kRelaxed);
+    camera_settings.confirmed[row.setting].store(row.confirmed_default, kRelaxed);
+  }
+  camera_settings.default_reset_pending.store(0, kRelaxed);
+}
+
+int32_t requested(Setting setting) { return camera_settings.requested[setting].load(kRelaxed); }
+
+void request(Setting setting, int32_t value) {
+  camera_settings.requested[setting].store(value, kRelaxed);
+}
+
+int32_t confirmed(Setting setting) {
+  std::unique_lock lock(cam_json_context.StateLock, std::defer_lock);
+  if (kRows[setting].guarded) lock.lock();
+  return camera_settings.confirmed[setting].load(kRelaxed);
+}
+
+void confirm(Setting setting, int32_t value) {
+  std::unique_lock lock(cam_json_context.StateLock, std::defer_lock);
+  if (kRows[setting].guarded) lock.lock();
+  camera_settings.confirmed[setting].store(value, kRelaxed);
+}
+
+int32_t cam_get_stream_bitrate() { return confirmed(kStreamRate); }
+
+int32_t cam_get_piv_format() { return confirmed(kPivFormat); }
+
+int32_t cam_get_mode() { return confirmed(kCameraMode); }
+
+const char* cam_resolution_text(int32_t index) {
+  return index >= 0 && index < kResolutions ? kResolutionTexts[index] : nullptr;
+}
+
+int32_t cam_parse_resolution(const char* text) { return code_of(kResolutionCodes, text, 0); }
+
+bool is_30p(int32_t resolution) {
+  return resolution == 0 || resolution == 2 || resolution == 4 || resolution == 6;
+}
+
+bool is_60p(int32_t resolution) {
+  return resolution == 1 || resolution == 3 || resolution == 5 || resolution == 7;
+}
+
+bool is_high_rate(int32_t resolution) { return resolution >= 8 && resolution <= 10; }
+
+const char* cam_shutter_text(int32_t index) {
+  return index >= 0 && index < kShutterTimes ? kShutterTexts[index] : nullptr;
+}
+
+int32_t cam_shutter_index(const char* text) {
+  if (text == nullptr) return kShutterTimes;
+  for (int32_t i = 0; kShutterTexts[i][0] != '\0'; i++) {
+    if (std::strcmp(text, kShutterTexts[i]) == 0) return i;
+  }
+  return kShutterTimes;
+}
+
+int32_t cam_setting_type_code(const char* type) { return code_of(kTypeCodes, type, kTypeUnknown); }
+
+int32_t cam_param_is_on(const char* text) { return std::strstr(text, "ON") != nullptr ? 1 : 0; }
+
+int32_t cam_param_is_not_on(const char* text) { return cam_param_is_on(text) != 0 ? 0 : 1; }
+
+int32_t cam_param_int_or_off(const char* text) {
+  return std::strstr(text, "OFF") != nullptr ? 0 : cam_param_int(text);
+}
+
+int32_t cam_param_int(const char* text) {
+  return base::saturate<int32_t>(static_cast<double>(std::strtol(text, nullptr, 10)));
+}
+
+}  // namespace camera

@@ -1,0 +1,92 @@
+// CameraSettings: what has been asked of the camera and what it has confirmed, and the tables that
+// turn the application's small integers into the camera service's strings and back.
+//
+// A command function stores the requested value just before it sends; a reply with rval 0 copies it
+// to the confirmed one. All words are relaxed atomics. Those marked `guarded` in the table are in
+// addition written and read under StateLock, so that a status record never mixes two states.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+namespace camera {
+
+enum Setting : int {
+  kResolution,
+  kColorStyle,
+  kVideoQuality,
+  kWhiteBalance,
+  kIso,       // 0: Auto
+  kExposure,  // 0: Auto
+  kAeMode,    // 0 off, 1 on, 2 shutter priority
+  kSaturation,
+  kContrast,
+  kSharpness,
+  kShutter,    // index into the shutter table
+  kPivFormat,  // 0 JPG, 1 RAW
+  kLowLight,
+  kRawMode,
+  kStampOff,
+  kMaxAgc,
+  kTimelapseInterval,
+  kTimelapseTime,
+  kStreamRate,
+  kCameraMode,  // 0 photo, 1 video
+  kSettingCount,
+};
+
+inline constexpr int32_t kModePhoto = 0;
+inline constexpr int32_t kModeVideo = 1;
+
+struct CameraSettings {
+  std::atomic<int32_t> requested[kSettingCount];
+  std::atomic<int32_t> confirmed[kSettingCount];
+  std::atomic<int32_t> default_reset_pending;
+};
+
+extern CameraSettings camera_settings;
+
+// Requested and confirmed values to their defaults, no reset pending.
+void cam_settings_init();
+
+[[nodiscard]] int32_t requested(Setting setting);
+void request(Setting setting, int32_t value);
+// Both take StateLock when the setting is guarded: never while holding SendLock.
+[[nodiscard]] int32_t confirmed(Setting setting);
+void confirm(Setting setting, int32_t value);
+
+// For the dispatch.
+[[nodiscard]] int32_t cam_get_stream_bitrate();
+[[nodiscard]] int32_t cam_get_piv_format();
+[[nodiscard]] int32_t cam_get_mode();
+
+// Video resolutions by index, 0 to 10; null outside.
+inline constexpr int kResolutions = 11;
+[[nodiscard]] const char* cam_resolution_text(int32_t index);
+// Index of the first resolution, in the service's order of preference, whose text occurs in `text`;
+// 0 when none does.
+[[nodiscard]] int32_t cam_parse_resolution(const char* text);
+
+// Families of resolutions.
+[[nodiscard]] bool is_30p(int32_t resolution);
+[[nodiscard]] bool is_60p(int32_t resolution);
+[[nodiscard]] bool is_high_rate(int32_t resolution);
+
+// Shutter times by index, 0 to 30; null outside.
+inline constexpr int kShutterTimes = 31;
+[[nodiscard]] const char* cam_shutter_text(int32_t index);
+// Index of the shutter time that equals `text`; 31 for null or no match.
+[[nodiscard]] int32_t cam_shutter_index(const char* text);
+
+// Type code 1 to 20 of a reply's "type", by substring; 21 for null or no match.
+inline constexpr int32_t kTypeUnknown = 21;
+[[nodiscard]] int32_t cam_setting_type_code(const char* type);
+
+// Readers of a reply's "param" text.
+[[nodiscard]] int32_t cam_param_is_on(const char* text);
+[[nodiscard]] int32_t cam_param_is_not_on(const char* text);
+[[nodiscard]] int32_t cam_param_int_or_off(const char* text);
+// The decimal value a text starts with, saturated; 0 when it starts with none.
+[[nodiscard]] int32_t cam_param_int(const char* text);
+
+}  // namespace camera

@@ -1,0 +1,19 @@
+// The stream indicator on GPIO line 9, driven once a second by a thread of its own.
+#pragma once
+
+#include <cstdint>
+
+namespace supervisor {
+
+// Runs the board's GPIO script with that value when it differs from the last one (the first call
+// always differs). Returns 0, or -1 when there was nothing to do. Indicator thread only.
+int32_t gpio9_set(int32_t value);
+
+// One second's work without the sleep: inverts the phase while blinking (the first blink writes 1),
+// otherwise shows the level. Indicator thread only.
+void indicator_tick();
+
+// Starts the thread with default scheduling. Returns 0 or an errno number.
+int indicator_start();
+
+}  // namespace supervisor

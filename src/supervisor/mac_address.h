@@ -1,0 +1,20 @@
+// The camera's own MAC address, as the application heartbeat carries it.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+
+namespace supervisor {
+
+// Zero until obtain_macaddr has run; start-up does not call it. Relaxed atomics.
+extern std::array<std::atomic<uint8_t>, 6> camera_mac;
+
+// Reads the address of the USB network interface through ifconfig into camera_mac and prints it.
+// Leaves camera_mac alone when the interface shows no address.
+void obtain_macaddr();
+
+// One hexadecimal digit to its value; any other character prints a message and gives 0.
+uint8_t a2x(char digit);
+
+}  // namespace supervisor

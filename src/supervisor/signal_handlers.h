@@ -1,0 +1,14 @@
+// Ending the process: the crash handler and the exit handler. In both only async-signal-safe work
+// is done: a text is formatted into a stack buffer and written to standard output.
+#pragma once
+
+namespace supervisor {
+
+// Start-up. SIGSEGV: prints where and how, the execution path, and ends with status 1. SIGTERM,
+// SIGQUIT, SIGINT, SIGHUP and SIGUSR1 (SIGKILL is asked for and refused): prints the exit line,
+// detaches the media lists and stops the acknowledged sender, whose kill of its thread ends the
+// process by signal 9.
+void install_crash_handler();
+void install_exit_handler();
+
+}  // namespace supervisor
