@@ -1,5 +1,7 @@
 #include "base/clock.h"
 
+#include <sys/time.h>
+
 #include <cerrno>
 #include <ctime>
 
@@ -17,6 +19,12 @@ uint64_t now_us(clockid_t clock) {
 uint64_t wall_clock_us() { return now_us(CLOCK_REALTIME); }
 
 uint64_t monotonic_us() { return now_us(CLOCK_MONOTONIC); }
+
+int set_wall_clock(int64_t seconds) {
+  timeval now{};
+  now.tv_sec = static_cast<time_t>(seconds);
+  return settimeofday(&now, nullptr);
+}
 
 void sleep_us(uint64_t us) {
   timespec left{};

@@ -13,6 +13,9 @@ namespace base {
 // Microseconds since some fixed point; never jumps.
 [[nodiscard]] uint64_t monotonic_us();
 
+// Sets the settable clock to whole seconds since the epoch. Returns 0, or -1 with errno set.
+int set_wall_clock(int64_t seconds);
+
 // Sleeps at least that long, signals or not.
 void sleep_us(uint64_t us);
 inline void sleep_ms(uint64_t ms) { sleep_us(ms * 1000); }

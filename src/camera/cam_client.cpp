@@ -82,6 +82,9 @@ void cam_connection_lost() {
   camera_state.pending_record_after_switch.store(0, kRelaxed);
   camera_state.TimelapseStopSent.store(0, kRelaxed);
   camera_settings.default_reset_pending.store(0, kRelaxed);
+  // Both refuse a new request while an old one waits for its answer.
+  request(kResolution, confirmed(kResolution));
+  request(kColorStyle, confirmed(kColorStyle));
   cam_clear_op_state();
 }
 

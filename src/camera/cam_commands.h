@@ -41,27 +41,26 @@ int32_t cam_reset_preview();
 int32_t cam_query_sd();
 int32_t cam_query_space(bool total);  // "total" or "free"
 
+int32_t cam_format_sd();
+int32_t cam_cmd_2817();  // before a firmware update
+// Requests that the service knows and nothing in this system needs.
+int32_t cam_cmd_773();
+int32_t cam_cmd_2561();
+int32_t cam_cmd_8194();
+
 // Stream rate in kbit/s: 0 or less is ignored, the rest is clamped to 50..2048; while the peer
 // nibble is 10 it is always 1024. Sends only what differs from the confirmed rate. Returns 0 when
 // nothing is sent.
 int32_t cam_set_stream_bitrate(int32_t rate);
-int32_t cam_set_resolution(int32_t index);  // -1 outside the table
-int32_t cam_set_low_light(int32_t on);      // first switches raw mode off when that is on
-int32_t cam_set_raw_mode(int32_t on);       // first switches low light off when that is on
-int32_t cam_set_timelapse_interval(int32_t interval);  // 0 sends "OFF"
-int32_t cam_default_setting();
-
-// Queries of one setting.
-int32_t cam_query_iso();       // returns 0
-int32_t cam_query_exposure();  // returns 0
-int32_t cam_query_shutter();   // returns 0
-int32_t cam_query_max_agc();
+// "YYYY-MM-DD HH:MM:SS"; nothing and 0 for null.
+int32_t cam_set_clock(const char* text);
 
 // In photo mode takes a photo; otherwise switches to photo mode first, and the answer takes it.
 int32_t cam_photo_request();
 // The same for a recording in video mode.
 int32_t cam_record_request();
-// Only while a time-lapse runs and no stop has been sent; otherwise nothing and 0.
-int32_t cam_stop_timelapse();
+// Stops the preview; the answer restores the default settings.
+int32_t cam_request_default_setting();
+int32_t cam_default_setting();
 
 }  // namespace camera

@@ -4,6 +4,7 @@
 #include "camera/cam_commands.h"
 #include "camera/cam_json.h"
 #include "camera/cam_members.h"
+#include "camera/cam_setters.h"
 #include "camera/cam_settings.h"
 #include "camera/cam_state.h"
 #include "camera/cam_status.h"

@@ -6,9 +6,11 @@
 #include "base/clock.h"
 #include "base/text.h"
 #include "camera/cam_commands.h"
+#include "camera/cam_conf.h"
 #include "camera/cam_json.h"
 #include "camera/cam_members.h"
 #include "camera/cam_notifications.h"
+#include "camera/cam_setters.h"
 #include "camera/cam_setting_replies.h"
 #include "camera/cam_settings.h"
 #include "camera/cam_state.h"
@@ -50,6 +52,7 @@ void session_reply(const cJSON* reply) {
   base::sleep_ms(500);
   flightlink::mavlink_timer_set(&cam_json_context.StatusTimer, kStatusPeriodMs);
   cam_query_sd();
+  cam_conf_load_soon();
 }
 
 // The acknowledgement goes to whoever asked for the recording.

@@ -4,6 +4,7 @@
 #include "camera/cam_conf.h"
 #include "camera/cam_json.h"
 #include "camera/cam_members.h"
+#include "camera/cam_setters.h"
 #include "camera/cam_settings.h"
 #include "camera/cam_state.h"
 #include "flightlink/reports.h"
@@ -14,30 +15,6 @@ namespace {
 
 using flightlink::kResultOk;
 constexpr auto kRelaxed = std::memory_order_relaxed;
-
-enum TypeCode : int32_t {
-  kTypeClock = 1,
-  kTypeResolution = 2,
-  kTypeVideoQuality = 4,
-  kTypeAeMode = 7,
-  kTypeDefaultSetting = 9,
-  kTypeTimelapseInterval = 14,
-  kTypeTimelapseTime = 15,
-  kTypeLowLight = 17,
-};
-
-// Settings whose confirmation is the plain one: confirmed = requested, acknowledgement, idle.
-struct PlainRow {
-  int32_t type;
-  Setting setting;
-  uint8_t subject;
-};
-
-constexpr PlainRow kPlainRows[] = {
-    {3, kColorStyle, 3},   {5, kWhiteBalance, 5}, {6, kIso, 6},         {8, kExposure, 7},
-    {10, kSaturation, 11}, {11, kContrast, 12},   {12, kSharpness, 13}, {13, kPivFormat, 15},
-    {16, kShutter, 17},    {18, kMaxAgc, 19},     {19, kRawMode, 20},   {20, kStampOff, 21},
-};
 
 int32_t confirm_requested(Setting setting) {
   const int32_t value = requested(setting);
@@ -96,13 +73,11 @@ void set_low_light_reply() {
   acknowledge(18, value);
 }
 
-void plain_set_reply(int32_t type) {
-  for (const PlainRow& row : kPlainRows) {
-    if (row.type != type) continue;
-    acknowledge(row.subject, confirm_requested(row.setting));
-    cam_set_op_state(kCamOpIdle);
-    return;
-  }
+// Confirmed = requested, acknowledgement, idle.
+void plain_set_reply(const SettingRow& row) {
+  acknowledge(row.subject, confirm_requested(row.setting));
+  cam_set_op_state(kCamOpIdle);
+  if (row.setting == kColorStyle || row.setting == kWhiteBalance) cam_conf_save(&cam_conf_owner);
 }
 
 void set_both(Setting setting, int32_t value) {
@@ -119,29 +94,31 @@ int32_t manual_value(const char* param, int32_t lowest) {
 using GetReader = void (*)(const char* param);
 
 struct GetRow {
-  int32_t type;
+  Setting setting;
   GetReader read;
 };
 
 constexpr GetRow kGetRows[] = {
-    {2, [](const char* param) { set_both(kResolution, cam_parse_resolution(param)); }},
-    {6, [](const char* param) { confirm(kIso, manual_value(param, 100)); }},
-    {8, [](const char* param) { confirm(kExposure, manual_value(param, 1)); }},
+    {kResolution, [](const char* param) { set_both(kResolution, cam_parse_resolution(param)); }},
+    {kIso, [](const char* param) { confirm(kIso, manual_value(param, 100)); }},
+    {kExposure, [](const char* param) { confirm(kExposure, manual_value(param, 1)); }},
     // The interval's answer is kept as the time-lapse time: the two share this slot by design.
-    {14, [](const char* param) { set_both(kTimelapseTime, cam_param_int_or_off(param)); }},
-    {16, [](const char* param) { set_both(kShutter, cam_shutter_index(param)); }},
-    {17, [](const char* param) { set_both(kLowLight, cam_param_is_on(param)); }},
-    {18, [](const char* param) { set_both(kMaxAgc, cam_param_int(param)); }},
-    {19, [](const char* param) { set_both(kRawMode, cam_param_is_on(param)); }},
-    {20, [](const char* param) { set_both(kStampOff, cam_param_is_not_on(param)); }},
+    {kTimelapseInterval,
+     [](const char* param) { set_both(kTimelapseTime, cam_param_int_or_off(param)); }},
+    {kShutter, [](const char* param) { set_both(kShutter, cam_shutter_index(param)); }},
+    {kLowLight, [](const char* param) { set_both(kLowLight, cam_param_is_on(param)); }},
+    {kMaxAgc, [](const char* param) { set_both(kMaxAgc, cam_param_int(param)); }},
+    {kRawMode, [](const char* param) { set_both(kRawMode, cam_param_is_on(param)); }},
+    {kStampOff, [](const char* param) { set_both(kStampOff, cam_param_is_not_on(param)); }},
 };
 
 }  // namespace
 
 void cam_handle_get_reply(const cJSON* message) {
-  const int32_t type = cam_setting_type_code(text_member(message, "type"));
+  const SettingRow* setting = setting_of_type(cam_setting_type_code(text_member(message, "type")));
+  if (setting == nullptr) return;
   for (const GetRow& row : kGetRows) {
-    if (row.type != type) continue;
+    if (row.setting != setting->setting) continue;
     const char* param = text_member(message, "param");
     if (number_member(message, "rval") == 0 && param != nullptr) row.read(param);
     cam_set_op_state(kCamOpIdle);
@@ -150,31 +127,31 @@ void cam_handle_get_reply(const cJSON* message) {
 }
 
 void cam_handle_set_reply(const cJSON* message) {
-  const int32_t type = cam_setting_type_code(text_member(message, "type"));
-  if (number_member(message, "rval") != 0 || type == kTypeUnknown) {
+  const SettingRow* row = setting_of_type(cam_setting_type_code(text_member(message, "type")));
+  if (number_member(message, "rval") != 0 || row == nullptr) {
     cam_set_op_state(kCamOpIdle);
     return;
   }
-  switch (type) {
-    case kTypeClock:
+  switch (row->setting) {
+    case kClock:
       return set_clock_reply();
-    case kTypeResolution:
+    case kResolution:
       return set_resolution_reply();
-    case kTypeVideoQuality:
+    case kVideoQuality:
       return acknowledge(0, 0);
-    case kTypeAeMode:
+    case kAeMode:
       return set_ae_mode_reply();
-    case kTypeDefaultSetting:
+    case kDefaultSetting:
       return set_default_reply();
-    case kTypeTimelapseInterval:
+    case kTimelapseInterval:
       return set_interval_reply();
-    case kTypeTimelapseTime:
+    case kTimelapseTime:
       confirm_requested(kTimelapseTime);
       return acknowledge(0, 0);
-    case kTypeLowLight:
+    case kLowLight:
       return set_low_light_reply();
     default:
-      return plain_set_reply(type);
+      return plain_set_reply(*row);
   }
 }
 

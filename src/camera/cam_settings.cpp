@@ -15,33 +15,30 @@ namespace {
 
 constexpr auto kRelaxed = std::memory_order_relaxed;
 
-struct SettingRow {
-  Setting setting;
-  int32_t confirmed_default;
-  bool guarded;  // confirmed value under StateLock
-};
-
 constexpr SettingRow kRows[kSettingCount] = {
-    {kResolution, 1, false},
-    {kColorStyle, 0, false},
-    {kVideoQuality, 0, false},
-    {kWhiteBalance, 0, false},
-    {kIso, 0, true},
-    {kExposure, 0, true},
-    {kAeMode, 0, false},
-    {kSaturation, 60, true},
-    {kContrast, 60, true},
-    {kSharpness, 3, true},
-    {kShutter, 6, false},
-    {kPivFormat, 0, true},
-    {kLowLight, 0, true},
-    {kRawMode, 0, true},
-    {kStampOff, 0, true},
-    {kMaxAgc, 25, true},
-    {kTimelapseInterval, 0, false},
-    {kTimelapseTime, 0, false},
-    {kStreamRate, 2048, false},
-    {kCameraMode, kModePhoto, true},
+    // setting, type, code, set op, query op, subject, default, guarded
+    {kClock, "camera_clock", 1, kNoOp, kNoOp, 0, 0, false},
+    {kColorStyle, "color_style", 3, 7, kNoOp, 3, 0, false},
+    {kWhiteBalance, "scene_white_balance", 5, 5, kNoOp, 5, 0, false},
+    {kVideoQuality, "video_quality", 4, kNoOp, kNoOp, 0, 0, false},
+    {kResolution, "video_resolution", 2, kNoOp, kNoOp, 2, 1, false},
+    {kIso, "fix_iso_value", 6, 1, 2, 6, 0, true},
+    {kExposure, "fix_exposure", 8, 3, 4, 7, 0, true},
+    {kAeMode, "set_manual_ae_mode", 7, kNoOp, kNoOp, 8, 0, false},
+    {kDefaultSetting, "default_setting", 9, kNoOp, kNoOp, 9, 0, false},
+    {kSaturation, "saturation", 10, 11, kNoOp, 11, 60, true},
+    {kContrast, "contrast", 11, 12, kNoOp, 12, 60, true},
+    {kSharpness, "sharpness", 12, 13, kNoOp, 13, 3, true},
+    {kPivFormat, "piv_format", 13, 17, kNoOp, 15, 0, true},
+    {kTimelapseInterval, "time_lapse_interval", 14, kNoOp, kNoOp, 0, 0, false},
+    {kTimelapseTime, "time_lapse_time", 15, kNoOp, kNoOp, 0, 0, false},
+    {kShutter, "shutter_time", 16, 14, 15, 17, 6, false},
+    {kLowLight, "low_light_mode", 17, 18, 19, 18, 0, true},
+    {kRawMode, "raw_mode", 19, 23, 24, 20, 0, true},
+    {kMaxAgc, "Max_Agc", 18, 20, 21, 19, 25, true},
+    {kStampOff, "sec_stream_stamp", 20, 25, 26, 21, 0, true},
+    {kStreamRate, nullptr, 0, kNoOp, kNoOp, 0, 2048, false},
+    {kCameraMode, nullptr, 0, kNoOp, kNoOp, 10, kModePhoto, true},
 };
 
 constexpr bool rows_in_order() {
@@ -70,30 +67,6 @@ constexpr TextCode kResolutionCodes[] = {
     {"1280x720 120P", 8},   {"1280x720 60P", 7},  {"1280x720 30P", 6},
 };
 
-// Tested in this order; the first match wins.
-constexpr TextCode kTypeCodes[] = {
-    {"camera_clock", 1},
-    {"color_style", 3},
-    {"scene_white_balance", 5},
-    {"video_quality", 4},
-    {"video_resolution", 2},
-    {"fix_iso_value", 6},
-    {"fix_exposure", 8},
-    {"set_manual_ae_mode", 7},
-    {"default_setting", 9},
-    {"saturation", 10},
-    {"contrast", 11},
-    {"sharpness", 12},
-    {"piv_format", 13},
-    {"time_lapse_interval", 14},
-    {"time_lapse_time", 15},
-    {"shutter_time", 16},
-    {"low_light_mode", 17},
-    {"raw_mode", 19},
-    {"Max_Agc", 18},
-    {"sec_stream_stamp", 20},
-};
-
 // Fixed slots of 7 bytes; an empty slot ends the table.
 constexpr char kShutterTexts[kShutterTimes + 1][7] = {
     "1/8",    "1/10",   "1/12.5", "1/15",   "1/20",   "1/25",   "1/30",   "1/40",
@@ -102,16 +75,16 @@ constexpr char kShutterTexts[kShutterTimes + 1][7] = {
     "1/2000", "1/2500", "1/3200", "1/4000", "1/5000", "1/6400", "1/8000", "",
 };
 
-template <size_t Rows>
-int32_t code_of(const TextCode (&table)[Rows], const char* text, int32_t otherwise) {
-  if (text == nullptr) return otherwise;
-  for (const TextCode& row : table) {
-    if (std::strstr(text, row.text) != nullptr) return row.code;
-  }
-  return otherwise;
-}
-
 }  // namespace
+
+const SettingRow& setting_row(Setting setting) { return kRows[setting]; }
+
+const SettingRow* setting_of_type(int32_t type_code) {
+  for (const SettingRow& row : kRows) {
+    if (row.type != nullptr && row.type_code == type_code) return &row;
+  }
+  return nullptr;
+}
 
 void cam_settings_init() {
   for (const SettingRow& row : kRows) {
@@ -149,7 +122,13 @@ const char* cam_resolution_text(int32_t index) {
   return index >= 0 && index < kResolutions ? kResolutionTexts[index] : nullptr;
 }
 
-int32_t cam_parse_resolution(const char* text) { return code_of(kResolutionCodes, text, 0); }
+int32_t cam_parse_resolution(const char* text) {
+  if (text == nullptr) return 0;
+  for (const TextCode& row : kResolutionCodes) {
+    if (std::strstr(text, row.text) != nullptr) return row.code;
+  }
+  return 0;
+}
 
 bool is_30p(int32_t resolution) {
   return resolution == 0 || resolution == 2 || resolution == 4 || resolution == 6;
@@ -173,7 +152,13 @@ int32_t cam_shutter_index(const char* text) {
   return kShutterTimes;
 }
 
-int32_t cam_setting_type_code(const char* type) { return code_of(kTypeCodes, type, kTypeUnknown); }
+int32_t cam_setting_type_code(const char* type) {
+  if (type == nullptr) return kTypeUnknown;
+  for (const SettingRow& row : kRows) {
+    if (row.type != nullptr && std::strstr(type, row.type) != nullptr) return row.type_code;
+  }
+  return kTypeUnknown;
+}
 
 int32_t cam_param_is_on(const char* text) { return std::strstr(text, "ON") != nullptr ? 1 : 0; }
 

@@ -11,29 +11,50 @@
 
 namespace camera {
 
+// In the order in which a reply's "type" is looked for.
 enum Setting : int {
-  kResolution,
+  kClock,
   kColorStyle,
-  kVideoQuality,
   kWhiteBalance,
+  kVideoQuality,
+  kResolution,
   kIso,       // 0: Auto
   kExposure,  // 0: Auto
   kAeMode,    // 0 off, 1 on, 2 shutter priority
+  kDefaultSetting,
   kSaturation,
   kContrast,
   kSharpness,
-  kShutter,    // index into the shutter table
   kPivFormat,  // 0 JPG, 1 RAW
-  kLowLight,
-  kRawMode,
-  kStampOff,
-  kMaxAgc,
   kTimelapseInterval,
   kTimelapseTime,
-  kStreamRate,
-  kCameraMode,  // 0 photo, 1 video
+  kShutter,  // index into the shutter table
+  kLowLight,
+  kRawMode,
+  kMaxAgc,
+  kStampOff,
+  kTypedSettings,
+  kStreamRate = kTypedSettings,  // the last two have messages of their own
+  kCameraMode,                   // 0 photo, 1 video
   kSettingCount,
 };
+
+inline constexpr uint32_t kNoOp = 0;
+
+struct SettingRow {
+  Setting setting;
+  const char* type;   // "type" in the messages of the camera service; null: none
+  int32_t type_code;  // 1 to 20
+  uint32_t set_op;    // operation code of a set, kNoOp: none
+  uint32_t query_op;  // of a query
+  uint8_t subject;    // of the acknowledgement to the application, 0: none of its own
+  int32_t confirmed_default;
+  bool guarded;
+};
+
+[[nodiscard]] const SettingRow& setting_row(Setting setting);
+// Null for a code that no setting has.
+[[nodiscard]] const SettingRow* setting_of_type(int32_t type_code);
 
 inline constexpr int32_t kModePhoto = 0;
 inline constexpr int32_t kModeVideo = 1;

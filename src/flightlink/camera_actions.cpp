@@ -1,8 +1,9 @@
 #include "flightlink/camera_actions.h"
 
-#include "base/bytes.h"
 #include "camera/cam_commands.h"
 #include "camera/cam_json.h"
+#include "camera/cam_send.h"
+#include "camera/cam_setters.h"
 #include "camera/cam_settings.h"
 #include "camera/camera_ready.h"
 #include "flightlink/link_context.h"
@@ -13,9 +14,6 @@ namespace {
 
 constexpr auto kRelaxed = std::memory_order_relaxed;
 constexpr int32_t kPivRaw = 1;
-constexpr int32_t kNotConnected = -2;
-
-int32_t integer(float parameter) { return base::saturate<int32_t>(parameter); }
 
 // Recording, and a time-lapse or another operation in flight, keep the mode as it is.
 int switch_mode(int32_t mode) {
@@ -25,7 +23,7 @@ int switch_mode(int32_t mode) {
   }
   supervisor::set_mode_switch_pending(1);
   const int32_t result = camera::cam_switch_mode(mode);
-  if (result == kNotConnected) supervisor::set_mode_switch_pending(0);
+  if (result == camera::kNotConnected) supervisor::set_mode_switch_pending(0);
   return result;
 }
 
@@ -37,7 +35,7 @@ int take_photo() {
   }
   supervisor::set_photo_pending(1);
   const int32_t result = camera::cam_take_photo();
-  if (result == kNotConnected) supervisor::set_photo_pending(0);
+  if (result == camera::kNotConnected) supervisor::set_photo_pending(0);
   return result;
 }
 
@@ -90,16 +88,16 @@ int camera_action(int32_t action, int32_t value) {
 int camera_action_command(const CommandLong& command) {
   mavlink_context.throttle_flag.store(0, kRelaxed);
   supervisor::set_photo_mode(0);
-  return camera_action(integer(command.param[0]), integer(command.param[1]));
+  return camera_action(parameter(command.param[0]), parameter(command.param[1]));
 }
 
 int digicam_control(const CommandLong& command) {
-  switch (integer(command.param[6])) {
+  switch (parameter(command.param[6])) {
     case 1: {
       if (camera::cam_get_piv_format() == kPivRaw) return -1;
-      supervisor::set_photo_sequence(integer(command.param[5]));
+      supervisor::set_photo_sequence(parameter(command.param[5]));
       // One above the mode asked for; the setter keeps the low byte.
-      const int64_t mode = integer(command.param[4]);
+      const int64_t mode = parameter(command.param[4]);
       supervisor::set_photo_mode(static_cast<int32_t>(mode + 1));
       return camera_action(kActionTakePhoto, 0);
     }

@@ -5,17 +5,9 @@
 
 #include <cstdint>
 
-namespace flightlink {
+#include "flightlink/command_long.h"
 
-// COMMAND_LONG (message 76, 33 bytes): param1 to param7 f32 at 0 to 24, u16 command at 28,
-// target_system at 30, target_component at 31, confirmation at 32.
-struct CommandLong {
-  float param[7];  // param[0] is param1
-  uint16_t command;
-  uint8_t target_system;
-  uint8_t target_component;
-  uint8_t confirmation;
-};
+namespace flightlink {
 
 enum CameraAction : int32_t {
   kActionPhotoMode = 0,

@@ -1,13 +1,22 @@
 #include "flightlink/dispatch.h"
 
-#include <cstring>
-
 #include "base/bytes.h"
+#include "camera/cam_commands.h"
+#include "camera/cam_send.h"
+#include "camera/camera_ready.h"
 #include "flightlink/aircraft_position.h"
 #include "flightlink/camera_actions.h"
+#include "flightlink/camera_clock.h"
+#include "flightlink/command_long.h"
+#include "flightlink/flight_log.h"
 #include "flightlink/link_configuration.h"
 #include "flightlink/link_context.h"
+#include "flightlink/link_quality.h"
 #include "flightlink/link_status.h"
+#include "flightlink/media_message.h"
+#include "flightlink/payload.h"
+#include "flightlink/setting_control.h"
+#include "supervisor/camera_flags.h"
 
 namespace flightlink {
 namespace {
@@ -20,21 +29,15 @@ constexpr uint8_t kAnnouncingStatus = 95;
 
 enum Command : uint16_t {
   kCommandCameraAction = 2,
+  kCommandSetting = 180,
   kCommandDigicam = 203,
 };
 
 // Of COMMAND_LONG 203: link-quality control, not a digicam command.
 constexpr uint8_t kLinkQualityComponent = 14;
 
-struct Payload {
-  explicit Payload(const MavlinkMessage& message) {
-    std::memcpy(bytes, message.payload, message.len);
-    std::memset(bytes + message.len, 0, sizeof(bytes) - message.len);
-  }
-  uint8_t bytes[256];
-};
-
-int heartbeat(const Payload& payload) {
+int heartbeat(const MavlinkMessage* message) {
+  const Payload payload(*message);
   const uint32_t custom_mode = base::load_u32le(payload.bytes);
   const uint8_t system_status = payload.bytes[7];
   if (custom_mode != kAnnouncingMode || system_status != kAnnouncingStatus) {
@@ -44,60 +47,70 @@ int heartbeat(const Payload& payload) {
   return link_configuration_push();
 }
 
-CommandLong read_command_long(const Payload& payload) {
-  CommandLong command{};
-  for (size_t i = 0; i < 7; i++) command.param[i] = base::load_f32le(payload.bytes + 4 * i);
-  command.command = base::load_u16le(payload.bytes + 28);
-  command.target_system = payload.bytes[30];
-  command.target_component = payload.bytes[31];
-  command.confirmation = payload.bytes[32];
-  return command;
-}
-
-int command_long(const Payload& payload) {
-  const CommandLong command = read_command_long(payload);
+int command_long(const MavlinkMessage* message) {
+  const CommandLong command = read_command_long(Payload(*message));
   switch (command.command) {
     case kCommandCameraAction:
       return camera_action_command(command);
+    case kCommandSetting:
+      return setting_control(command);
     case kCommandDigicam:
-      return command.target_component == kLinkQualityComponent ? 0 : digicam_control(command);
+      return command.target_component == kLinkQualityComponent ? link_quality_control(command)
+                                                               : digicam_control(command);
     default:
       return 0;
   }
 }
 
-int position_24(const Payload& payload) {
+int position_24(const MavlinkMessage* message) {
+  const Payload payload(*message);
   store_latitude(static_cast<int32_t>(base::load_u32le(payload.bytes + 8)));
   store_longitude(static_cast<int32_t>(base::load_u32le(payload.bytes + 12)));
   return 0;
 }
 
-int altitude_32(const Payload& payload) {
+int altitude_32(const MavlinkMessage* message) {
+  const Payload payload(*message);
   store_altitude_from_32(base::saturate<int32_t>(base::load_f32le(payload.bytes + 4)));
   return 0;
 }
 
-int stream_67(const Payload& payload) {
+int stream_67(const MavlinkMessage* message) {
+  const Payload payload(*message);
   set_stream_on(payload.bytes[3] != 0 ? 1 : 0);
   return 0;
 }
 
-int altitude_141(const Payload& payload) {
+int altitude_141(const MavlinkMessage* message) {
+  const Payload payload(*message);
   store_altitude_from_141(base::saturate<int32_t>(base::load_f32le(payload.bytes) * 10));
   return 0;
 }
 
+int ignored(const MavlinkMessage*) { return 0; }
+
+// The application wants to know the space on the card.
+int sd_query_56(const MavlinkMessage*) {
+  if (camera::camera_ready() == 0) return -1;
+  supervisor::set_sd_query_pending(1);
+  const int32_t result = camera::cam_query_sd();
+  if (result == camera::kNotConnected) supervisor::set_sd_query_pending(0);
+  return result;
+}
+
 struct MessageRow {
   uint8_t msgid;
-  int (*handle)(const Payload& payload);
+  int (*handle)(const MavlinkMessage* message);
 };
 
 constexpr MessageRow kPeerMessages[] = {
-    {0, heartbeat},
+    {0, heartbeat},           {90, flight_log_107_90}, {105, flight_log_105},
+    {107, flight_log_107_90}, {120, ignored},          {142, media_file_message},
 };
 
 constexpr MessageRow kCommonMessages[] = {
-    {24, position_24}, {32, altitude_32}, {67, stream_67}, {76, command_long}, {141, altitude_141},
+    {24, position_24},  {32, altitude_32},       {56, sd_query_56},   {67, stream_67},
+    {76, command_long}, {111, set_camera_clock}, {141, altitude_141},
 };
 
 template <size_t Rows>
@@ -113,13 +126,13 @@ const MessageRow* find(const MessageRow (&table)[Rows], uint8_t msgid) {
 int peer_dispatch(const MavlinkMessage* message) {
   if (message == nullptr) return -1;
   const MessageRow* row = find(kPeerMessages, message->msgid);
-  return row != nullptr ? row->handle(Payload(*message)) : common_dispatch(message);
+  return row != nullptr ? row->handle(message) : common_dispatch(message);
 }
 
 int common_dispatch(const MavlinkMessage* message) {
   if (message == nullptr) return -1;
   const MessageRow* row = find(kCommonMessages, message->msgid);
-  return row != nullptr ? row->handle(Payload(*message)) : 0;
+  return row != nullptr ? row->handle(message) : 0;
 }
 
 }  // namespace flightlink

@@ -3,6 +3,7 @@
 #include <libexif/exif-mem.h>
 
 #include <memory>
+#include <utility>
 
 // Declared by <assert.h> as well, but there only without NDEBUG.
 extern "C" [[noreturn]] void __assert_fail(const char* assertion, const char* file, unsigned line,
@@ -22,10 +23,11 @@ struct EntryUnref {
 using MemOwner = std::unique_ptr<ExifMem, MemUnref>;
 using EntryOwner = std::unique_ptr<ExifEntry, EntryUnref>;
 
-// The IFD takes a reference of its own. False when it could not take the entry.
-bool add_entry(ExifContent* content, ExifEntry* entry) {
-  exif_content_add_entry(content, entry);
-  return entry->parent == content;
+// Hands the entry over to the IFD, which keeps it alive. Null when the IFD could not take it.
+ExifEntry* hand_over(EntryOwner entry, ExifContent* content) {
+  exif_content_add_entry(content, entry.get());
+  ExifEntry* taken = entry->parent == content ? entry.get() : nullptr;
+  return taken;
 }
 
 ExifTag unused_tag(ExifContent* content) {
@@ -40,13 +42,12 @@ ExifEntry* init_tag(ExifData* exif, ExifIfd ifd, ExifTag tag) {
   ExifContent* content = exif->ifd[ifd];
   ExifEntry* present = exif_content_get_entry(content, tag);
   if (present != nullptr) return present;
-  const EntryOwner entry(exif_entry_new());
-  if (entry != nullptr) entry->tag = tag;
-  if (entry == nullptr || !add_entry(content, entry.get())) {
-    __assert_fail("entry != ((void *)0)", kSource, 31, "init_tag");
-  }
-  exif_entry_initialize(entry.get(), tag);
-  return entry.get();
+  EntryOwner made(exif_entry_new());
+  if (made != nullptr) made->tag = tag;
+  ExifEntry* entry = made != nullptr ? hand_over(std::move(made), content) : nullptr;
+  if (entry == nullptr) __assert_fail("entry != ((void *)0)", kSource, 31, "init_tag");
+  exif_entry_initialize(entry, tag);
+  return entry;
 }
 
 ExifEntry* create_tag(ExifData* exif, ExifTag tag, uint32_t size) {
@@ -58,22 +59,21 @@ ExifEntry* create_tag(ExifData* exif, ExifTag tag, uint32_t size) {
 
   const MemOwner mem(exif_mem_new_default());
   if (mem == nullptr) __assert_fail("mem != ((void *)0)", kSource, 50, "create_tag");
-  const EntryOwner entry(exif_entry_new_mem(mem.get()));
-  if (entry == nullptr) __assert_fail("entry != ((void *)0)", kSource, 53, "create_tag");
+  EntryOwner made(exif_entry_new_mem(mem.get()));
+  if (made == nullptr) __assert_fail("entry != ((void *)0)", kSource, 53, "create_tag");
   // From the entry's own allocator, which frees it with the entry; libexif zero-fills it.
   auto* bytes = static_cast<unsigned char*>(exif_mem_alloc(mem.get(), size));
   if (bytes == nullptr) __assert_fail("buf != ((void *)0)", kSource, 56, "create_tag");
-  entry->data = bytes;
-  entry->size = size;
-  entry->components = size;
-  entry->format = EXIF_FORMAT_UNDEFINED;
+  made->data = bytes;
+  made->size = size;
+  made->components = size;
+  made->format = EXIF_FORMAT_UNDEFINED;
   // libexif refuses a second entry of a tag: it comes in under a number that nobody has.
-  entry->tag = unused_tag(content);
-  if (!add_entry(content, entry.get())) {
-    __assert_fail("entry != ((void *)0)", kSource, 53, "create_tag");
-  }
+  made->tag = unused_tag(content);
+  ExifEntry* entry = hand_over(std::move(made), content);
+  if (entry == nullptr) __assert_fail("entry != ((void *)0)", kSource, 53, "create_tag");
   entry->tag = tag;
-  return entry.get();
+  return entry;
 }
 
 }  // namespace media

@@ -13,37 +13,9 @@
 #include <cstdint>
 #include <memory>
 
+#include "media/jpeg_segments.h"
+
 namespace media {
-
-struct JpegSegment {
-  uint32_t marker;  // the byte after 0xFF
-  uint32_t size;    // bytes of the payload without its two length bytes; 0 for APP1
-  union {
-    uint8_t* bytes;  // owned; null when there are none
-    ExifData* exif;  // APP1: an own reference, or null
-  } content;
-};
-
-struct JpegDataPrivate {
-  uint32_t references;  // 1
-  ExifLog* log;         // an own reference, or null
-  bool cut;             // parsing stopped before the picture: saving would lose it
-};
-
-struct JpegData {
-  JpegSegment* sections;  // `count` of them, in file order; owned
-  uint32_t count;
-  uint8_t* data;  // the scan data behind the SOS segment; owned
-  uint32_t size;
-  JpegDataPrivate* priv;
-};
-
-// The largest file that is loaded and the most segments that are kept; beyond, memory counts as
-// exhausted. A 12 megapixel photo has about 6 MB and 20 segments.
-inline constexpr uint32_t kJpegLargestFile = 64 << 20;
-inline constexpr uint32_t kJpegMostSegments = 65536;
-// A segment's length field counts itself, so an EXIF block may have that many bytes.
-inline constexpr uint32_t kJpegLargestExif = 65533;
 
 // An empty container; null when memory is exhausted. To be freed with jpeg_data_free.
 [[nodiscard]] JpegData* jpeg_data_new();

@@ -1,0 +1,306 @@
+#include "config/ccl.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+#include "base/descriptor.h"
+
+namespace config {
+namespace {
+
+constexpr size_t kChunkSize = 1024;
+constexpr size_t kFirstTokenSize = 32;
+
+int compare_pairs(const void* a, const void* b, void*) {
+  return std::strcmp(static_cast<const CclPair*>(a)->key, static_cast<const CclPair*>(b)->key);
+}
+
+void free_pair(void* pair, void*) { std::free(pair); }
+
+// One block: the pair, then the two strings that it points to. Null when memory is exhausted.
+CclPair* new_pair(const char* key, const char* value) {
+  const size_t key_size = std::strlen(key) + 1;
+  const size_t value_size = std::strlen(value) + 1;
+  void* block = std::malloc(sizeof(CclPair) + key_size + value_size);
+  if (block == nullptr) return nullptr;
+  auto* pair = static_cast<CclPair*>(block);
+  char* text = static_cast<char*>(block) + sizeof(CclPair);
+  pair->key = static_cast<char*>(std::memcpy(text, key, key_size));
+  pair->value = static_cast<char*>(std::memcpy(text + key_size, value, value_size));
+  return pair;
+}
+
+// A token that grows, with room for its terminator.
+class Token {
+ public:
+  Token() = default;
+  Token(const Token&) = delete;
+  Token& operator=(const Token&) = delete;
+  ~Token() { std::free(bytes_); }
+
+  void clear() { length_ = 0; }
+
+  // False when memory is exhausted.
+  [[nodiscard]] bool append(const char* from, size_t count) {
+    if (count == 0) return true;
+    size_t size = std::max(size_, kFirstTokenSize);
+    while (size - length_ <= count) size *= 2;
+    if (size != size_) {
+      void* grown = std::realloc(bytes_, size);
+      if (grown == nullptr) return false;
+      bytes_ = static_cast<char*>(grown);
+      size_ = size;
+    }
+    std::memcpy(bytes_ + length_, from, count);
+    length_ += count;
+    return true;
+  }
+
+  // Valid until the token changes. For its readers the token ends at its first NUL byte.
+  [[nodiscard]] const char* text() {
+    if (length_ == 0) return "";
+    bytes_[length_] = '\0';
+    return bytes_;
+  }
+
+  void swap(Token& other) {
+    std::swap(bytes_, other.bytes_);
+    std::swap(size_, other.size_);
+    std::swap(length_, other.length_);
+  }
+
+ private:
+  char* bytes_ = nullptr;
+  size_t size_ = 0;
+  size_t length_ = 0;
+};
+
+// The state machine. It takes the file chunk by chunk and may pause at any byte.
+class Parser {
+ public:
+  Parser(const CclHandle& handle, const char* path) : handle_(handle), path_(path) {
+    for (int byte = 0; byte < 256; byte++) ends_word_[byte] = std::isspace(byte) != 0;
+    ends_word_[static_cast<uint8_t>('\n')] = true;
+    ends_word_[static_cast<uint8_t>(handle.comment_character)] = true;
+    ends_word_[static_cast<uint8_t>(handle.separator_character)] = true;
+  }
+
+  Parser(const Parser&) = delete;
+  Parser& operator=(const Parser&) = delete;
+  ~Parser() { drop_key(); }
+
+  // False when memory is exhausted; nothing more can be fed then.
+  [[nodiscard]] bool feed(const char* at, const char* end) {
+    while (at != end) {
+      switch (state_) {
+        case State::kBetweenTokens:
+          at = between_tokens(at);
+          break;
+        case State::kComment:
+          at = comment(at, end);
+          break;
+        case State::kQuoted:
+          at = quoted(at, end);
+          break;
+        case State::kWord:
+          at = word(at, end);
+          break;
+        case State::kKey:
+          if (!accept_key()) return false;
+          break;
+        case State::kEndOfLine:
+          at = end_of_line(at);
+          break;
+      }
+      if (at == nullptr) return false;
+    }
+    return true;
+  }
+
+ private:
+  enum class State { kBetweenTokens, kComment, kQuoted, kWord, kKey, kEndOfLine };
+
+  // The operations of the states that take bytes: each takes at least one or changes the state, and
+  // returns where to go on; null when memory is exhausted.
+
+  const char* between_tokens(const char* at) {
+    const char byte = *at;
+    if (byte == handle_.comment_character) {
+      state_ = State::kComment;
+    } else if (byte == handle_.string_character) {
+      start_token(State::kQuoted);
+    } else if (byte == '\n') {
+      state_ = State::kEndOfLine;
+      return at;
+    } else if (byte == handle_.separator_character) {
+      state_ = State::kKey;
+    } else if (std::isspace(static_cast<uint8_t>(byte)) == 0) {
+      start_token(State::kWord);
+      if (!token_.append(at, 1)) return nullptr;
+    }
+    return at + 1;
+  }
+
+  const char* comment(const char* at, const char* end) {
+    const char* newline = std::find(at, end, '\n');
+    if (newline != end) state_ = State::kEndOfLine;
+    return newline;
+  }
+
+  const char* quoted(const char* at, const char* end) {
+    const char* stop = std::find_if(
+        at, end, [this](char byte) { return byte == handle_.string_character || byte == '\n'; });
+    if (!token_.append(at, static_cast<size_t>(stop - at))) return nullptr;
+    if (stop == end) return end;
+    if (*stop == handle_.string_character) {
+      token_ready_ = true;
+      state_ = State::kBetweenTokens;
+      return stop + 1;
+    }
+    std::fprintf(stderr, ": Unterminated string (%s:%u)\n", path_, line_);
+    state_ = State::kEndOfLine;
+    return stop;
+  }
+
+  const char* word(const char* at, const char* end) {
+    const char* stop =
+        std::find_if(at, end, [this](char byte) { return ends_word_[static_cast<uint8_t>(byte)]; });
+    if (!token_.append(at, static_cast<size_t>(stop - at))) return nullptr;
+    if (stop == end) return end;
+    token_ready_ = true;
+    if (*stop == handle_.comment_character) {
+      state_ = State::kComment;
+    } else if (*stop == '\n') {
+      state_ = State::kEndOfLine;
+      return stop;
+    } else if (*stop == handle_.separator_character) {
+      state_ = State::kKey;
+    } else {
+      state_ = State::kBetweenTokens;
+    }
+    return stop + 1;
+  }
+
+  const char* end_of_line(const char* newline) {
+    if (place_ != nullptr && !store_value()) return nullptr;
+    token_ready_ = false;
+    line_++;
+    state_ = State::kBetweenTokens;
+    return newline + 1;
+  }
+
+  void start_token(State state) {
+    token_.clear();
+    token_ready_ = false;
+    state_ = state;
+  }
+
+  // After a separator, once a byte follows: the ready token becomes the key of the line. It takes
+  // its place in the table at once, so that one search finds both the place and a duplicate.
+  bool accept_key() {
+    drop_key();
+    if (!token_ready_) {
+      std::fprintf(stderr, ": Missing key (%s:%u)\n", path_, line_);
+    } else {
+      key_.swap(token_);
+      pending_.key = key_.text();
+      void** place = bst_probe_balanced(handle_.table, &pending_);
+      if (place == nullptr) return false;
+      if (*place == &pending_) {
+        place_ = place;
+      } else {
+        std::fprintf(stderr, ": Ignoring duplicate key '%s' (%s:%u)\n", pending_.key, path_, line_);
+      }
+    }
+    token_ready_ = false;
+    state_ = State::kBetweenTokens;
+    return true;
+  }
+
+  void drop_key() {
+    if (place_ != nullptr) bst_delete(handle_.table, &pending_);
+    place_ = nullptr;
+  }
+
+  bool store_value() {
+    CclPair* pair = new_pair(pending_.key, token_ready_ ? token_.text() : "");
+    if (pair == nullptr) return false;
+    *place_ = pair;
+    place_ = nullptr;
+    return true;
+  }
+
+  const CclHandle& handle_;
+  const char* path_;
+  bool ends_word_[256];
+  State state_ = State::kBetweenTokens;
+  uint32_t line_ = 1;
+  Token token_;
+  bool token_ready_ = false;
+  Token key_;
+  CclPair pending_{};       // the key that waits for its value
+  void** place_ = nullptr;  // where pending_ is in the table; null: no key waits
+};
+
+// Returns 0 or ENOMEM. A file that cannot be read further ends there.
+int parse_file(const CclHandle& handle, const char* path, int file) {
+  Parser parser(handle, path);
+  char chunk[kChunkSize];
+  for (;;) {
+    const ssize_t count = read(file, chunk, sizeof(chunk));
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return 0;
+    if (!parser.feed(chunk, chunk + count)) return ENOMEM;
+  }
+}
+
+}  // namespace
+
+int ccl_parse(CclHandle* handle, const char* path) {
+  if (handle == nullptr || path == nullptr) return EINVAL;
+  handle->walking = 0;
+  handle->table = bst_create(compare_pairs, nullptr, nullptr);
+  if (handle->table == nullptr) return ENOMEM;
+  const base::Descriptor file(open(path, O_RDONLY | O_CLOEXEC));
+  if (!file.open()) {
+    std::fprintf(stderr, ": Unable to open '%s'\n", path);
+    return ENOENT;
+  }
+  const int result = parse_file(*handle, path, file.get());
+  // Flat, so that no walk ever has to rebalance the table that it shares with others.
+  bst_balance(handle->table);
+  return result;
+}
+
+const char* ccl_get(const CclHandle* handle, const char* key) {
+  if (handle == nullptr || key == nullptr || handle->table == nullptr) return nullptr;
+  const CclPair wanted = {key, nullptr};
+  const auto* pair = static_cast<const CclPair*>(bst_find(handle->table, &wanted));
+  return pair != nullptr ? pair->value : nullptr;
+}
+
+const CclPair* ccl_iterate(CclHandle* handle) {
+  if (handle == nullptr || handle->table == nullptr) return nullptr;
+  if (handle->walking == 0) {
+    handle->walking = 1;
+    return static_cast<const CclPair*>(bst_t_first(&handle->cursor, handle->table));
+  }
+  return static_cast<const CclPair*>(bst_t_next(&handle->cursor));
+}
+
+void ccl_release(CclHandle* handle) {
+  if (handle == nullptr || handle->table == nullptr) return;
+  bst_destroy(handle->table, free_pair);
+  handle->table = nullptr;
+}
+
+}  // namespace config
