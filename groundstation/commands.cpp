@@ -1,0 +1,21 @@
+#include "groundstation/commands.h"
+
+#include "base/bytes.h"
+#include "base/clock.h"
+
+namespace groundstation {
+
+uint64_t Session::deadline(double default_s) const {
+  const double seconds = timeout_s > 0 ? timeout_s : default_s;
+  return base::monotonic_us() + base::saturate<uint64_t>(seconds * 1e6);
+}
+
+void add_camera_commands(CLI::App& app, Action* chosen) {
+  add_status_command(app, chosen);
+  add_photo_command(app, chosen);
+  add_record_commands(app, chosen);
+  add_send_commands(app, chosen);
+  add_live_command(app, chosen);
+}
+
+}  // namespace groundstation

@@ -1,0 +1,38 @@
+// The command line: one add_* operation per group of commands. Each registers its subcommands; when
+// one of them was given, it leaves an action that runs on an open link. The program and every line
+// of the interactive shell use the same registration.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <functional>
+
+#include "groundstation/camera_link.h"
+#include "groundstation/output.h"
+
+namespace groundstation {
+
+// What an action works with. Times are monotonic microseconds.
+struct Session {
+  CameraLink& link;
+  Output& out;
+  double timeout_s;  // 0: the command's own default
+
+  // When the whole command has to be through, from now on.
+  [[nodiscard]] uint64_t deadline(double default_s) const;
+};
+
+using Action = std::function<ExitCode(Session&)>;
+
+// Registers every command that works on an open link; `chosen` outlives the application.
+void add_camera_commands(CLI::App& app, Action* chosen);
+
+void add_status_command(CLI::App& app, Action* chosen);
+void add_photo_command(CLI::App& app, Action* chosen);
+void add_record_commands(CLI::App& app, Action* chosen);  // record, mode
+void add_send_commands(CLI::App& app, Action* chosen);    // bitrate, position
+void add_live_command(CLI::App& app, Action* chosen);
+// The interactive line interface; not part of add_camera_commands, so a shell has no shell.
+void add_shell_command(CLI::App& app, Action* chosen);
+
+}  // namespace groundstation

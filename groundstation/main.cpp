@@ -1,0 +1,114 @@
+// groundstation: speaks to the camera as its peer on the Wi-Fi network does.
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <string>
+
+#include "groundstation/commands.h"
+#include "groundstation/endpoint.h"
+#include "groundstation/interrupts.h"
+
+namespace {
+
+using groundstation::ExitCode;
+
+constexpr const char* kAbout =
+    "Ground station for the camera module: takes photos, records, shows the camera's state\n"
+    "and receives its live video, over the camera's own MAVLink link (UDP).\n";
+
+constexpr const char* kMore = R"(
+Examples:
+  groundstation status --watch
+  groundstation position 47.6205 -122.3493 120.5
+  groundstation photo
+  groundstation photo --mode PW --sequence 3
+  groundstation record start && sleep 10 && groundstation record stop
+  groundstation live --seconds 10 -o live.h264
+  groundstation live -o - | ffplay -f h264 -
+  printf 'mode video\nrecord start\nlive --seconds 5 -o a.h264\nrecord stop\n' | groundstation shell
+
+The camera sends to one fixed address, 192.168.31.111, UDP ports 8888 (messages) and 8856 (live
+video). This machine needs that address in the camera's network; one ground station at a time can
+hold the link.
+
+The camera refuses without a word. It is not ready while its encoder delivers no live video, while
+a recording command, a mode switch, a photo or a setting is under way, or while the camera service
+on the board does not answer; a command then ends with a sentence that says what to check.
+
+Exit status: 0 done; 1 the camera refused or failed, or a file could not be written; 2 wrong usage;
+3 no camera or no answer in time; 130 interrupted. With --json one object comes per result, with
+"ok", "command" and, after a failure, "error" and "exit_code".
+)";
+
+struct Options {
+  std::string camera = "192.168.31.1";
+  std::string local = "0.0.0.0";
+  int link_level = 0;
+  double timeout_s = 0;
+  bool json = false;
+};
+
+const CLI::Validator kEndpoint(
+    [](std::string& text) {
+      return groundstation::parse_endpoint(text, groundstation::kPeerPort).has_value()
+                 ? std::string()
+                 : fmt::format("{} is not ADDRESS or ADDRESS:PORT (IPv4)", text);
+    },
+    "ADDRESS[:PORT]");
+
+void add_options(CLI::App& app, Options* options) {
+  app.footer(kMore);
+  app.fallthrough();
+  app.require_subcommand(1);
+  app.set_help_all_flag("--help-all", "Help of every command");
+  app.add_option("--camera", options->camera, "The camera's address; port 8888 if not given")
+      ->envname("GROUNDSTATION_CAMERA")
+      ->check(kEndpoint)
+      ->capture_default_str();
+  app.add_option("--bind,--local", options->local, "Own address; port 8888 if not given")
+      ->check(kEndpoint)
+      ->capture_default_str();
+  app.add_option("--link-level", options->link_level,
+                 "Level that our heartbeats carry; at 10 the camera streams with 1024 kbit/s")
+      ->check(CLI::Range(0, 15))
+      ->capture_default_str();
+  app.add_option("--timeout", options->timeout_s,
+                 "Seconds to wait for the camera (default: by command, 5 to 20)")
+      ->check(CLI::PositiveNumber);
+  app.add_flag("--json", options->json, "Print results as JSON");
+}
+
+ExitCode run(const Options& options, const groundstation::Action& action) {
+  groundstation::Output out(options.json);
+  groundstation::LinkOptions link_options{};
+  link_options.camera =
+      groundstation::parse_endpoint(options.camera, groundstation::kPeerPort).value();
+  link_options.local =
+      groundstation::parse_endpoint(options.local, groundstation::kPeerPort).value();
+  link_options.link_level = static_cast<uint8_t>(options.link_level);
+  groundstation::catch_interrupts();
+  groundstation::CameraLink link(link_options);
+  if (const std::string trouble = link.open(); !trouble.empty()) {
+    return out.fail("groundstation", ExitCode::kNoCamera, trouble);
+  }
+  groundstation::Session session{link, out, options.timeout_s};
+  return action(session);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Options options;
+  groundstation::Action action;
+  CLI::App app(kAbout, "groundstation");
+  add_options(app, &options);
+  groundstation::add_camera_commands(app, &action);
+  groundstation::add_shell_command(app, &action);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : static_cast<int>(ExitCode::kUsage);
+  }
+  return static_cast<int>(run(options, action));
+}

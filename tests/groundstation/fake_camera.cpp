@@ -1,0 +1,213 @@
+#include "groundstation/fake_camera.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "base/bytes.h"
+#include "base/clock.h"
+#include "base/thread.h"
+
+namespace groundstation_test {
+namespace {
+
+using flightlink::MavlinkMessage;
+using Payload = std::vector<uint8_t>;
+
+base::Descriptor bind_any(uint16_t* port) {
+  base::Descriptor fd(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t length = sizeof address;
+  if (::bind(fd.get(), reinterpret_cast<sockaddr*>(&address), length) != 0 ||
+      ::getsockname(fd.get(), reinterpret_cast<sockaddr*>(&address), &length) != 0) {
+    std::abort();
+  }
+  *port = ntohs(address.sin_port);
+  return fd;
+}
+
+}  // namespace
+
+uint16_t free_port() {
+  uint16_t port = 0;
+  const base::Descriptor fd = bind_any(&port);
+  return port;
+}
+
+FakeCamera::FakeCamera(const CameraScript& script) : script_(script), socket_(bind_any(&port_)) {
+  if (base::start_thread(run, this, &thread_) != 0) std::abort();
+}
+
+FakeCamera::~FakeCamera() {
+  stop_ = true;
+  pthread_join(thread_, nullptr);
+}
+
+std::vector<MavlinkMessage> FakeCamera::received() {
+  const std::lock_guard lock(mutex_);
+  return received_;
+}
+
+std::vector<MavlinkMessage> FakeCamera::received(uint8_t msgid) {
+  std::vector<MavlinkMessage> all = received();
+  std::erase_if(all, [&](const MavlinkMessage& message) { return message.msgid != msgid; });
+  return all;
+}
+
+// Default scheduling; owns everything but what the accessors read. Ends when stop_ is set.
+void* FakeCamera::run(void* self) {
+  auto* camera = static_cast<FakeCamera*>(self);
+  while (!camera->stop_) camera->turn();
+  return nullptr;
+}
+
+void FakeCamera::turn() {
+  pollfd input{socket_.get(), POLLIN, 0};
+  if (::poll(&input, 1, 2) > 0) receive();
+  const uint64_t now = base::monotonic_us();
+  if (has_peer_ && now >= next_regular_us_) {
+    next_regular_us_ = now + 50'000;
+    send_regular();
+  }
+  if (stream_on_ && link_status_ == 2 && !script_.live.empty() && now >= next_live_us_) {
+    next_live_us_ = now + 5'000;
+    send_live();
+  }
+}
+
+void FakeCamera::receive() {
+  uint8_t buffer[2048];
+  socklen_t length = sizeof peer_;
+  const ssize_t size = ::recvfrom(socket_.get(), buffer, sizeof buffer, 0,
+                                  reinterpret_cast<sockaddr*>(&peer_), &length);
+  has_peer_ = true;
+  flightlink::MavlinkParser parser{};
+  MavlinkMessage message{};
+  flightlink::MavlinkParseStatus status{};
+  for (ssize_t i = 0; i < size; i++) {
+    if (flightlink::mavlink_parser_feed(&parser, buffer[i], &message, &status) == 1) {
+      handle(message);
+    }
+  }
+}
+
+void FakeCamera::handle(const MavlinkMessage& message) {
+  {
+    const std::lock_guard lock(mutex_);
+    received_.push_back(message);
+  }
+  if (message.msgid == 0) link_status_ = message.payload[7] & 15;
+  if (message.msgid == 67) stream_on_ = message.payload[3] != 0;
+  if (message.msgid == 76) command(message);
+  if (message.msgid == 56 && script_.ready) {
+    Payload payload(11);
+    base::store_f32le(payload.data(), 1000.0F);
+    base::store_f32le(payload.data() + 4, 500.0F);
+    send(57, 36, payload);
+  }
+}
+
+void FakeCamera::command(const MavlinkMessage& message) {
+  if (script_.lose_commands > 0) {
+    script_.lose_commands--;
+    return;
+  }
+  if (!script_.ready) return;
+  const uint16_t command = base::load_u16le(message.payload + 28);
+  if (command == 203 && base::load_f32le(message.payload + 24) == 1.0F) photo();
+  if (command == 2) action(base::saturate<int>(base::load_f32le(message.payload)));
+}
+
+void FakeCamera::action(int action) {
+  if (action == 0) switch_mode(0);
+  if (action == 1) photo();
+  if (action == 2) switch_mode(1);
+  if (action == 3 && script_.mode == 1 && !script_.recording) record(true);
+  if (action == 4 && script_.recording) record(false);
+}
+
+void FakeCamera::photo() {
+  if (script_.mode != 0 || script_.recording) return;
+  photos_++;
+  acknowledge(2001);
+  if (script_.result == 0) report(1);
+}
+
+void FakeCamera::switch_mode(uint8_t mode) {
+  if (script_.result == 0) script_.mode = mode;
+  send(52, 36, {0, 10, 76, 180, script_.result, script_.mode, 0});
+}
+
+void FakeCamera::record(bool on) {
+  if (script_.result == 0) script_.recording = on;
+  acknowledge(on ? 2500 : 2501);
+  if (script_.result == 0) report(on ? 3 : 4);
+}
+
+void FakeCamera::acknowledge(uint16_t command) {
+  const bool lost = script_.lose_acks > 0;
+  if (lost) script_.lose_acks--;
+  send(77, 36, {static_cast<uint8_t>(command), static_cast<uint8_t>(command >> 8), script_.result},
+       lost);
+}
+
+void FakeCamera::report(float code) {
+  Payload payload(33);
+  base::store_f32le(payload.data(), code);
+  base::store_u16le(payload.data() + 28, 2);
+  payload[30] = 100;
+  send(76, 35, payload, script_.lose_reports);
+}
+
+void FakeCamera::send_regular() {
+  if (script_.noise) {
+    const uint8_t noise[] = {0xFE, 0xFF, 0xFE, 9, 0, 37, 0, 0, 1, 2, 0xFE};
+    ::sendto(socket_.get(), noise, sizeof noise, 0, reinterpret_cast<sockaddr*>(&peer_),
+             sizeof peer_);
+    send(52, 36, {0, 10});
+    send(77, 36, {0xD1});
+    send(76, 36, {});
+    send(99, 36, Payload(255, 0xFE));
+  }
+  if (script_.heartbeats) {
+    const auto bits = static_cast<uint8_t>((stream_on_ ? 1 : 0) | (script_.recording ? 4 : 0));
+    send(0, 37, {0, 0, 0, 0, 0, 0, 0, bits, 3});
+  }
+  if (script_.status) {
+    Payload payload(33);
+    payload[0] = 0x04;  // 1920x1080 30P
+    payload[2] = script_.mode;
+    base::store_f32le(payload.data() + 8, 1000.0F);
+    base::store_f32le(payload.data() + 12, 500.0F);
+    payload[19] = script_.raw ? 0x20 : 0x00;
+    payload[28] = 2;
+    send(76, 36, payload);
+  }
+}
+
+void FakeCamera::send_live() {
+  const std::vector<uint8_t>& piece = script_.live[next_piece_++ % script_.live.size()];
+  sockaddr_in to = peer_;
+  to.sin_port = htons(script_.live_port);
+  ::sendto(socket_.get(), piece.data(), piece.size(), 0, reinterpret_cast<sockaddr*>(&to),
+           sizeof to);
+}
+
+void FakeCamera::send(uint8_t msgid, uint8_t sysid, const Payload& payload, bool lost) {
+  MavlinkMessage message{};
+  message.msgid = msgid;
+  std::copy(payload.begin(), payload.end(), message.payload);
+  flightlink::mavlink_frame_seal(&message, sysid, sequences_[sysid]++,
+                                 static_cast<uint8_t>(payload.size()),
+                                 flightlink::mavlink_crc_extra(msgid));
+  if (lost) return;
+  uint8_t wire[flightlink::kMavlinkMaxFrame];
+  const uint16_t size = flightlink::mavlink_frame_to_buffer(wire, &message);
+  ::sendto(socket_.get(), wire, size, 0, reinterpret_cast<sockaddr*>(&peer_), sizeof peer_);
+}
+
+}  // namespace groundstation_test

@@ -1,0 +1,86 @@
+// A small camera on 127.0.0.1: answers the ground station's messages as a script says. It sends to
+// whoever sent last, so that tests may use any port.
+#pragma once
+
+#include <netinet/in.h>
+#include <pthread.h>
+
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+#include <vector>
+
+#include "base/descriptor.h"
+#include "flightlink/mavlink_frame.h"
+
+namespace groundstation_test {
+
+struct CameraScript {
+  bool heartbeats = true;
+  bool status = true;
+  bool ready = true;          // otherwise every action and card query is refused without a word
+  bool noise = false;         // damaged and foreign datagrams between the good ones
+  int lose_commands = 0;      // so many COMMAND_LONG messages do not arrive
+  int lose_acks = 0;          // so many command acknowledgements are lost on the way
+  bool lose_reports = false;  // camera reports are lost on the way
+  uint8_t result = 0;         // of photo, recording and mode switch
+  bool recording = false;
+  uint8_t mode = 0;  // 0 photo, 1 video
+  bool raw = false;
+  uint16_t live_port = 0;
+  std::vector<std::vector<uint8_t>> live = {};  // datagrams, one every 5 ms, again and again
+};
+
+class FakeCamera {
+ public:
+  explicit FakeCamera(const CameraScript& script);
+  FakeCamera(const FakeCamera&) = delete;
+  FakeCamera& operator=(const FakeCamera&) = delete;
+  ~FakeCamera();
+
+  [[nodiscard]] uint16_t port() const { return port_; }
+  [[nodiscard]] int photos() const { return photos_; }
+  // Good frames in the order of arrival, lost ones included.
+  [[nodiscard]] std::vector<flightlink::MavlinkMessage> received();
+  [[nodiscard]] std::vector<flightlink::MavlinkMessage> received(uint8_t msgid);
+  [[nodiscard]] bool stream_on() const { return stream_on_; }
+  [[nodiscard]] int link_status() const { return link_status_; }
+
+ private:
+  static void* run(void* self);
+  void turn();
+  void receive();
+  void handle(const flightlink::MavlinkMessage& message);
+  void command(const flightlink::MavlinkMessage& message);
+  void action(int action);
+  void photo();
+  void switch_mode(uint8_t mode);
+  void record(bool on);
+  void send_regular();
+  void send_live();
+  void acknowledge(uint16_t command);
+  void report(float code);
+  void send(uint8_t msgid, uint8_t sysid, const std::vector<uint8_t>& payload, bool lost = false);
+
+  CameraScript script_;
+  uint16_t port_ = 0;  // before socket_, whose making sets it
+  base::Descriptor socket_;
+  sockaddr_in peer_{};
+  bool has_peer_ = false;
+  uint8_t sequences_[256] = {};
+  uint64_t next_regular_us_ = 0;
+  uint64_t next_live_us_ = 0;
+  size_t next_piece_ = 0;
+  std::atomic<int> photos_ = 0;
+  std::atomic<bool> stream_on_ = false;
+  std::atomic<int> link_status_ = 0;
+  std::atomic<bool> stop_ = false;
+  std::mutex mutex_;
+  std::vector<flightlink::MavlinkMessage> received_;
+  pthread_t thread_{};
+};
+
+// A UDP port that is free at the moment.
+uint16_t free_port();
+
+}  // namespace groundstation_test

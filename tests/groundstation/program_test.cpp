@@ -1,0 +1,261 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "base/bytes.h"
+#include "groundstation/fake_camera.h"
+#include "groundstation/run_program.h"
+
+namespace groundstation_test {
+namespace {
+
+using ::testing::HasSubstr;
+
+// The fourth byte of a 32-bit float, for parameters that are small whole numbers.
+float parameter(const flightlink::MavlinkMessage& message, int number) {
+  return base::load_f32le(message.payload + 4 * (number - 1));
+}
+
+TEST(Program, HelpNamesEveryCommandAndTheExitCodes) {
+  const ProgramResult result = run_program("--help");
+  EXPECT_EQ(result.exit_code, 0);
+  for (const char* word : {"status", "photo", "record", "mode", "bitrate", "position", "live",
+                           "shell", "GROUNDSTATION_CAMERA", "Exit status"}) {
+    EXPECT_THAT(result.out, HasSubstr(word));
+  }
+  EXPECT_EQ(run_program("photo --help").exit_code, 0);
+}
+
+TEST(Program, WrongUsageIs2) {
+  for (const char* arguments :
+       {"", "nonsense", "photo --nonsense", "photo --sequence 3", "photo --mode XX",
+        "mode sideways", "record", "bitrate many", "position 1 2", "position 91 0 0",
+        "--camera here status", "live --seconds -1", "--timeout 0 status"}) {
+    EXPECT_EQ(run_program(arguments).exit_code, 2) << arguments;
+  }
+  EXPECT_EQ(run_program("status", "", "GROUNDSTATION_CAMERA=nowhere").exit_code, 2);
+}
+
+TEST(Program, NoCameraIs3WithASentence) {
+  const ProgramResult result = run_with_camera(free_port(), "status --timeout 0.3");
+  EXPECT_EQ(result.exit_code, 3);
+  EXPECT_THAT(result.err, HasSubstr("no camera: no heartbeat from 127.0.0.1:"));
+  const ProgramResult json = run_with_camera(free_port(), "photo --timeout 0.3 --json");
+  EXPECT_EQ(json.exit_code, 3);
+  EXPECT_EQ(json.json()["ok"], false);
+  EXPECT_EQ(json.json()["exit_code"], 3);
+  EXPECT_EQ(json.json()["command"], "photo");
+}
+
+TEST(Program, AddressMayComeFromTheEnvironment) {
+  FakeCamera camera({});
+  const ProgramResult result =
+      run_program("--local 127.0.0.1:0 status", "",
+                  "GROUNDSTATION_CAMERA=127.0.0.1:" + std::to_string(camera.port()));
+  EXPECT_EQ(result.exit_code, 0) << result.err;
+}
+
+TEST(Program, StatusIsATable) {
+  FakeCamera camera({});
+  const ProgramResult result = run_with_camera(camera.port(), "status");
+  EXPECT_EQ(result.exit_code, 0);
+  EXPECT_THAT(result.out, HasSubstr("  mode            photo\n"));
+  EXPECT_THAT(result.out, HasSubstr("  resolution      1920x1080 30P 16:9\n"));
+  EXPECT_THAT(result.out, HasSubstr("  space           500 of 1000 MB free\n"));
+}
+
+TEST(Program, StatusAsJsonSurvivesNoiseOnTheLink) {
+  FakeCamera camera({.noise = true, .recording = true, .mode = 1});
+  const auto object = run_with_camera(camera.port(), "--json status").json();
+  EXPECT_EQ(object["ok"], true);
+  EXPECT_EQ(object["recording"], true);
+  EXPECT_EQ(object["status"]["mode"], "video");
+  EXPECT_EQ(object["status"]["free_mb"], 500.0);
+}
+
+TEST(Program, WatchShowsTheStatusEverySecond) {
+  FakeCamera camera({});
+  const ProgramResult result =
+      run_with_camera(camera.port(), "--json status --watch --seconds 1.5");
+  EXPECT_EQ(result.exit_code, 0);
+  EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 3);
+}
+
+TEST(Program, CameraWithoutStatusIsATimeout) {
+  FakeCamera camera({.status = false});
+  const ProgramResult result = run_with_camera(camera.port(), "status --timeout 0.5");
+  EXPECT_EQ(result.exit_code, 3);
+  EXPECT_THAT(result.err, HasSubstr("sends heartbeats but no status"));
+}
+
+TEST(Program, PhotoIsTakenOnce) {
+  FakeCamera camera({});
+  const ProgramResult result = run_with_camera(camera.port(), "photo --json");
+  EXPECT_EQ(result.exit_code, 0) << result.err;
+  EXPECT_EQ(result.json()["ok"], true);
+  EXPECT_EQ(camera.photos(), 1);
+  const auto commands = camera.received(76);
+  ASSERT_EQ(commands.size(), 1U);
+  EXPECT_EQ(parameter(commands[0], 1), 1.0F);
+  EXPECT_EQ(commands[0].payload[28], 2);
+}
+
+TEST(Program, PhotoSwitchesToPhotoModeFirst) {
+  FakeCamera camera({.mode = 1});
+  EXPECT_EQ(run_with_camera(camera.port(), "photo").exit_code, 0);
+  EXPECT_EQ(camera.photos(), 1);
+  const auto commands = camera.received(76);
+  ASSERT_EQ(commands.size(), 2U);
+  EXPECT_EQ(parameter(commands[0], 1), 0.0F);
+}
+
+TEST(Program, NamedPhotoCarriesModeAndSequence) {
+  FakeCamera camera({});
+  EXPECT_EQ(run_with_camera(camera.port(), "photo --mode pw --sequence 3").exit_code, 0);
+  const auto commands = camera.received(76);
+  ASSERT_EQ(commands.size(), 1U);
+  EXPECT_EQ(commands[0].payload[28], 203);
+  EXPECT_EQ(parameter(commands[0], 5), 1.0F);
+  EXPECT_EQ(parameter(commands[0], 6), 3.0F);
+  EXPECT_EQ(parameter(commands[0], 7), 1.0F);
+}
+
+TEST(Program, FailedPhotoIs1) {
+  FakeCamera camera({.result = 4});
+  const ProgramResult result = run_with_camera(camera.port(), "photo");
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_THAT(result.err, HasSubstr("could not take the photo"));
+}
+
+TEST(Program, RefusalsThatTheStatusShowsAre1AtOnce) {
+  FakeCamera recording({.recording = true, .mode = 1});
+  EXPECT_EQ(run_with_camera(recording.port(), "photo").exit_code, 1);
+  EXPECT_EQ(run_with_camera(recording.port(), "mode photo").exit_code, 1);
+  EXPECT_EQ(run_with_camera(recording.port(), "record start").exit_code, 1);
+  FakeCamera raw({.raw = true});
+  EXPECT_EQ(run_with_camera(raw.port(), "photo --mode PR").exit_code, 1);
+  EXPECT_EQ(run_with_camera(raw.port(), "record stop").exit_code, 1);
+  EXPECT_TRUE(recording.received(76).empty());
+  EXPECT_TRUE(raw.received(76).empty());
+}
+
+TEST(Program, SilentRefusalSaysWhatToCheck) {
+  FakeCamera camera({.ready = false});
+  const ProgramResult result = run_with_camera(camera.port(), "photo --timeout 2");
+  EXPECT_EQ(result.exit_code, 3);
+  EXPECT_THAT(result.err, HasSubstr("encoder delivers live video"));
+}
+
+TEST(Program, LostPhotoCommandIsSentAgain) {
+  FakeCamera camera({.lose_commands = 1});
+  EXPECT_EQ(run_with_camera(camera.port(), "photo").exit_code, 0);
+  EXPECT_EQ(camera.photos(), 1);
+  EXPECT_EQ(camera.received(76).size(), 2U);
+}
+
+TEST(Program, LostAcknowledgementTakesNoSecondPhoto) {
+  FakeCamera camera({.lose_acks = 1, .lose_reports = true});
+  const ProgramResult result = run_with_camera(camera.port(), "photo --timeout 6");
+  EXPECT_EQ(result.exit_code, 3);
+  EXPECT_THAT(result.err, HasSubstr("it may have been taken"));
+  EXPECT_EQ(camera.photos(), 1);
+  EXPECT_EQ(camera.received(76).size(), 1U);
+}
+
+TEST(Program, ReportAloneProvesThePhoto) {
+  FakeCamera camera({.lose_acks = 1});
+  EXPECT_EQ(run_with_camera(camera.port(), "photo").exit_code, 0);
+  EXPECT_EQ(camera.photos(), 1);
+}
+
+TEST(Program, PhotoWithoutReportIsATimeout) {
+  FakeCamera camera({.lose_reports = true});
+  const ProgramResult result = run_with_camera(camera.port(), "photo --timeout 1");
+  EXPECT_EQ(result.exit_code, 3);
+  EXPECT_THAT(result.err, HasSubstr("did not report it as tagged"));
+}
+
+TEST(Program, RecordStartSwitchesToVideoModeAndStopEnds) {
+  FakeCamera camera({});
+  const ProgramResult start = run_with_camera(camera.port(), "record start");
+  EXPECT_EQ(start.exit_code, 0) << start.err;
+  const auto commands = camera.received(76);
+  ASSERT_EQ(commands.size(), 2U);
+  EXPECT_EQ(parameter(commands[0], 1), 2.0F);
+  EXPECT_EQ(parameter(commands[1], 1), 3.0F);
+  const ProgramResult stop = run_with_camera(camera.port(), "record stop --json");
+  EXPECT_EQ(stop.exit_code, 0) << stop.err;
+  EXPECT_EQ(stop.json()["recording"], false);
+}
+
+TEST(Program, LostRecordCommandIsSentAgain) {
+  FakeCamera camera({.lose_commands = 1, .mode = 1});
+  EXPECT_EQ(run_with_camera(camera.port(), "record start").exit_code, 0);
+  EXPECT_EQ(camera.received(76).size(), 2U);
+}
+
+TEST(Program, HeartbeatProvesARecordingWhoseAcknowledgementIsLost) {
+  FakeCamera camera({.lose_acks = 1, .lose_reports = true, .mode = 1});
+  EXPECT_EQ(run_with_camera(camera.port(), "record start").exit_code, 0);
+}
+
+TEST(Program, FailedRecordingAndModeSwitchAre1) {
+  FakeCamera video({.result = 4, .mode = 1});
+  EXPECT_EQ(run_with_camera(video.port(), "record start").exit_code, 1);
+  EXPECT_EQ(run_with_camera(video.port(), "mode photo").exit_code, 1);
+}
+
+TEST(Program, CommandIsSentFourTimesAtMost) {
+  FakeCamera camera({.ready = false});
+  EXPECT_EQ(run_with_camera(camera.port(), "mode video --timeout 6").exit_code, 3);
+  EXPECT_EQ(camera.received(76).size(), 4U);
+}
+
+TEST(Program, ModeThatIsSetAlreadySendsNothing) {
+  FakeCamera camera({});
+  const auto object = run_with_camera(camera.port(), "mode photo --json").json();
+  EXPECT_EQ(object["switched"], false);
+  EXPECT_TRUE(camera.received(76).empty());
+  EXPECT_EQ(run_with_camera(camera.port(), "mode video --json").json()["switched"], true);
+}
+
+TEST(Program, BitrateSendsTheSignalOnce) {
+  FakeCamera camera({});
+  EXPECT_EQ(run_with_camera(camera.port(), "bitrate 70").exit_code, 0);
+  const auto commands = camera.received(76);
+  ASSERT_EQ(commands.size(), 1U);
+  EXPECT_EQ(parameter(commands[0], 1), 9.0F);
+  EXPECT_EQ(parameter(commands[0], 2), 70.0F);
+}
+
+TEST(Program, PositionTakesNegativeNumbers) {
+  FakeCamera camera({});
+  const ProgramResult result =
+      run_with_camera(camera.port(), "position 22.5 -114.0000001 -123.4 --json");
+  EXPECT_EQ(result.exit_code, 0) << result.err;
+  EXPECT_EQ(result.json()["latitude_e7"], 225000000);
+  EXPECT_EQ(result.json()["longitude_e7"], -1140000001);
+  EXPECT_EQ(result.json()["altitude_tenths"], -1234);
+  const auto places = camera.received(24);
+  ASSERT_FALSE(places.empty());
+  // 225000000 is 0x0D693A40, -1140000001 is 0xBC0CFAFF
+  EXPECT_EQ(base::load_u32le(places[0].payload + 8), 0x0D693A40U);
+  EXPECT_EQ(base::load_u32le(places[0].payload + 12), 0xBC0CFAFFU);
+  EXPECT_FALSE(camera.received(141).empty());
+}
+
+TEST(Program, FramesComeFromOneSystemWithRunningNumbers) {
+  FakeCamera camera({});
+  run_with_camera(camera.port(), "--link-level 10 photo");
+  const auto frames = camera.received();
+  ASSERT_GE(frames.size(), 2U);
+  for (size_t i = 0; i < frames.size(); i++) {
+    EXPECT_EQ(frames[i].seq, i);
+    EXPECT_EQ(frames[i].sysid >> 4, 0);
+  }
+  EXPECT_EQ(frames[0].msgid, 0);
+  EXPECT_EQ(frames[0].len, 9);
+  EXPECT_EQ(frames[0].payload[7], 0xA0);
+}
+
+}  // namespace
+}  // namespace groundstation_test

@@ -1,0 +1,52 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "groundstation/fake_camera.h"
+#include "groundstation/run_program.h"
+
+namespace groundstation_test {
+namespace {
+
+using ::testing::HasSubstr;
+
+TEST(ShellProgram, LinesFromAPipeRunOnOneLink) {
+  FakeCamera camera({});
+  const ProgramResult result = run_with_camera(
+      camera.port(), "shell", "# a comment\n\nphoto\nmode video\nrecord start\nrecord stop");
+  EXPECT_EQ(result.exit_code, 0) << result.err;
+  EXPECT_THAT(result.out, HasSubstr("photo taken"));
+  EXPECT_THAT(result.out, HasSubstr("video mode"));
+  EXPECT_THAT(result.out, HasSubstr("recording\n"));
+  EXPECT_THAT(result.out, HasSubstr("recording stopped"));
+  EXPECT_EQ(camera.photos(), 1);
+  const auto frames = camera.received();
+  for (size_t i = 0; i < frames.size(); i++) EXPECT_EQ(frames[i].seq, i);
+}
+
+TEST(ShellProgram, HelpListsTheCommandsAndQuitEnds) {
+  FakeCamera camera({});
+  const ProgramResult result = run_with_camera(camera.port(), "shell", "help\nquit\nphoto\n");
+  EXPECT_EQ(result.exit_code, 0);
+  EXPECT_THAT(result.out, HasSubstr("bitrate"));
+  EXPECT_EQ(camera.photos(), 0);
+}
+
+TEST(ShellProgram, FailureDoesNotEndItButShowsInTheExitCode) {
+  FakeCamera camera({});
+  const ProgramResult refused = run_with_camera(camera.port(), "shell", "record stop\nphoto\n");
+  EXPECT_EQ(refused.exit_code, 1);
+  EXPECT_EQ(camera.photos(), 1);
+  EXPECT_EQ(run_with_camera(camera.port(), "shell", "nonsense\n").exit_code, 2);
+}
+
+TEST(ShellProgram, ReportsThatNobodyWaitsForAreShown) {
+  FakeCamera camera({.mode = 1});
+  // The recording's report comes behind the acknowledgement that ends the command.
+  const ProgramResult result =
+      run_with_camera(camera.port(), "--json shell", "record start\nstatus\n");
+  EXPECT_EQ(result.exit_code, 0);
+  EXPECT_THAT(result.out, HasSubstr(R"({"code":3,"event":"camera_report")"));
+}
+
+}  // namespace
+}  // namespace groundstation_test
