@@ -1,0 +1,48 @@
+#include "base/shell.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include "base/clock.h"
+
+namespace {
+
+TEST(RunShell, ReturnsTheWaitStatus) {
+  EXPECT_EQ(base::run_shell("true"), 0);
+  const int status = base::run_shell("exit 7");
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 7);
+}
+
+TEST(RunShellQuiet, WaitsForTheCommandAndThenTenMilliseconds) {
+  const std::string folder = ::testing::TempDir() + "quiet_" + std::to_string(::getpid());
+  const uint64_t begin = base::monotonic_us();
+  base::run_shell_quiet(("sleep 0.05; mkdir " + folder).c_str());
+  EXPECT_GE(base::monotonic_us() - begin, 60000U);
+  EXPECT_TRUE(std::filesystem::remove(folder));
+}
+
+TEST(ReadShellLine, KeepsTheNewlineOfTheFirstLine) {
+  char line[16] = {};
+  EXPECT_EQ(base::read_shell_line("printf 'first\\nsecond\\n'", line, sizeof(line)), 1);
+  EXPECT_STREQ(line, "first\n");
+}
+
+TEST(ReadShellLine, CutsALongLine) {
+  char line[5] = {};
+  EXPECT_EQ(base::read_shell_line("echo 123456", line, sizeof(line)), 1);
+  EXPECT_STREQ(line, "1234");
+}
+
+TEST(ReadShellLine, ASilentCommandReadsNothing) {
+  char line[5] = {};
+  EXPECT_EQ(base::read_shell_line("true", line, sizeof(line)), 0);
+  EXPECT_STREQ(line, "");
+}
+
+}  // namespace

@@ -1,0 +1,55 @@
+#include "base/timer.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+
+#include "base/clock.h"
+
+namespace {
+
+std::atomic<int> expiries;
+std::atomic<uint64_t> first_expiry_us;
+
+void count(union sigval /*value*/) {
+  if (expiries++ == 0) first_expiry_us = base::monotonic_us();
+}
+
+bool wait_for_expiries(int wanted) {
+  for (int tries = 0; expiries < wanted && tries < 500; tries++) base::sleep_ms(10);
+  return expiries >= wanted;
+}
+
+TEST(Timer, IsPeriodicUntilItIsDisarmed) {
+  timer_t timer{};
+  ASSERT_EQ(base::create_timer(&timer, count), 0);
+  base::sleep_ms(30);
+  EXPECT_EQ(expiries, 0);  // created disarmed
+
+  const uint64_t begin = base::monotonic_us();
+  ASSERT_EQ(base::arm_timer(timer, 20), 0);
+  ASSERT_TRUE(wait_for_expiries(3));
+  EXPECT_GE(first_expiry_us - begin, 19000U);  // two clocks, one period
+  EXPECT_GE(base::monotonic_us() - begin, 59000U);
+
+  ASSERT_EQ(base::arm_timer(timer, 0), 0);
+  base::sleep_ms(30);  // an expiry may have been on its way
+  const int counted = expiries;
+  base::sleep_ms(100);
+  EXPECT_EQ(expiries, counted);
+  timer_delete(timer);
+}
+
+TEST(Timer, WholeSecondsAndMillisecondsAreSplit) {
+  timer_t timer{};
+  ASSERT_EQ(base::create_timer(&timer, count), 0);
+  ASSERT_EQ(base::arm_timer(timer, 2750), 0);
+  itimerspec armed{};
+  ASSERT_EQ(timer_gettime(timer, &armed), 0);
+  EXPECT_EQ(armed.it_interval.tv_sec, 2);
+  EXPECT_EQ(armed.it_interval.tv_nsec, 750000000);
+  EXPECT_LE(armed.it_value.tv_sec, 2);
+  timer_delete(timer);
+}
+
+}  // namespace

@@ -1,0 +1,267 @@
+// Live video from the encoder's FIFO to the peer's UDP port 8856.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "support/fixtures.h"
+
+namespace {
+
+using namespace support;  // NOLINT
+
+constexpr size_t kLargestDatagram = 64512;
+
+class LiveVideo : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    peer = std::make_unique<PeerLink>();
+    video = std::make_unique<PeerSocket>(8856);
+    maintask = std::make_unique<RunningMaintask>();
+  }
+  static void TearDownTestSuite() {
+    maintask.reset();
+    video.reset();
+    peer.reset();
+  }
+  void SetUp() override {
+    ASSERT_TRUE(wait_for_live_video(*peer, *video)) << maintask->process().output();
+  }
+  void TearDown() override { EXPECT_TRUE(maintask->runs()); }
+
+  static std::unique_ptr<PeerLink> peer;
+  static std::unique_ptr<PeerSocket> video;
+  static std::unique_ptr<RunningMaintask> maintask;
+
+  // What arrives within that time.
+  static std::vector<Datagram> receive(milliseconds time) {
+    const size_t from = video->count();
+    let_pass(time);
+    auto all = video->received();
+    all.erase(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(from));
+    return all;
+  }
+  static bool flows() {
+    return video->wait_for([](const Datagram&) { return true; }, seconds(5), video->count())
+        .has_value();
+  }
+  static void expect_silence() {
+    let_pass(milliseconds(200));  // what was under way
+    EXPECT_TRUE(receive(milliseconds(500)).empty());
+  }
+};
+std::unique_ptr<PeerLink> LiveVideo::peer;
+std::unique_ptr<PeerSocket> LiveVideo::video;
+std::unique_ptr<RunningMaintask> LiveVideo::maintask;
+
+// Type of the first slice or parameter set in an Annex B byte string.
+bool holds_parameter_sets(const Bytes& bytes) {
+  for (size_t i = 0; i + 3 < bytes.size(); i++) {
+    if (bytes[i] == 0 && bytes[i + 1] == 0 && bytes[i + 2] == 1) {
+      const int type = bytes[i + 3] & 31;
+      if (type == 7) return true;
+      if (type == 1 || type == 5) return false;
+    }
+  }
+  return false;
+}
+
+TEST_F(LiveVideo, DecodesWithoutErrorFromAKeyFrameOn) {
+  // Under a sanitizer a piece may be dropped on the way; then the stream may not be whole.
+  if (kSanitized) GTEST_SKIP() << "the sender's pace is not what it is in a release build";
+  const auto datagrams = receive(seconds(5));
+  std::string stream;
+  for (const Datagram& datagram : datagrams) {
+    EXPECT_LE(datagram.bytes.size(), kLargestDatagram);
+    if (stream.empty() && !holds_parameter_sets(datagram.bytes)) continue;
+    stream.append(datagram.bytes.begin(), datagram.bytes.end());
+  }
+  write_file("/tmp/live.h264", stream);
+  const CommandResult decoded = run_command(
+      {"ffmpeg", "-v", "error", "-f", "h264", "-i", "/tmp/live.h264", "-f", "null", "-"});
+  EXPECT_EQ(decoded.status, 0);
+  EXPECT_EQ(decoded.output, "");
+  const CommandResult probed = run_command(
+      {"ffprobe", "-v", "error", "-count_frames", "-select_streams", "v", "-show_entries",
+       "stream=codec_name,width,height,nb_read_frames", "-of", "csv=p=0", "/tmp/live.h264"});
+  ASSERT_TRUE(probed.output.starts_with("h264,1280,720,")) << probed.output;
+  // At least one key frame a second and 30 pictures a second: four of the five seconds are there.
+  const int frames = std::stoi(probed.output.substr(14));
+  EXPECT_GE(frames, 115);
+  EXPECT_LE(frames, 160);
+}
+
+TEST_F(LiveVideo, LeavesOnlyWhileThePeerAsksForIt) {
+  for (const int status : {0, 1, 3, 0xF0, 0x21}) {
+    peer->keep_alive(static_cast<uint8_t>(status));
+    expect_silence();
+  }
+  // The high nibble is somebody else's.
+  peer->keep_alive(0x32);
+  EXPECT_TRUE(flows());
+}
+
+TEST_F(LiveVideo, LeavesOnlyWhileTheStreamIsOn) {
+  peer->send(stream_on(false));
+  expect_silence();
+  peer->send(stream_on(true));
+  EXPECT_TRUE(flows());
+}
+
+TEST_F(LiveVideo, ASilentPeerIsSentNothingAfterTheLinkReset) {
+  peer->fall_silent();
+  let_pass(milliseconds(2000));
+  EXPECT_TRUE(flows());  // the wish is still known
+  // The reset after 4 s of silence closes the link's own socket only; what the peer asked for
+  // stands until its next heartbeat.
+  let_pass(milliseconds(4000));
+  EXPECT_TRUE(flows());
+  peer->keep_alive(0);
+  expect_silence();
+}
+
+TEST_F(LiveVideo, TheReservedHeartbeatChangesNothing) {
+  peer->send(heartbeat(95, 0xF503));
+  EXPECT_TRUE(flows());
+  peer->keep_alive(0);
+  expect_silence();
+  peer->fall_silent();
+  peer->send(heartbeat(95, 0xF503));
+  expect_silence();
+}
+
+TEST_F(LiveVideo, AnIdleListIsSentFromTheNextPiece) {
+  peer->keep_alive(0);
+  expect_silence();
+  const Time begin = Clock::now();
+  peer->keep_alive(2);
+  const auto first =
+      video->wait_for([](const Datagram&) { return true; }, seconds(5), video->count());
+  ASSERT_TRUE(first);
+  EXPECT_LE(first->arrived - begin, milliseconds(300) * kSlowdown);
+}
+
+TEST_F(LiveVideo, ALargePieceLeavesInThreeDatagrams) {
+  const size_t from = video->count();
+  RunningMaintask::fifo({"video-size", "150000"});
+  // A ring that ends inside the piece would cut it in two first; a second try then finds room.
+  bool whole = false;
+  for (int tries = 0; tries < 5 && !whole; tries++) {
+    let_pass(milliseconds(300) * kSlowdown);
+    const auto all = video->received();
+    for (size_t i = from; i + 2 < all.size() && !whole; i++) {
+      whole = all[i].bytes.size() == 64512 && all[i + 1].bytes.size() == 64512 &&
+              all[i + 2].bytes.size() == 20976;
+    }
+    if (!whole) RunningMaintask::fifo({"video-size", "150000"});
+  }
+  EXPECT_TRUE(whole);
+}
+
+TEST_F(LiveVideo, APieceThatWrapsLeavesAsTwo) {
+  // 30000 zero bytes in two pieces: neither is larger than a datagram and together they are whole.
+  bool found = false;
+  for (int tries = 0; tries < 10 && !found; tries++) {
+    const size_t from = video->count();
+    RunningMaintask::fifo({"wrap"});
+    let_pass(milliseconds(300) * kSlowdown);
+    const auto all = video->received();
+    // The second piece begins in the middle of a picture: without a start code.
+    for (size_t i = from; i < all.size(); i++) {
+      const Bytes& bytes = all[i].bytes;
+      found |= bytes.size() < 3 || bytes[0] != 0 || bytes[1] != 0;
+    }
+  }
+  EXPECT_TRUE(found);
+}
+
+TEST_F(LiveVideo, PiecesLeaveAtMostEveryTenMilliseconds) {
+  RunningMaintask::fifo({"rate", "300"});
+  let_pass(milliseconds(300));
+  auto datagrams = receive(milliseconds(1000));
+  RunningMaintask::fifo({"rate", "30"});
+  // Ten milliseconds after every piece; a piece may be several datagrams, each but the last full.
+  size_t pieces = 0;
+  for (const Datagram& datagram : datagrams) {
+    if (datagram.bytes.size() != kLargestDatagram) pieces++;
+  }
+  EXPECT_LE(pieces, 101U);
+  EXPECT_GE(pieces, 60U / kSlowdown);
+  let_pass(milliseconds(500));
+}
+
+TEST_F(LiveVideo, AnEntryOfAnUnknownTypeHoldsTheStreamUp) {
+  RunningMaintask::fifo({"video-type", "5"});
+  let_pass(milliseconds(500) * kSlowdown);
+  expect_silence();
+  RunningMaintask::fifo({"unblock"});
+  EXPECT_TRUE(flows());
+}
+
+TEST_F(LiveVideo, AnEntryOutsideItsRingIsDroppedAndTheNextOneSent) {
+  for (const char* action : {"outside", "outside-before", "outside-null"}) {
+    RunningMaintask::fifo({action});
+    let_pass(milliseconds(200));
+    EXPECT_TRUE(flows()) << action;
+  }
+  RunningMaintask::fifo({"video-size", "16000000"});  // claimed; the ring holds 1 MiB
+  let_pass(milliseconds(200));
+  EXPECT_TRUE(flows());
+}
+
+TEST_F(LiveVideo, StopAndStartKeepTheStreamUsable) {
+  for (const char* action : {"stop", "final", "stop6", "fifo-end"}) {
+    RunningMaintask::fifo({action});
+    RunningMaintask::fifo({"start"});
+    EXPECT_TRUE(wait_for_live_video(*peer, *video)) << action;
+  }
+}
+
+TEST_F(LiveVideo, AFinalEventIsReportedAsStatusThree) {
+  RunningMaintask::fifo({"quiet", "300"});
+  const size_t before = RunningMaintask::fifo_log_count("status 3");
+  RunningMaintask::fifo({"final"});
+  EXPECT_TRUE(poll_until([&] { return RunningMaintask::fifo_log_count("status 3") == before + 1; },
+                         seconds(5)))
+      << read_file(RunningMaintask::kFifoLog).substr(0, 2000);
+  EXPECT_TRUE(wait_for_live_video(*peer, *video));
+}
+
+TEST_F(LiveVideo, EndMarksEndTheCycleAndTheNextOneBegins) {
+  const size_t before = RunningMaintask::fifo_log_count("status 2");
+  RunningMaintask::fifo({"end-video"});
+  RunningMaintask::fifo({"end-audio"});
+  EXPECT_TRUE(
+      poll_until([&] { return RunningMaintask::fifo_log_count("status 2") > before; }, seconds(5)));
+  EXPECT_TRUE(wait_for_live_video(*peer, *video));
+}
+
+TEST_F(LiveVideo, FailingCallsOfTheLibraryAreTriedAgain) {
+  RunningMaintask::fifo({"peek-fail", "3"});
+  RunningMaintask::fifo({"init-fail", "3"});
+  RunningMaintask::fifo({"stop-delay", "3"});
+  RunningMaintask::fifo({"stop"});
+  RunningMaintask::fifo({"start"});
+  EXPECT_TRUE(wait_for_live_video(*peer, *video));
+  for (const char* action : {"list-fail", "no-media-info", "config-fail", "create-fail"}) {
+    RunningMaintask::fifo({action});
+    RunningMaintask::fifo({"stop"});
+    let_pass(milliseconds(300) * kSlowdown);
+    RunningMaintask::fifo({"start"});
+    EXPECT_TRUE(wait_for_live_video(*peer, *video)) << action;
+  }
+}
+
+TEST_F(LiveVideo, OddMediaInformationIsHarmless) {
+  for (const char* tracks : {"0", "255", "2"}) {
+    RunningMaintask::fifo({"tracks", tracks});
+    RunningMaintask::fifo({"stop"});
+    let_pass(milliseconds(300) * kSlowdown);
+    RunningMaintask::fifo({"start"});
+    let_pass(milliseconds(300) * kSlowdown);
+    ASSERT_TRUE(maintask->runs()) << tracks;
+  }
+  EXPECT_TRUE(wait_for_live_video(*peer, *video));
+}
+
+}  // namespace
