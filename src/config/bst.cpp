@@ -12,8 +12,9 @@ namespace {
 constexpr const char* kSource = "bst";
 constexpr BstAllocator kDefaultAllocator = {std::malloc, std::free};
 
-// Longer than any path of a tree of 2^32 - 1 items that grows by bst_probe_balanced alone.
-constexpr size_t kMaxPath = 72;
+// Longer than any path of a tree that grows by bst_probe_balanced alone: the longest of 2^32 items
+// in random order is about 4.3 ln 2^32 = 95.
+constexpr size_t kMaxPath = 128;
 
 BstNode* new_node(const BstTree* tree, void* item) {
   auto* node = static_cast<BstNode*>(tree->allocator->allocate(sizeof(BstNode)));
@@ -96,25 +97,30 @@ void require_fitting(uint64_t count) {
   std::exit(EXIT_FAILURE);
 }
 
-// Whether a tree of that many nodes is too deep with a node that many links below its root.
-bool too_deep(size_t depth, uint64_t count) {
-  return depth > 2 * static_cast<size_t>(std::bit_width(count));
+// A number that looks random and stays the same for the life of the node: its address, mixed.
+uint64_t rank_of(const BstNode* node) {
+  auto bits = static_cast<uint64_t>(reinterpret_cast<uintptr_t>(node));
+  bits = (bits ^ (bits >> 33)) * 0xff51afd7ed558ccdULL;
+  bits = (bits ^ (bits >> 33)) * 0xc4ceb9fe1a85ec53ULL;
+  return bits ^ (bits >> 33);
 }
 
-// The new leaf *path[depth] makes the whole tree, *path[0], too deep: flattens the smallest tree
-// above the leaf that is so itself. What becomes a chain on the way up, in order to be counted, is
-// part of that tree, so the whole costs no more than its size.
-void flatten_smallest(BstNode** const* path, size_t depth) {
-  uint64_t count = 1;
-  for (size_t level = depth; level-- > 0;) {
-    BstNode* node = *path[level];
-    const int other = path[level + 1] == &node->link[0] ? 1 : 0;
-    count += 1 + tree_to_vine(&node->link[other]);
-    if (too_deep(depth - level, count)) {
-      vine_to_tree(path[level], tree_to_vine(path[level]));
-      return;
-    }
+// Rotates the new leaf *path[depth] above the nodes that it outranks. Where every leaf was added
+// so, the tree has the shape that insertion in the order of rank would have given. Returns whether
+// anything moved.
+bool raise(BstNode** const* path, size_t depth) {
+  BstNode* node = *path[depth];
+  const uint64_t rank = rank_of(node);
+  bool moved = false;
+  for (; depth > 0 && rank_of(*path[depth - 1]) < rank; depth--) {
+    BstNode* above = *path[depth - 1];
+    const int side = path[depth] == &above->link[1] ? 1 : 0;
+    above->link[side] = node->link[1 - side];
+    node->link[1 - side] = above;
+    *path[depth - 1] = node;
+    moved = true;
   }
+  return moved;
 }
 
 // Copies one item into the node. False when it cannot be copied: the node then holds none.
@@ -229,10 +235,7 @@ void** bst_probe_balanced(BstTree* tree, void* item) {
     path[++depth] = &node->link[order > 0 ? 1 : 0];
   }
   void** slot = add_leaf(tree, path[depth], item);
-  if (slot != nullptr && too_deep(depth, tree->count)) {
-    flatten_smallest(path, depth);
-    tree->generation++;
-  }
+  if (slot != nullptr && raise(path, depth)) tree->generation++;
   return slot;
 }
 

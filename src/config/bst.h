@@ -66,9 +66,9 @@ void bst_destroy(BstTree* tree, BstRelease release);
 // slot lives as long as its item is in the tree. Null, with the tree unchanged, when memory is
 // exhausted.
 [[nodiscard]] void** bst_probe(BstTree* tree, void* item);
-// As bst_probe, and rebalances the smallest part of the tree that has become too deep. In a tree
-// that grows by this alone no path is longer than 2 log2(count) + 2 nodes below the root, and an
-// insertion costs O(log count) on average, in whatever order the items come.
+// As bst_probe, and then rotates the new leaf up to a level that depends on chance alone. A tree
+// that grows by this alone is as deep as one that got its items in random order, whatever order
+// they come in: an insertion costs O(log count) on average.
 [[nodiscard]] void** bst_probe_balanced(BstTree* tree, void* item);
 // Removes the item that compares equal and returns it; null when there is none. A traverser that
 // stood on it must be started anew; all others go on.

@@ -22,6 +22,7 @@ struct State {
   std::deque<std::string> shell_lines;
   bool timer_fails = false;
   bool thread_fails = false;
+  bool clock_fails = false;
   uint64_t now_us = 1000000000;
   int alarm_signal = 0;      // of the one signal timer
   uint64_t alarm_at_us = 0;  // 0: disarmed
@@ -98,6 +99,11 @@ void fail_next_thread() {
   state.thread_fails = true;
 }
 
+void fail_next_clock() {
+  const std::lock_guard lock(mutex);
+  state.clock_fails = true;
+}
+
 void on_sleep(std::function<void(uint64_t)> hook) {
   const std::lock_guard lock(mutex);
   state.on_sleep = std::move(hook);
@@ -125,6 +131,16 @@ uint64_t wall_clock_us() {
 }
 
 uint64_t monotonic_us() { return wall_clock_us(); }
+
+int set_wall_clock(int64_t seconds) {
+  const std::lock_guard lock(fake_base::mutex);
+  if (std::exchange(state.clock_fails, false)) {
+    errno = EPERM;
+    return -1;
+  }
+  state.events.push_back("clock " + std::to_string(seconds));
+  return 0;
+}
 
 void sleep_us(uint64_t us) {
   int due_signal = 0;

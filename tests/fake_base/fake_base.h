@@ -47,6 +47,8 @@ void push_shell_line(const std::string& line);
 // The next create_timer or start_* call fails.
 void fail_next_timer();
 void fail_next_thread();
+// The next set_wall_clock fails. A good one is recorded as "clock SECONDS" and moves no clock.
+void fail_next_clock();
 // Called on every sleep, after the clock has moved.
 void on_sleep(std::function<void(uint64_t us)> hook);
 // Called on every shell command, after it has been recorded.
