@@ -59,9 +59,7 @@ class Ifd {
   void undefined(uint16_t tag, std::vector<uint8_t> value) {
     add(tag, kUndefined, 1, std::move(value));
   }
-  void bytes(uint16_t tag, std::vector<uint8_t> value) {
-    add(tag, kByte, 1, std::move(value));
-  }
+  void bytes(uint16_t tag, std::vector<uint8_t> value) { add(tag, kByte, 1, std::move(value)); }
   void shorts(uint16_t tag, uint32_t value) {
     Bytes out(big_endian_);
     out.u16(value);

@@ -28,9 +28,11 @@ constexpr int kNoiseTop = 216;
 constexpr int kNoiseRows = 504;
 constexpr int kNoiseLevels = 16;
 
+}  // namespace
+
 // What is painted on every frame: the landscape, a running counter, an orbiting target and a band
 // of noise that no prediction can compress, so that the file grows as fast as a camera's.
-class Scene {
+class Recorder::Scene {
  public:
   Scene() : background_(Mp4Writer::kWidth, Mp4Writer::kHeight), noise_(1 << 20) {
     paint_landscape(background_.canvas(), 3);
@@ -63,8 +65,6 @@ class Scene {
   Noise source_{4711};
 };
 
-}  // namespace
-
 Recorder::Recorder(std::string path, Events events)
     : path_(std::move(path)), events_(std::move(events)) {
   const int error = base::start_thread(
@@ -92,17 +92,17 @@ void Recorder::stop() {
 // Default scheduling. Owns the writer and the scene; shares stopping_ under mutex_. Ends after
 // stop(), on a full card, or on an error.
 void Recorder::run() {
+  Scene scene;
   Mp4Writer writer(path_);
+  const uint64_t begin = base::monotonic_us();
   events_.started(writer.good());
-  if (writer.good()) events_.finished(record(writer));
+  if (writer.good()) events_.finished(record(writer, scene, begin));
 }
 
-RecordResult Recorder::record(Mp4Writer& writer) {
-  Scene scene;
-  const uint64_t begin = base::monotonic_us();
+RecordResult Recorder::record(Mp4Writer& writer, Scene& scene, uint64_t begin_us) {
   int frames = 0;
   bool no_space = false;
-  const auto due = [&] { return begin + static_cast<uint64_t>(frames) * kFrameUs; };
+  const auto due = [&] { return begin_us + static_cast<uint64_t>(frames) * kFrameUs; };
   const auto add_frame = [&] {
     scene.paint(writer.frame(), frames);
     writer.write_frame();

@@ -39,8 +39,11 @@ class Recorder {
   void stop();
 
  private:
+  class Scene;
+
   void run();
-  [[nodiscard]] RecordResult record(Mp4Writer& writer);
+  // `begin_us` is the time of the first frame.
+  [[nodiscard]] RecordResult record(Mp4Writer& writer, Scene& scene, uint64_t begin_us);
   // Waits until that time (monotonic us) or until stop(); true for stop().
   [[nodiscard]] bool stopped_before(uint64_t due_us);
 

@@ -1,13 +1,41 @@
 #include "base/shell.h"
 
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
-#include <cstdlib>
+#include <string>
 
 #include "base/clock.h"
 
 namespace base {
 
-int run_shell(const char* command) { return std::system(command); }
+// Not system(): that one has the whole process ignore SIGINT and SIGQUIT for as long as the command
+// runs, and an exit signal would be lost.
+int run_shell(const char* command) {
+  posix_spawnattr_t attributes;
+  if (posix_spawnattr_init(&attributes) != 0) return -1;
+  sigset_t none;
+  sigemptyset(&none);
+  posix_spawnattr_setsigmask(&attributes, &none);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
+  char shell[] = "sh";
+  char option[] = "-c";
+  std::string text(command);
+  char* const arguments[] = {shell, option, text.data(), nullptr};
+  pid_t child = 0;
+  const int result = posix_spawn(&child, "/bin/sh", nullptr, &attributes, arguments, environ);
+  posix_spawnattr_destroy(&attributes);
+  if (result != 0) return -1;
+  int status = 0;
+  while (waitpid(child, &status, 0) == -1) {
+    if (errno != EINTR) return -1;
+  }
+  return status;
+}
 
 void run_shell_quiet(const char* command) {
   std::FILE* pipe = popen(command, "r");

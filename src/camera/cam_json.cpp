@@ -16,11 +16,17 @@ constexpr auto kRelaxed = std::memory_order_relaxed;
 
 uint32_t cam_op_state = kCamOpIdle;  // under SendLock
 
+int32_t disconnected() {
+  std::printf("%s(line=%d):json is disconnected!\n", "a12_json_send", 130);
+  return -2;
+}
+
 // SendLock is held.
 void send_text(CamJsonContext& context, const char* text, size_t length) {
   const int connection = context.JsonConnFd.load(kRelaxed);
   const ssize_t sent = connection != 0 ? send(connection, text, length, 0) : -1;
-  if (sent >= 1) return;
+  // A part of a text means that the service has not read for 2 s: its rest would be nonsense to it.
+  if (sent == static_cast<ssize_t>(length)) return;
   context.ConnState.store(kCamDisconnected, kRelaxed);
   std::printf("%s(line=%d):send error!\n", "a12_json_send", 140);
 }
@@ -43,11 +49,10 @@ void cam_json_withdraw() {
 }
 
 int32_t a12_json_send(CamJsonContext* context, const char* text, size_t length) {
-  if (context->ConnState.load(kRelaxed) == kCamDisconnected) {
-    std::printf("%s(line=%d):json is disconnected!\n", "a12_json_send", 130);
-    return -2;
-  }
+  if (context->ConnState.load(kRelaxed) == kCamDisconnected) return disconnected();
   const std::lock_guard lock(context->SendLock);
+  // Another sender may have found out meanwhile, after 2 s; nobody waits for that a second time.
+  if (context->ConnState.load(kRelaxed) == kCamDisconnected) return disconnected();
   send_text(*context, text, length);
   return 0;
 }

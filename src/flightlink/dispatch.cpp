@@ -14,6 +14,7 @@
 #include "flightlink/link_quality.h"
 #include "flightlink/link_status.h"
 #include "flightlink/media_message.h"
+#include "flightlink/parameter_list.h"
 #include "flightlink/payload.h"
 #include "flightlink/setting_control.h"
 #include "supervisor/camera_flags.h"
@@ -89,6 +90,8 @@ int altitude_141(const MavlinkMessage* message) {
 
 int ignored(const MavlinkMessage*) { return 0; }
 
+int parameters_21(const MavlinkMessage*) { return parameter_list_send(); }
+
 // The application wants to know the space on the card.
 int sd_query_56(const MavlinkMessage*) {
   if (camera::camera_ready() == 0) return -1;
@@ -109,8 +112,8 @@ constexpr MessageRow kPeerMessages[] = {
 };
 
 constexpr MessageRow kCommonMessages[] = {
-    {24, position_24},  {32, altitude_32},       {56, sd_query_56},   {67, stream_67},
-    {76, command_long}, {111, set_camera_clock}, {141, altitude_141},
+    {21, parameters_21}, {24, position_24},  {32, altitude_32},       {56, sd_query_56},
+    {67, stream_67},     {76, command_long}, {111, set_camera_clock}, {141, altitude_141},
 };
 
 template <size_t Rows>

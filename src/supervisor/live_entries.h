@@ -1,7 +1,7 @@
 // Taking entries from one live track: peek, check, copy, remove. Main thread, but for track_open.
 #pragma once
 
-#include "supervisor/live_fifo.h"
+#include "supervisor/live_tracks.h"
 
 namespace supervisor {
 

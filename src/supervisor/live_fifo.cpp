@@ -8,8 +8,6 @@
 
 namespace supervisor {
 
-LiveFifoState live_fifo{};
-
 namespace {
 
 using namespace platform;

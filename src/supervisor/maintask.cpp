@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "camera/cam_client.h"
+#include "config/korvanprofile.h"
 #include "flightlink/peer_link.h"
 #include "flightlink/reliable_udp.h"
 #include "media/live_video.h"
@@ -44,6 +45,7 @@ int main() {
   std::atexit(supervisor::live_fifo_cleanup);
   supervisor::install_crash_handler();
   supervisor::install_exit_handler();
+  config::CclInit();
   flightlink::peer_link_start();
   media::live_video_init();
   flightlink::reliable_udp_init();

@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <signal.h>
@@ -61,7 +62,8 @@ ServiceProgram::ServiceProgram(const std::string& options, const std::string& wr
 }
 
 ServiceProgram::~ServiceProgram() {
-  if (pid_ > 0) terminate();
+  if (pid_ < 0) return;
+  EXPECT_EQ(terminate(), 0) << run_command("cat " + (folder_ / "output")).output;
 }
 
 CommandResult ServiceProgram::ctl(const std::string& line) const {

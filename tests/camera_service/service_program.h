@@ -27,7 +27,8 @@ class ServiceProgram {
   // not. `wrapper` goes before the program's name in a shell command; "CARD" in it stands for the
   // card.
   explicit ServiceProgram(const std::string& options = {}, const std::string& wrapper = {});
-  // Ends the program if terminate() has not.
+  // Ends the program if terminate() has not; the test fails, with the program's output, unless it
+  // ends with status 0. So a complaint of a sanitizer fails the test as well.
   ~ServiceProgram();
   ServiceProgram(const ServiceProgram&) = delete;
   ServiceProgram& operator=(const ServiceProgram&) = delete;

@@ -11,7 +11,6 @@ namespace media {
 namespace {
 
 namespace fs = std::filesystem;
-using media_test::Bytes;
 using media_test::exists;
 using media_test::write_file;
 

@@ -1,6 +1,7 @@
 // The connection to the camera service: its first bytes, the session, the end of a connection.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
 #include "support/fixtures.h"
@@ -125,12 +126,13 @@ TEST(CameraSession, SendingWithoutAConnectionIsReported) {
   let_pass(milliseconds(200) * kSlowdown);
   board.peer.send(command_long({.command = 2, .param1 = 9, .param2 = 2}));
   board.peer.send(command_long({.command = 2, .param1 = 1}));
-  EXPECT_TRUE(board.maintask.process().wait_for_line("json is disconnected", seconds(3)));
-  size_t reported = 0;
-  for (const std::string& line : board.maintask.process().lines()) {
-    if (line == "a12_json_send(line=130):json is disconnected!") reported++;
-  }
-  EXPECT_EQ(reported, 2U);
+  const auto reported = [&board] {
+    const auto lines = board.maintask.process().lines();
+    return std::count(lines.begin(), lines.end(), "a12_json_send(line=130):json is disconnected!");
+  };
+  EXPECT_TRUE(poll_until([&] { return reported() >= 2; }, seconds(3)))
+      << board.maintask.process().output();
+  EXPECT_EQ(reported(), 2);
   // And nothing is stuck: the next session works as the first one.
   board.camera.resume();
   const size_t mark = board.peer.mark();

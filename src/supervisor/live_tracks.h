@@ -1,0 +1,49 @@
+// The records of the live media FIFO reader: one track for video and one for audio.
+//
+// A track's handle, ring and pending count change only under the track's lock; the two locks are
+// never held together. Stop and cycle flags are relaxed atomics.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+
+namespace supervisor {
+
+struct LiveTrackInfo {
+  uint32_t word0;
+  uint32_t time_scale;  // ticks per second of the time stamps
+  uint32_t word2;
+  uint32_t word3;              // video
+  int32_t sample_rate;         // audio
+  uint32_t audio_byte;         // audio
+  std::atomic<double> vector;  // video: to a 90 kHz clock; audio: to samples
+};
+
+struct LiveTrack {
+  void* fifo;  // reader handle, null when closed
+  uint64_t base;
+  uint64_t limit;  // the ring of frame data is [base, limit)
+  LiveTrackInfo* info;
+  int32_t pending;  // entries announced and not yet taken
+  std::mutex lock;
+};
+
+struct LiveFifoState {
+  LiveTrack video;
+  LiveTrack audio;
+  LiveTrackInfo video_info;
+  LiveTrackInfo audio_info;
+  std::atomic<uint8_t> cycle_open;  // a reader has been created in this cycle
+  std::atomic<uint8_t> video_stop;
+  std::atomic<uint8_t> audio_stop;
+  std::atomic<uint8_t> final_event_seen;
+  std::atomic<uint32_t> video_frames;
+  std::atomic<uint32_t> audio_frames;
+  std::atomic<void*> stray_fifo;  // announced entries without belonging to a track
+  std::atomic<uint32_t> stray_count;
+};
+
+extern LiveFifoState live_fifo;
+
+}  // namespace supervisor

@@ -1,0 +1,228 @@
+#include "camera/camera_rig.h"
+
+#include <arpa/inet.h>
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <array>
+#include <csignal>
+
+#include "camera/cam_json.h"
+#include "camera/cam_replies.h"
+#include "camera/cam_state.h"
+#include "camera/cam_status.h"
+#include "camera/frame_decoder.h"
+#include "flightlink/link_context.h"
+#include "supervisor/camera_flags.h"
+#include "supervisor/switches.h"
+
+namespace camera_test {
+namespace {
+
+constexpr int32_t kToken = 77;
+constexpr auto kRelaxed = std::memory_order_relaxed;
+
+void forget_timer(flightlink::LinkTimer& timer) { timer.created.store(false, kRelaxed); }
+
+void reset_flags() {
+  supervisor::set_recording(0);
+  supervisor::set_record_cmd_pending(0);
+  supervisor::set_mode_switch_pending(0);
+  supervisor::set_setting_pending(0);
+  supervisor::set_photo_pending(0);
+  supervisor::set_record_ack_via_uart(0);
+  supervisor::set_photo_mode(0);
+  supervisor::set_photo_sequence(0);
+  supervisor::set_sd_query_pending(0);
+  supervisor::set_clock_set_ok(0);
+  supervisor::set_preview_stopped(0);
+  supervisor::set_video_flowing(0);
+}
+
+void reset_state() {
+  camera::CameraState& state = camera::camera_state;
+  state.SdStatus.store(11, kRelaxed);
+  for (auto* word : {&state.SdTotalKB, &state.SdFreeKB, &state.TimelapseState,
+                     &state.TimelapseStopSent, &state.TimelapseShots, &state.TimelapseCount,
+                     &state.pause_report_suppressed, &state.pending_photo_after_switch,
+                     &state.pending_record_after_switch, &state.timelapse_count_parameter}) {
+    word->store(0, kRelaxed);
+  }
+  state.record_seconds.store(0, kRelaxed);
+  for (auto& parameter : state.timelapse_parameters) parameter.store(0, kRelaxed);
+}
+
+void reset_context() {
+  camera::CamJsonContext& context = camera::cam_json_context;
+  camera::cam_json_withdraw();
+  camera::cam_clear_op_state();
+  context.Token.store(kToken, kRelaxed);
+  context.SessionStarted.store(0, kRelaxed);
+  context.SpaceQueryTotal.store(0, kRelaxed);
+  forget_timer(flightlink::mavlink_context.peer_heartbeat_timer);
+  for (auto* timer : {&context.RecordTickTimer, &context.StatusTimer, &context.TimelapseTimer}) {
+    forget_timer(*timer);
+    flightlink::mavlink_timer_create(timer, camera::cam_record_tick);
+  }
+}
+
+std::string zeros(int count) {
+  std::string text;
+  for (int i = 0; i < count; i++) text += " 00";
+  return text;
+}
+
+// "sleep 6000" in microseconds becomes milliseconds; "timer 0 1000" gets the timer's name.
+std::string readable(const std::string& event) {
+  constexpr std::array kTimers = {"record tick", "status", "time-lapse"};
+  if (event.starts_with("sleep ")) {
+    const std::string us = event.substr(6);
+    if (us.size() < 4 || !us.ends_with("000")) return "sleep of " + us + " us";
+    return "sleep " + us.substr(0, us.size() - 3);
+  }
+  if (event.starts_with("timer ")) {
+    return kTimers.at(static_cast<size_t>(event.at(6) - '0')) + event.substr(7);
+  }
+  return event;
+}
+
+}  // namespace
+
+std::string camera_ack(const std::string& subject, const std::string& result,
+                       const std::string& value) {
+  return "app 52: 00 " + subject + " 4c b4 " + result + " " + value + " 00";
+}
+
+std::string sd_report(const std::string& code, const std::string& total_mb,
+                      const std::string& free_mb) {
+  return "app 57: " + total_mb + " " + free_mb + " 00 00 " + code;
+}
+
+std::string camera_report(const std::string& code_float) {
+  return "flight 76: " + code_float + zeros(24) + " 02 00 64 00 00";
+}
+
+std::string timelapse_report(const std::string& state_float) {
+  // 11.0, the state, 300.0, 1.0, -2.0, 0.5, 8.0
+  return "flight 76: 00 00 30 41 " + state_float +
+         " 00 00 96 43 00 00 80 3f 00 00 00 c0 00 00 00 3f 00 00 00 41 02 00 64 00 00";
+}
+
+CameraTest::CameraTest() {
+  std::signal(SIGPIPE, SIG_IGN);
+  camera::cam_settings_init();
+  reset_flags();
+  reset_state();
+  reset_context();
+  open_peer();
+  // A message boundary for every send.
+  std::array<int, 2> ends{};
+  EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()), 0);
+  connection_.reset(ends[0]);
+  service_.reset(ends[1]);
+  camera::cam_json_publish(connection_.get(), "first", 5);
+  seen_events_ = fake_base::events().size();
+  take_traffic();
+  timeline_.clear();
+  fake_base::on_sleep([this](uint64_t) { on_base_event(); });
+  fake_base::on_command([this](const std::string&) { on_base_event(); });
+}
+
+CameraTest::~CameraTest() {
+  camera::cam_json_withdraw();
+  flightlink::mavlink_context.peer_socket.store(0, kRelaxed);
+  flightlink::mavlink_context.peer_nibble.store(0, kRelaxed);
+  fake_base::reset();
+}
+
+void CameraTest::open_peer() {
+  peer_.reset(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  sender_.reset(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof(address);
+  ASSERT_EQ(bind(peer_.get(), reinterpret_cast<const sockaddr*>(&address), size), 0);
+  ASSERT_EQ(getsockname(peer_.get(), reinterpret_cast<sockaddr*>(&address), &size), 0);
+  flightlink::mavlink_context.peer_address = address;
+  flightlink::mavlink_context.peer_socket.store(sender_.get(), kRelaxed);
+}
+
+void CameraTest::say(std::string_view text) {
+  const std::string terminated(text);
+  camera::cam_handle_message(&camera::cam_json_context, terminated.c_str(), terminated.size());
+}
+
+void CameraTest::disconnect() { camera::cam_json_withdraw(); }
+
+void CameraTest::settle(camera::Setting setting, int32_t value) {
+  camera::request(setting, value);
+  camera::confirm(setting, value);
+}
+
+void CameraTest::save_timelapse_parameters() {
+  camera::camera_state.timelapse_count_parameter.store(300, kRelaxed);
+  constexpr std::array values = {1.0F, -2.0F, 0.5F, 8.0F};
+  for (size_t i = 0; i < 4; i++) {
+    camera::camera_state.timelapse_parameters[i].store(values[i], kRelaxed);
+  }
+}
+
+std::string CameraTest::printed_by(const std::function<void()>& call) {
+  ::testing::internal::CaptureStdout();
+  call();
+  return ::testing::internal::GetCapturedStdout();
+}
+
+std::vector<std::vector<uint8_t>> CameraTest::datagrams() {
+  // A datagram of one byte closes the series: all that was sent before has arrived with it.
+  const sockaddr_in& address = flightlink::mavlink_context.peer_address;
+  const uint8_t mark = 0;
+  EXPECT_EQ(sendto(sender_.get(), &mark, 1, 0, reinterpret_cast<const sockaddr*>(&address),
+                   sizeof(address)),
+            1);
+  std::vector<std::vector<uint8_t>> all;
+  for (;;) {
+    pollfd readable{peer_.get(), POLLIN, 0};
+    if (poll(&readable, 1, 10000) != 1) {
+      ADD_FAILURE() << "the closing datagram is missing";
+      return all;
+    }
+    std::vector<uint8_t> datagram(512);
+    const ssize_t size = recv(peer_.get(), datagram.data(), datagram.size(), 0);
+    if (size <= 1) return all;
+    datagram.resize(static_cast<size_t>(size));
+    all.push_back(datagram);
+  }
+}
+
+void CameraTest::take_base_events(bool but_the_last) {
+  const std::vector<std::string> events = fake_base::events();
+  const size_t end = but_the_last ? events.size() - 1 : events.size();
+  for (; seen_events_ < end; seen_events_++) timeline_.push_back(readable(events[seen_events_]));
+}
+
+void CameraTest::take_traffic() {
+  std::array<char, 4096> text{};
+  while (service_.open()) {
+    const ssize_t size = recv(service_.get(), text.data(), text.size(), MSG_DONTWAIT);
+    if (size < 1) break;
+    timeline_.emplace_back(text.data(), static_cast<size_t>(size));
+  }
+  for (const auto& datagram : datagrams()) timeline_.push_back(decode_frame(datagram));
+}
+
+void CameraTest::on_base_event() {
+  take_base_events(true);
+  take_traffic();
+  take_base_events(false);
+  if (look_) look_();
+}
+
+Timeline CameraTest::timeline() {
+  take_base_events(false);
+  take_traffic();
+  return std::exchange(timeline_, {});
+}
+
+}  // namespace camera_test
