@@ -26,7 +26,7 @@ void send_text(CamJsonContext& context, const char* text, size_t length) {
   const int connection = context.JsonConnFd.load(kRelaxed);
   const ssize_t sent = connection != 0 ? send(connection, text, length, 0) : -1;
   // A part of a text means that the service has not read for 2 s: its rest would be nonsense to it.
-  if (sent == static_cast<ssize_t>(length)) return;
+  if (sent >= 1 && sent == static_cast<ssize_t>(length)) return;
   context.ConnState.store(kCamDisconnected, kRelaxed);
   std::printf("%s(line=%d):send error!\n", "a12_json_send", 140);
 }
