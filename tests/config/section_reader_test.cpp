@@ -57,6 +57,7 @@ TEST(SectionReader, WhiteSpaceBeforeALineIsSkipped) {
 
 TEST(SectionReader, CommentsAndLinesWithoutSeparatorAreSkipped) {
   EXPECT_EQ(read("[A]\n#k=1\n  # k=2\nk 3\nk=4\n", "A", "k"), "4");
+  EXPECT_EQ(read("[A]\n#k=1\n", "A", "#k"), "-");
   EXPECT_EQ(read("#[A]\nk=1\n", "A", "k"), "-");
 }
 
