@@ -15,6 +15,16 @@ add_compile_options("$<$<CONFIG:Release>:-U_FORTIFY_SOURCE>" "$<$<CONFIG:Release
                     "$<$<CONFIG:Release>:-fstack-clash-protection>")
 add_link_options(-Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,--as-needed)
 
+# house_unity(target [file...]): compiles the target's files in bundles, but for the named ones. For targets
+# whose time goes into the templates of large headers. Off for tools that look at one file at a time.
+option(HOUSE_UNITY "Bundle files where that saves time" ON)
+function(house_unity TARGET)
+  if(HOUSE_UNITY)
+    set_target_properties(${TARGET} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 6)
+    set_source_files_properties(${ARGN} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+  endif()
+endfunction()
+
 if(HOUSE_SANITIZE)
   add_compile_options(-fsanitize=${HOUSE_SANITIZE} -fno-omit-frame-pointer
                       -fno-sanitize-recover=all)
