@@ -27,6 +27,8 @@ endfunction()
 
 if(HOUSE_SANITIZE)
   add_compile_options(-fsanitize=${HOUSE_SANITIZE} -fno-omit-frame-pointer
-                      -fno-sanitize-recover=all)
+                      -fno-sanitize-recover=all
+                      # g++ sees what the sanitizers add as uses of uninitialised words.
+                      $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   add_link_options(-fsanitize=${HOUSE_SANITIZE})
 endif()

@@ -68,7 +68,8 @@ template <std::integral Integer>
   constexpr auto low = std::numeric_limits<Integer>::min();
   constexpr auto high = std::numeric_limits<Integer>::max();
   // The first double above `high`; exact for every width because it is a power of two.
-  constexpr double above = static_cast<double>(high / 2 + 1) * 2.0;
+  constexpr Integer half = high / 2;
+  constexpr double above = (static_cast<double>(half) + 1.0) * 2.0;
   if (value >= above) return high;
   if (value <= static_cast<double>(low)) return low;
   return static_cast<Integer>(value);

@@ -39,7 +39,7 @@ TEST_F(ControlCommands, RvalEchoesTheTypeOfASetting) {
 }
 
 TEST_F(ControlCommands, AnswerReplacesTheTextOnce) {
-  control(R"('answer 4097 {"rval":"zero","msg_id":4097}')");
+  control(R"(answer 4097 {"rval":"zero","msg_id":4097})");
   EXPECT_EQ(client_.command(4097), json({{"rval", "zero"}, {"msg_id", 4097}}));
   EXPECT_EQ(client_.command(4097)["rval"], 0);
 }
@@ -86,7 +86,7 @@ TEST_F(ControlCommands, FaultForAllEndsWithClear) {
 }
 
 TEST_F(ControlCommands, RawHexAndGarbageReachTheClientAsTheyAre) {
-  control(R"('raw {"param":"C:\DCIM"}{')");
+  control(R"(raw {"param":"C:\DCIM"}{)");
   EXPECT_EQ(client_.read_some(), R"({"param":"C:\DCIM"}{)");
   control("hex 7b 00FF7d");
   EXPECT_EQ(client_.read_some(), std::string("{\0\xFF}", 4));
@@ -194,6 +194,19 @@ TEST_F(ControlCommands, WrongCommandsAreRefusedInWords) {
     EXPECT_FALSE(result.output.empty()) << line;
   }
   EXPECT_NE(program_.ctl("help").output.find("photo-exif"), std::string::npos);
+}
+
+TEST_F(ControlCommands, ProgramIsAClientOfItself) {
+  const std::string ctl = BIN_DIR "/camera_service ctl --control " + program_.control() + " ";
+  const CommandResult set = run_command(ctl + "rval 772 -9 1");
+  EXPECT_EQ(set.status, 0);
+  EXPECT_EQ(set.output, "");
+  EXPECT_EQ(client_.command(772)["rval"], -9);
+  EXPECT_EQ(json::parse(run_command(ctl + "state").output)["mode"], "photo");
+  const CommandResult refused = run_command(ctl + "nonsense");
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_EQ(refused.output, "camera_service: there is no command \"nonsense\"; see help\n");
+  EXPECT_EQ(run_command(BIN_DIR "/camera_service ctl --control /nonexistent/ctl state").status, 2);
 }
 
 TEST(ControlScript, LinesOfAScriptAreCarriedOutAtStart) {

@@ -7,6 +7,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 
 #include <array>
@@ -67,7 +68,27 @@ ServiceProgram::~ServiceProgram() {
 }
 
 CommandResult ServiceProgram::ctl(const std::string& line) const {
-  return run_command(BIN_DIR "/camera_service ctl --control " + control() + " " + line);
+  constexpr int kUnreachable = 2;
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  control().copy(address.sun_path, sizeof address.sun_path - 1);
+  const base::Descriptor fd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  if (::connect(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
+    return {kUnreachable, {}};
+  const std::string request = line + "\n";
+  ::send(fd.get(), request.data(), request.size(), MSG_NOSIGNAL);
+  std::string answer;
+  std::array<char, 65536> buffer;
+  while (true) {
+    const ssize_t got = ::recv(fd.get(), buffer.data(), buffer.size(), 0);
+    if (got <= 0) return {kUnreachable, answer};
+    answer.append(buffer.data(), static_cast<size_t>(got));
+    if (answer.back() != '\n') continue;
+    const size_t before = answer.rfind('\n', answer.size() - 2);
+    const size_t last = before == std::string::npos ? 0 : before + 1;
+    if (answer.substr(last) == "ok\n") return {0, answer.substr(0, last)};
+    if (answer.compare(last, 7, "error: ") == 0) return {1, answer.substr(last)};
+  }
 }
 
 json ServiceProgram::state() const { return json::parse(ctl("state").output); }

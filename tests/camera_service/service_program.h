@@ -33,7 +33,7 @@ class ServiceProgram {
   ServiceProgram(const ServiceProgram&) = delete;
   ServiceProgram& operator=(const ServiceProgram&) = delete;
 
-  // Answer of a control command, through the program's own client: standard output and error.
+  // Answer of a control command: status 0 and its lines, 1 and the error, 2 when nobody answers.
   [[nodiscard]] CommandResult ctl(const std::string& line) const;
   [[nodiscard]] json state() const;
   [[nodiscard]] bool alive() const;

@@ -118,11 +118,9 @@ bool ScriptedBoard::probe(milliseconds limit) {
   const size_t texts = camera.mark();
   peer.send(probe_frame());
   const bool arrived = camera.wait_for("\"msg_id\":16,", limit, texts).has_value();
-  if (arrived) {
-    let_pass(milliseconds(20) * kSlowdown);  // until the answer has confirmed the rate
-  } else {
-    probe_low_ = !probe_low_;  // the confirmed rate is still the old one
-  }
+  // Until the answer has confirmed the rate. A probe that failed may have asked for the confirmed
+  // rate, when an answer was lost with its connection: the next one asks for the other.
+  if (arrived) let_pass(milliseconds(20) * kSlowdown);
   return arrived;
 }
 
