@@ -39,7 +39,7 @@ uint64_t free_bytes(const std::string& path) {
   return static_cast<uint64_t>(info.f_bavail) * info.f_frsize;
 }
 
-Card::Card(std::string root) : root_(fs::absolute(root).lexically_normal().string()) {
+Card::Card(const std::string& root) : root_(fs::absolute(root).lexically_normal().string()) {
   while (root_.size() > 1 && root_.back() == '/') root_.pop_back();
   const fs::path relative = fs::path(root_).relative_path();
   if (std::distance(relative.begin(), relative.end()) < 2)

@@ -13,7 +13,7 @@ class Card {
  public:
   // A format erases everything in `root`, so it must be at least two folders below "/"; throws
   // std::invalid_argument otherwise.
-  explicit Card(std::string root);
+  explicit Card(const std::string& root);
 
   // Puts a card in at start: creates what is missing, and takes up one that was left taken out.
   // False when a folder cannot be created.
