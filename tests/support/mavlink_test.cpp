@@ -6,7 +6,6 @@
 namespace {
 
 using support::Bytes;
-using support::Datagram;
 using support::Frame;
 
 TEST(TestMavlink, EncodesKnownFrames) {
