@@ -46,9 +46,9 @@ const char* fault_name(Fault fault) {
 
 }  // namespace
 
-Service::Service(Loop& loop, uint16_t port, std::string card_root)
+Service::Service(Loop& loop, uint16_t port, const std::string& card_root)
     : loop_(loop),
-      card_(std::move(card_root)),
+      card_(card_root),
       server_(loop, port,
               {[this](uint64_t at_us, const JsonCutter::Piece& piece) { received(at_us, piece); },
                [this] {

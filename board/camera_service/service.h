@@ -18,7 +18,7 @@ namespace camera_service {
 class Service {
  public:
   // Throws std::invalid_argument for a card folder that Card does not take.
-  Service(Loop& loop, uint16_t port, std::string card_root);
+  Service(Loop& loop, uint16_t port, const std::string& card_root);
 
   // Prepares the card and starts listening. False, with the reason said, when one cannot be done.
   [[nodiscard]] bool open();
