@@ -218,6 +218,7 @@ TEST_F(CamClientBoard, AServiceThatDoesNotReadHoldsNoSenderForLong) {
   ASSERT_TRUE(poll_until(connected, kSoon));
   const std::string text(32768, ' ');
   std::vector<std::future<milliseconds>> senders;
+  senders.reserve(3);
   for (int i = 0; i < 3; i++) {
     senders.push_back(std::async(std::launch::async, [&text] {
       milliseconds longest{};

@@ -17,7 +17,6 @@ using camera::a12_json_send;
 using camera::cam_get_op_state;
 using camera::cam_json_context;
 using camera::cam_set_op_state;
-using ::testing::Test;
 
 constexpr const char* kDisconnectedLine = "a12_json_send(line=130):json is disconnected!\n";
 constexpr const char* kSendErrorLine = "a12_json_send(line=140):send error!\n";
@@ -191,6 +190,7 @@ TEST_F(CamJson, SendersAndTheReceiveThreadMayMeetAtAnyTime) {
   std::atomic<bool> odd_result = false;
   printed_by([&] {
     std::vector<std::thread> senders;
+    senders.reserve(3);
     for (int i = 0; i < 3; i++) {
       senders.emplace_back([&] {
         for (int n = 0; n < kTexts; n++) {

@@ -9,7 +9,6 @@ namespace camera_test {
 namespace {
 
 using namespace camera;  // NOLINT
-using ::testing::Values;
 
 const std::string kQueryTotal = R"({"msg_id":5,"token":77,"type":"total"})";
 const std::string kQueryFree = R"({"msg_id":5,"token":77,"type":"free"})";

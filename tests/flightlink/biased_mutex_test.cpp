@@ -104,6 +104,7 @@ TEST(BiasedMutex, NoTwoThreadsAreInsideAtOnce) {
     BiasedMutex mutex;
     int64_t total = 0;  // unprotected but for the lock
     std::vector<std::thread> threads;
+    threads.reserve(3);
     for (int i = 0; i < 3; i++) {
       threads.emplace_back([&] {
         for (int k = 0; k < 500; k++) locked(mutex, [&total] { total++; });
