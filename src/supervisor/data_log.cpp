@@ -22,11 +22,12 @@ struct Log {
   const char* id_path;
   std::atomic<int32_t> fd;  // 0: not open
   std::mutex lock;          // one write, or the close
+  bool cut;                 // under lock: the file behind fd is closed already
 };
 
-Log flyctl{"/tmp/SD0/FlyctlID", {}, {}};
-Log gimbal{"/tmp/SD0/GimbalID", {}, {}};
-Log vboard{"/tmp/SD0/VBoardID", {}, {}};
+Log flyctl{"/tmp/SD0/FlyctlID", {}, {}, false};
+Log gimbal{"/tmp/SD0/GimbalID", {}, {}, false};
+Log vboard{"/tmp/SD0/VBoardID", {}, {}, false};
 
 std::atomic<int32_t> suspended;
 
@@ -46,10 +47,26 @@ void log_path(int32_t kind, uint32_t number, char (&path)[200]) {
   }
 }
 
+// The log's lock is held. Closes what was open.
+void put_descriptor(Log& log, int32_t fd) {
+  const int32_t before = log.fd.exchange(fd, kRelaxed);
+  if (before != 0 && !log.cut) close(before);
+  log.cut = false;
+}
+
 void close_log(Log& log) {
   const std::lock_guard lock(log.lock);
-  const int32_t fd = log.fd.exchange(0, kRelaxed);
-  if (fd != 0) close(fd);
+  put_descriptor(log, 0);
+}
+
+// Neither truncated nor appended to: an existing file is overwritten in place.
+int open_file(const char* path) {
+  const int fd = open(path, O_WRONLY | O_CREAT | O_SYNC | O_CLOEXEC | O_NOFOLLOW, kLogMode);
+  if (fd != 0) return fd;
+  // Descriptor 0 means "not open" here.
+  const int other = fcntl(fd, F_DUPFD_CLOEXEC, 1);
+  close(fd);
+  return other;
 }
 
 }  // namespace
@@ -74,8 +91,12 @@ int32_t id_file_write(const char* path, int32_t number) {
 }
 
 uint32_t data_log_next_number(int32_t kind) {
-  const int32_t stored = id_file_read(log_of(kind).id_path);
-  return stored < 0 ? 0 : static_cast<uint32_t>(stored) + 1;
+  const Log& log = log_of(kind);
+  const int32_t stored = id_file_read(log.id_path);
+  // A stored number below 0 is taken for none by the video board's log only. The other two count on
+  // from it, and from the -1 of "nothing read" to 0.
+  if (&log == &vboard && stored < 0) return 0;
+  return static_cast<uint32_t>(stored) + 1;
 }
 
 int32_t data_log_open(int32_t kind) {
@@ -85,13 +106,11 @@ int32_t data_log_open(int32_t kind) {
   const uint32_t number = data_log_next_number(kind);
   char path[200];
   log_path(kind, number, path);
-  // Neither truncated nor appended to: an existing file is overwritten in place.
-  const int fd = open(path, O_WRONLY | O_CREAT | O_SYNC | O_CLOEXEC | O_NOFOLLOW, kLogMode);
+  const int fd = open_file(path);
   if (fd < 0) return -1;
   id_file_write(log.id_path, static_cast<int32_t>(number));
   const std::lock_guard lock(log.lock);
-  const int32_t before = log.fd.exchange(fd, kRelaxed);
-  if (before != 0) close(before);  // another thread has opened it meanwhile
+  put_descriptor(log, fd);  // another thread may have opened it meanwhile
   return 0;
 }
 
@@ -99,15 +118,14 @@ int32_t data_log_write(int32_t kind, const void* buffer, int32_t length) {
   if (buffer == nullptr || length <= 0) return -1;
   Log& log = log_of(kind);
   if (log.fd.load(kRelaxed) == 0) data_log_open(kind);
-  // Deliberate: the video board's log is written only while the flight controller's is open. Its
-  // readers pair the two files.
+  // Deliberate: the video board's log is written only while the flight controller's is open.
   const Log& tested = &log == &vboard ? flyctl : log;
   if (tested.fd.load(kRelaxed) == 0) return -1;
   const std::lock_guard lock(log.lock);
   const int32_t fd = log.fd.load(kRelaxed);
-  if (fd == 0 || write(fd, buffer, static_cast<size_t>(length)) > 0) return 0;
-  close(fd);
-  log.fd.store(0, kRelaxed);
+  if (fd == 0) return 0;
+  const bool written = !log.cut && write(fd, buffer, static_cast<size_t>(length)) > 0;
+  if (!written) put_descriptor(log, 0);
   return 0;
 }
 
@@ -126,6 +144,15 @@ int32_t data_log_close_all() {
   data_log_close(kLogFlightController);
   data_log_close(kLogVideoBoard);
   return 0;
+}
+
+void data_log_cut(int32_t kind) {
+  Log& log = log_of(kind);
+  const std::lock_guard lock(log.lock);
+  const int32_t fd = log.fd.load(kRelaxed);
+  if (fd == 0 || log.cut) return;
+  close(fd);
+  log.cut = true;
 }
 
 bool data_log_is_open(int32_t kind) { return log_of(kind).fd.load(kRelaxed) != 0; }

@@ -24,7 +24,8 @@ inline constexpr int32_t kLogGimbal = 2;
 int32_t id_file_read(const char* path);
 // 0, or -1 for a null path.
 int32_t id_file_write(const char* path, int32_t number);
-// The number of the next log: the stored one plus 1, or 0 when there is none.
+// The number of the next log: the stored one plus 1, or 0 when there is none. A stored number below
+// 0 counts as none for the video board's log; the other two count on from it.
 uint32_t data_log_next_number(int32_t kind);
 
 // Closes the kind's log and opens the next. 0; -1 when the media folder is missing, logging is
@@ -39,7 +40,11 @@ int32_t data_log_write(int32_t kind, const void* buffer, int32_t length);
 int32_t data_log_close(int32_t kind);
 int32_t data_log_close_all();
 
-// Whether a log file is open.
+// Closes the kind's file, which still counts as open: its next write fails, and the one after that
+// opens the next log.
+void data_log_cut(int32_t kind);
+
+// Whether a log file counts as open.
 bool data_log_is_open(int32_t kind);
 // 1 forbids opening any log.
 void data_log_suspend(int32_t on);

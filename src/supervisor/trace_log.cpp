@@ -47,7 +47,7 @@ void _krv_trace_log_enable() {
 void trace_log_close() {
   if (log_enabled.load(kRelaxed) == 0) return;
   const std::lock_guard lock(log_lock);
-  data_log_close(kLogVideoBoard);
+  data_log_cut(kLogVideoBoard);
 }
 
 void trace_log_set_level(int32_t level) { log_level_max.store(level, kRelaxed); }

@@ -12,7 +12,8 @@ inline constexpr int32_t kTraceToVideoBoardLog = 1;
 
 // Enables tracing and opens the three data logs: video board, flight controller, gimbal.
 void _krv_trace_log_enable();
-// If enabled: closes the video board's log.
+// If enabled: closes the video board's log, which still counts as open, so that the next line on it
+// is lost and the one after that goes to the next file.
 void trace_log_close();
 
 // The highest level that is printed; 0 at start.

@@ -74,12 +74,14 @@ std::string shared_file(const std::string& path) {
 std::vector<std::string> board_command(User user, const std::vector<std::string>& arguments) {
   std::vector<std::string> command;
   if (user == User::kOrdinary && ::geteuid() == 0) {
-    // The search path of root holds folders that are closed to others, and an ordinary one no sbin.
+    // The search path of root holds folders that are closed to others, and an ordinary one no sbin;
+    // and the folder of this run's reports is closed as well.
     command = {"setpriv",
                "--reuid=65534",
                "--regid=65534",
                "--clear-groups",
                "env",
+               "--unset=GTEST_OUTPUT",
                "PATH=/usr/local/bin:/usr/bin:/bin",
                copy_folder() + "/board/board"};
   } else {
