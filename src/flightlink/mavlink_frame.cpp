@@ -278,12 +278,12 @@ uint8_t mavlink_parser_feed(MavlinkParser* parser, uint8_t byte, MavlinkMessage*
 }
 
 int mavlink_frame_seal(MavlinkMessage* message, uint8_t sysid, uint8_t seq, uint8_t length,
-                       uint8_t crc_extra) {
+                       uint8_t crc_extra, uint8_t compid) {
   message->magic = kMavlinkStart;
   message->len = length;
   message->seq = seq;
   message->sysid = sysid;
-  message->compid = 0;
+  message->compid = compid;
   const uint16_t crc = frame_checksum(*message, crc_extra);
   message->checksum = crc;
   base::store_u16le(message->payload + length, crc);

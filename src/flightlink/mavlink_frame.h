@@ -105,9 +105,9 @@ int mavlink_frame_finalize_peer(MavlinkMessage* message, uint8_t length, uint8_t
 int mavlink_frame_finalize_app(MavlinkMessage* message, uint8_t length, uint8_t crc_extra);   // 36
 int mavlink_frame_finalize(MavlinkMessage* message, uint8_t sysid, uint8_t length,
                            uint8_t crc_extra);
-// The same for a sender with a sequence number of its own.
+// The same for a sender with a sequence number, and perhaps a component id, of its own.
 int mavlink_frame_seal(MavlinkMessage* message, uint8_t sysid, uint8_t seq, uint8_t length,
-                       uint8_t crc_extra);
+                       uint8_t crc_extra, uint8_t compid = 0);
 
 // Writes the wire bytes of a finished frame; `buffer` holds at least kMavlinkMaxFrame bytes.
 // Returns len + 8.
