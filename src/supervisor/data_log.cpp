@@ -59,16 +59,6 @@ void close_log(Log& log) {
   put_descriptor(log, 0);
 }
 
-// Neither truncated nor appended to: an existing file is overwritten in place.
-int open_file(const char* path) {
-  const int fd = open(path, O_WRONLY | O_CREAT | O_SYNC | O_CLOEXEC | O_NOFOLLOW, kLogMode);
-  if (fd != 0) return fd;
-  // Descriptor 0 means "not open" here.
-  const int other = fcntl(fd, F_DUPFD_CLOEXEC, 1);
-  close(fd);
-  return other;
-}
-
 }  // namespace
 
 int32_t id_file_read(const char* path) {
@@ -106,7 +96,8 @@ int32_t data_log_open(int32_t kind) {
   const uint32_t number = data_log_next_number(kind);
   char path[200];
   log_path(kind, number, path);
-  const int fd = open_file(path);
+  // Neither truncated nor appended to: an existing file is overwritten in place.
+  const int fd = open(path, O_WRONLY | O_CREAT | O_SYNC | O_CLOEXEC | O_NOFOLLOW, kLogMode);
   if (fd < 0) return -1;
   id_file_write(log.id_path, static_cast<int32_t>(number));
   const std::lock_guard lock(log.lock);

@@ -170,11 +170,43 @@ TEST_F(DispatchCommand, Command203IsDigicamControlByParam7) {
 }
 
 TEST_F(DispatchCommand, Command203OfComponent14IsNoDigicamControl) {
-  const std::string params = repeated(kZero, 4) + kTwo + kThree + kOne;
-  common(76, command_payload(params, "cb 00", "0e"));
+  // Link quality keeps counters, which other tests want at 0.
+  in_fresh_process([this] {
+    const std::string params = repeated(kZero, 4) + kTwo + kThree + kOne;
+    common(76, command_payload(params, "cb 00", "0e"));
+    EXPECT_EQ(service_.sent(), "");
+    EXPECT_EQ(supervisor::get_photo_mode(), 0);
+    EXPECT_EQ(supervisor::get_photo_sequence(), 0);
+    // 8.0 + 12.0 = 20 lost: 0.6 of 2048.
+    const std::string lost = kZero + std::string("00 00 20 41 00 00 a0 41 ") + repeated(kZero, 4);
+    EXPECT_EQ(common(76, command_payload(lost, "cb 00", "0e")), 0);
+    EXPECT_EQ(service_.sent(), "{\"msg_id\":16,\"token\":7,\"param\":\"1228\"}");
+  });
+}
+
+TEST_F(DispatchCommand, Command180IsASettingByComponent) {
+  EXPECT_EQ(common(76, command_payload(kTwo + repeated(kZero, 6), "b4 00", "0d")), 0);
+  EXPECT_EQ(service_.sent(), "{\"msg_id\":2,\"token\":7,\"param\":\"2\",\"type\":\"sharpness\"}");
+  // Refused while the setting is unanswered.
+  EXPECT_EQ(peer(76, command_payload(kTwo + repeated(kZero, 6), "b4 00", "0d")), -1);
   EXPECT_EQ(service_.sent(), "");
-  EXPECT_EQ(supervisor::get_photo_mode(), 0);
-  EXPECT_EQ(supervisor::get_photo_sequence(), 0);
+}
+
+TEST_F(DispatchCommand, Message56AsksForTheCard) {
+  EXPECT_EQ(common(56, ""), 0);
+  EXPECT_EQ(service_.sent(), "{\"msg_id\":4097,\"token\":7}");
+  EXPECT_EQ(supervisor::get_sd_query_pending(), 1);
+}
+
+TEST_F(DispatchCommand, Message56IsRefusedUnlessTheCameraIsReady) {
+  supervisor::set_video_flowing(0);
+  EXPECT_EQ(common(56, "00 00"), -1);
+  EXPECT_EQ(service_.sent(), "");
+  EXPECT_EQ(supervisor::get_sd_query_pending(), 0);
+  supervisor::set_video_flowing(1);
+  camera::cam_json_withdraw();
+  EXPECT_EQ(common(56, "00 00"), -2);
+  EXPECT_EQ(supervisor::get_sd_query_pending(), 0);
 }
 
 TEST_F(DispatchCommand, OtherCommandsAndCutOnesDoNothing) {

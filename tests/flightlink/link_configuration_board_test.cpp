@@ -174,6 +174,9 @@ TEST_F(LinkConfigurationBoard, AHeartbeatStoresNibbleAndLinkStatus) {
     EXPECT_EQ(heartbeat(0, 0xA2), 0);
     EXPECT_EQ(mavlink_context.peer_nibble.load(), 10);
     EXPECT_EQ(get_link_status(), 2);
+    heartbeat(0, 0x52);
+    EXPECT_EQ(mavlink_context.peer_nibble.load(), 5);
+    EXPECT_EQ(get_link_status(), 2);
     heartbeat(0xF503, 94);  // 5e
     EXPECT_EQ(mavlink_context.peer_nibble.load(), 5);
     EXPECT_EQ(get_link_status(), 14);
