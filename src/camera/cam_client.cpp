@@ -80,6 +80,8 @@ void cam_connection_lost() {
   supervisor::set_sd_query_pending(0);
   camera_state.pending_photo_after_switch.store(0, kRelaxed);
   camera_state.pending_record_after_switch.store(0, kRelaxed);
+  // A time-lapse ends here: its operation code is cleared, so no slice follows.
+  camera_state.TimelapseState.store(kTimelapseIdle, kRelaxed);
   camera_state.TimelapseStopSent.store(0, kRelaxed);
   camera_settings.default_reset_pending.store(0, kRelaxed);
   // Both refuse a new request while an old one waits for its answer.

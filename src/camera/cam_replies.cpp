@@ -155,6 +155,8 @@ void preview_reset_reply(const cJSON* reply) {
   if (ok) {
     confirm(kResolution, requested(kResolution));
     base::sleep_ms(500);
+  } else {
+    request(kResolution, confirmed(kResolution));  // the same may be asked for again
   }
   base::sleep_ms(500);
   camera_ack(2, ok, confirmed(kResolution));
@@ -174,6 +176,7 @@ void preview_stop_reply(const cJSON* reply) {
     return;
   }
   camera_ack(resetting ? 9 : 2, false, confirmed(kResolution));
+  request(kResolution, confirmed(kResolution));
   camera_settings.default_reset_pending.store(0, kRelaxed);
   supervisor::set_setting_pending(0);
 }

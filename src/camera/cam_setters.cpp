@@ -225,7 +225,8 @@ int32_t cam_stop_timelapse() {
   if (camera_state.TimelapseStopSent.load(kRelaxed) != 0) return 0;
   camera_state.TimelapseStopSent.store(1, kRelaxed);
   const int32_t result = cam_stop_record();
-  if (result == kNotConnected) camera_state.TimelapseStopSent.store(0, kRelaxed);
+  // Not sent: there is no connection, or a slice is just starting. The next stop may be.
+  if (result != 0) camera_state.TimelapseStopSent.store(0, kRelaxed);
   return result;
 }
 

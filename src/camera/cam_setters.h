@@ -59,6 +59,7 @@ int32_t cam_request_low_light(int32_t on);
 int32_t cam_timelapse_control(int32_t cmd, int32_t count, int32_t interval, int32_t spare, float a,
                               float b, float c, float d);
 // Only while a time-lapse runs and no stop has been sent; otherwise nothing and 0.
+// Refused like cam_stop_record while a slice is starting; then it may be sent again.
 int32_t cam_stop_timelapse();
 
 }  // namespace camera

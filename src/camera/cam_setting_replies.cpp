@@ -80,6 +80,21 @@ void plain_set_reply(const SettingRow& row) {
   if (row.setting == kColorStyle || row.setting == kWhiteBalance) cam_conf_save(&cam_conf_owner);
 }
 
+// A refusal is an answer too: what waited for it may be asked for again.
+void set_refused(Setting setting) {
+  switch (setting) {
+    case kColorStyle:
+      return request(kColorStyle, confirmed(kColorStyle));
+    case kResolution:
+      request(kResolution, confirmed(kResolution));
+      return supervisor::set_setting_pending(0);
+    case kDefaultSetting:
+      return camera_settings.default_reset_pending.store(0, kRelaxed);
+    default:
+      return;
+  }
+}
+
 void set_both(Setting setting, int32_t value) {
   request(setting, value);
   confirm(setting, value);
@@ -129,6 +144,7 @@ void cam_handle_get_reply(const cJSON* message) {
 void cam_handle_set_reply(const cJSON* message) {
   const SettingRow* row = setting_of_type(cam_setting_type_code(text_member(message, "type")));
   if (number_member(message, "rval") != 0 || row == nullptr) {
+    if (row != nullptr) set_refused(row->setting);
     cam_set_op_state(kCamOpIdle);
     return;
   }

@@ -111,6 +111,18 @@ INSTANTIATE_TEST_SUITE_P(
 
 class Setters : public CameraTest {};
 
+TEST_F(Setters, ATextIsTheServicesOwnByteForByte) {
+  cam_json_context.Token.store(7);
+  EXPECT_EQ(cam_set_iso(0), 0);
+  EXPECT_EQ(cam_set_exposure(0), 0);
+  EXPECT_EQ(cam_set_clock("2020-01-01 08:00:00"), 0);
+  EXPECT_EQ(
+      timeline(),
+      (Timeline{"sleep 10", R"({"msg_id":2,"token":7,"param":"Auto","type":"fix_iso_value"})",
+                "sleep 10", R"({"msg_id":2,"token":7,"param":"0","type":"fix_exposure"})",
+                R"({"msg_id":2,"token":7,"type":"camera_clock","param":"2020-01-01 08:00:00"})"}));
+}
+
 TEST_F(Setters, ATimelapseTimeIsOnlySent) {
   EXPECT_EQ(cam_set_timelapse_time(-12), 0);
   EXPECT_EQ(timeline(), Timeline{set_text("-12", "time_lapse_time")});
