@@ -3,18 +3,22 @@
 #include <optional>
 #include <utility>
 
+#include "camera_service/interplay.h"
 #include "camera_service/say.h"
 
 namespace camera_service {
 
 const Camera::Command Camera::kCommands[] = {
-    {1, &Camera::get_setting},     {2, &Camera::set_setting},       {4, &Camera::format_card},
-    {5, &Camera::query_space},     {16, &Camera::set_stream_rate},  {257, &Camera::start_session},
-    {259, &Camera::reset_preview}, {260, &Camera::stop_preview},    {513, &Camera::start_record},
-    {514, &Camera::stop_record},   {769, &Camera::take_photo},      {772, &Camera::switch_mode},
-    {773, &Camera::accept},        {2561, &Camera::accept},         {2817, &Camera::accept},
-    {4097, &Camera::query_card},   {4098, &Camera::start_sequence}, {4099, &Camera::pause_sequence},
-    {4100, &Camera::end_sequence}, {8194, &Camera::accept},
+    {1, &Camera::get_setting},       {kSetSetting, &Camera::set_setting},
+    {4, &Camera::format_card},       {5, &Camera::query_space},
+    {16, &Camera::set_stream_rate},  {257, &Camera::start_session},
+    {259, &Camera::reset_preview},   {260, &Camera::stop_preview},
+    {513, &Camera::start_record},    {514, &Camera::stop_record},
+    {769, &Camera::take_photo},      {772, &Camera::switch_mode},
+    {773, &Camera::accept},          {2561, &Camera::accept},
+    {2817, &Camera::accept},         {4097, &Camera::query_card},
+    {4098, &Camera::start_sequence}, {4099, &Camera::pause_sequence},
+    {4100, &Camera::end_sequence},   {8194, &Camera::accept},
 };
 
 namespace {
@@ -90,7 +94,8 @@ void Camera::set_setting(int msg_id, const Json& request) {
     return;
   }
   const std::string value = text_member(request, "param");
-  if (recorder_ && (type == "video_resolution" || type == "default_setting")) {
+  if (Settings::takes(type, value) && !fits_now(type, value)) {
+    say("{} cannot be {} now", type, value);
     reply(msg_id, kWrongState, {{"type", type}});
     return;
   }
@@ -101,7 +106,16 @@ void Camera::set_setting(int msg_id, const Json& request) {
   }
   say("{} is now {}", type, value);
   reply(msg_id, kDone, {{"type", type}});
-  interval_changed();
+  // The defaults bring the picture back by themselves.
+  if (type == "default_setting") preview_ = true;
+  if (type == "time_lapse_interval" || type == "default_setting") interval_changed();
+}
+
+bool Camera::fits_now(const std::string& type, const std::string& value) const {
+  if (recorder_ && (type == "video_resolution" || type == "default_setting")) return false;
+  if (type == "video_resolution" && (!video_mode_ || preview_)) return false;
+  if (type == "time_lapse_interval" && value != "OFF" && (!video_mode_ || recorder_)) return false;
+  return allowed_together(settings_, type, value);
 }
 
 void Camera::set_stream_rate(int msg_id, const Json& request) {

@@ -7,6 +7,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <string_view>
 
 #include "camera_service/card.h"
 #include "camera_service/exif_block.h"
@@ -20,6 +21,9 @@ namespace camera_service {
 
 using Json = nlohmann::ordered_json;
 
+// The command that sets a setting.
+inline constexpr int kSetSetting = 2;
+
 // "rval" of an answer.
 enum Rval : int {
   kDone = 0,
@@ -28,7 +32,7 @@ enum Rval : int {
   kNoSpace = -3,
   kBadToken = -4,
   kBadValue = -5,    // the setting does not take this value
-  kWrongState = -6,  // not in this mode, or busy, or nothing to stop
+  kWrongState = -6,  // not in this mode or with these settings, or busy, or nothing to stop
 };
 
 // "notify_id" of a notification. Those of the card carry their text as "param".
@@ -38,7 +42,8 @@ enum Notice : int {
   kCardRemoved = 2,   // SD_CARD_REMOVED
   kCardFull = 4,      // SD_NO_SPACE
   kCardError = 6,     // SD_ERROR, SD_FORMAT_UNKNOWN
-  kCardSpeed = 8,     // SD_SPEED_CHECKING, SD_SPEED_OK
+  kCardSpeed = 8,     // SD_SPEED_CHECKING, SD_SPEED_OK, SD_SPEED_LOW
+  kCardFormat = 9,    // SD_FORMAT_EXFAT, SD_FORMAT_FAT32
   kNextSlice = 11,    // of a time-lapse: the client starts the next recording
   kSliceComplete = 12,
   kSequenceEnded = 13,
@@ -67,6 +72,9 @@ class Camera {
   [[nodiscard]] bool put_card_in();
   [[nodiscard]] bool fill_card(int64_t kb);
   void unformat_card();
+  // Tells what has been found out about the card: "checking", "speed-ok", "slow" (which ends a
+  // recording), "error", "exfat" or "fat32". False for another word.
+  [[nodiscard]] bool report_card(std::string_view finding);
 
   // Everything that is set, as one object.
   [[nodiscard]] Json state() const;
@@ -114,7 +122,9 @@ class Camera {
   void pause_sequence(int msg_id, const Json& request);
   void end_sequence(int msg_id, const Json& request);
   void interval_changed();
+  void end_sequence_early();
   [[nodiscard]] bool interval_set() const;
+  [[nodiscard]] bool fits_now(const std::string& type, const std::string& value) const;
 
   Loop& loop_;
   Card& card_;
@@ -137,6 +147,7 @@ class Camera {
   bool slice_ended_ = false;
   bool sequence_running_ = false;
   bool sequence_paused_ = false;
+  bool sequence_stopping_ = false;  // its recording was stopped: no further slice
   uint64_t slice_timer_ = 0;
   int videos_ = 0;
   std::string last_video_;

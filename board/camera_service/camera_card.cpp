@@ -86,6 +86,26 @@ bool Camera::fill_card(int64_t kb) {
   return filled;
 }
 
+bool Camera::report_card(std::string_view finding) {
+  struct Finding {
+    std::string_view word;
+    Notice notice;
+    const char* text;
+  };
+  static constexpr Finding kFindings[] = {
+      {"checking", kCardSpeed, "SD_SPEED_CHECKING"}, {"speed-ok", kCardSpeed, "SD_SPEED_OK"},
+      {"slow", kCardSpeed, "SD_SPEED_LOW"},          {"error", kCardError, "SD_ERROR"},
+      {"exfat", kCardFormat, "SD_FORMAT_EXFAT"},     {"fat32", kCardFormat, "SD_FORMAT_FAT32"},
+  };
+  for (const Finding& row : kFindings) {
+    if (row.word != finding) continue;
+    if (finding == "slow" && recorder_) recorder_->stop();
+    outbound_.notify(row.notice, row.text);
+    return true;
+  }
+  return false;
+}
+
 void Camera::unformat_card() {
   if (recorder_) recorder_->stop();
   card_.unformat();

@@ -84,7 +84,7 @@ void Camera::photo_taken(const MediaName& name, PhotoResult result) {
 }
 
 void Camera::start_record(int msg_id, const Json& /*request*/) {
-  if (!video_mode_ || recorder_) {
+  if (!video_mode_ || recorder_ || sequence_stopping_) {
     reply(msg_id, kWrongState);
     return;
   }
@@ -125,10 +125,17 @@ void Camera::record_started(bool created) {
 }
 
 void Camera::stop_record(int msg_id, const Json& /*request*/) {
+  if (!recorder_ && sequence_running_) {  // between two slices
+    sequence_stopping_ = true;
+    reply(msg_id, kDone);
+    outbound_.notify(kRecordComplete, {});
+    return;
+  }
   if (!recorder_ || stop_answer_due_) {
     reply(msg_id, kWrongState);
     return;
   }
+  sequence_stopping_ = sequence_running_;
   stop_answer_due_ = true;
   slice_ended_ = false;
   recorder_->stop();
@@ -164,6 +171,8 @@ void Camera::record_finished(RecordResult result) {
   if (std::exchange(slice_ended_, false)) {
     outbound_.notify(kSliceComplete, {});
     if (interval_set() && !sequence_paused_) outbound_.notify(kNextSlice, {});
+  } else if (sequence_running_ && !sequence_stopping_) {
+    end_sequence_early();
   } else if (complete) {
     outbound_.notify(kRecordComplete, {});
   }
@@ -180,11 +189,23 @@ void Camera::answer_stop(const MediaName& name, bool complete) {
 
 bool Camera::interval_set() const { return settings_.get("time_lapse_interval") != "OFF"; }
 
+// A sequence that runs already is asked to go on: its client may have gone and come back.
 void Camera::interval_changed() {
-  if (interval_set() == sequence_running_) return;
-  sequence_running_ = interval_set();
+  const bool ran = std::exchange(sequence_running_, interval_set());
   sequence_paused_ = false;
-  outbound_.notify(sequence_running_ ? kNextSlice : kSequenceEnded, {});
+  sequence_stopping_ = false;
+  if (sequence_running_) {
+    outbound_.notify(kNextSlice, {});
+  } else if (ran) {
+    if (recorder_) recorder_->stop();
+    outbound_.notify(kSequenceEnded, {});
+  }
+}
+
+// A slice cannot go on, so no other one follows.
+void Camera::end_sequence_early() {
+  [[maybe_unused]] const bool off = settings_.set("time_lapse_interval", "OFF");
+  interval_changed();
 }
 
 void Camera::start_sequence(int msg_id, const Json& /*request*/) {
@@ -192,10 +213,8 @@ void Camera::start_sequence(int msg_id, const Json& /*request*/) {
     reply(msg_id, kWrongState);
     return;
   }
-  sequence_running_ = true;
-  sequence_paused_ = false;
   reply(msg_id, kDone);
-  outbound_.notify(kNextSlice, {});
+  interval_changed();
 }
 
 void Camera::pause_sequence(int msg_id, const Json& /*request*/) {
@@ -214,9 +233,7 @@ void Camera::end_sequence(int msg_id, const Json& /*request*/) {
     return;
   }
   reply(msg_id, kDone);
-  [[maybe_unused]] const bool off = settings_.set("time_lapse_interval", "OFF");
-  if (recorder_) recorder_->stop();
-  interval_changed();
+  end_sequence_early();
 }
 
 }  // namespace camera_service

@@ -117,16 +117,21 @@ bool Card::put_in() {
 bool Card::fill(int64_t kb) {
   if (!present_) return false;
   unfill();
-  const int64_t fill_kb = free_kb() - kb;
-  if (fill_kb <= 0) return true;
-  if (fill_kb > kLargestFillKb) {
-    pretended_free_kb_ = kb;
-    return true;
+  // Again when a recording has taken some of the space meanwhile.
+  constexpr int kTries = 3;
+  for (int tries = 0; tries < kTries; tries++) {
+    const int64_t fill_kb = free_kb() - kb;
+    if (fill_kb <= 0) return true;
+    if (fill_kb > kLargestFillKb) {
+      pretended_free_kb_ = kb;
+      return true;
+    }
+    const base::Descriptor file(
+        ::open((root_ + "/.fill").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
+    if (!file.open()) return false;
+    if (::posix_fallocate(file.get(), 0, fill_kb * 1024) == 0) return true;
   }
-  const base::Descriptor file(
-      ::open((root_ + "/.fill").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
-  if (!file.open()) return false;
-  return ::posix_fallocate(file.get(), 0, fill_kb * 1024) == 0;
+  return false;
 }
 
 void Card::unfill() {

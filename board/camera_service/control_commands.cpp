@@ -80,6 +80,15 @@ ControlAnswer split(Service& service, Arguments arguments) {
 ControlAnswer mute(Service& service, Arguments arguments) {
   return add_fault(service, Fault::kMute, arguments, {}, 0);
 }
+// TYPE, then the rval, then how often.
+ControlAnswer refuse(Service& service, Arguments arguments) {
+  const std::string_view type = arguments.word();
+  const auto value = arguments.number(kRefused, INT_MIN);
+  const auto times = arguments.number(kAlways);
+  if (!Settings::known(type) || !value || !times) return usage_error();
+  service.faults().add({Fault::kRefuse, kSetSetting, *value, {}, *times, std::string(type)});
+  return {};
+}
 ControlAnswer clear(Service& service, Arguments /*arguments*/) {
   service.faults().clear();
   return {};
@@ -157,6 +166,10 @@ ControlAnswer insert(Service& service, Arguments /*arguments*/) {
 ControlAnswer unformat(Service& service, Arguments /*arguments*/) {
   service.camera().unformat_card();
   return {};
+}
+
+ControlAnswer card(Service& service, Arguments arguments) {
+  return service.camera().report_card(arguments.word()) ? ControlAnswer{} : usage_error();
 }
 
 ControlAnswer photo_exif(Service& service, Arguments arguments) {
@@ -239,6 +252,7 @@ constexpr ControlCommand kCommands[] = {
     {"delay", "MSGID MS [TIMES]", "answer that much later", delay},
     {"split", "MSGID [MS] [TIMES]", "answer in two writes, MS apart (100)", split},
     {"mute", "MSGID [TIMES]", "carry out the command, do not answer", mute},
+    {"refuse", "TYPE [N] [TIMES]", "do not set that setting, answer with rval N (-1)", refuse},
     {"clear", "", "forget all faults", clear},
     {"raw", "TEXT", "send the text to the client as it is", raw},
     {"hex", "BYTES", "send bytes given as hexadecimal digits", hex},
@@ -251,6 +265,8 @@ constexpr ControlCommand kCommands[] = {
     {"remove", "", "take the card out, SD_CARD_REMOVED", take_out},
     {"insert", "", "put it back with all that was on it, SD_CARD_INSERTED", insert},
     {"unformat", "", "the card has an unknown format until command 4", unformat},
+    {"card", "checking|speed-ok|slow|error|exfat|fat32", "what the camera finds out about the card",
+     card},
     {"photo-exif", "ok|motorola|gps|none|broken|cut", "the EXIF block of the next photos",
      photo_exif},
     {"photo-text", "description|make|model|artist TEXT",

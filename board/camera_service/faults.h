@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace camera_service {
@@ -14,6 +15,7 @@ enum class Fault {
   kDelay,   // value: the answer leaves that many ms later
   kSplit,   // value: the answer leaves in two writes, that many ms apart
   kMute,    // the command is carried out, and no answer leaves
+  kRefuse,  // the set of one type is not carried out and answered with this rval
 };
 
 struct FaultRule {
@@ -21,18 +23,20 @@ struct FaultRule {
   std::optional<int> msg_id;  // nothing: every command
   int value;
   std::string text;
-  int times;  // how often it still applies; kAlways: until clear()
+  int times;              // how often it still applies; kAlways: until clear()
+  std::string type = {};  // kRefuse: of the setting
 };
 inline constexpr int kAlways = -1;
 
 class Faults {
  public:
-  // Replaces an earlier rule of the same kind for the same command. A rule of 0 times removes it.
+  // Replaces an earlier rule of the same kind for the same command and type. A rule of 0 times
+  // removes it.
   void add(FaultRule rule);
   void clear() { rules_.clear(); }
   // The rule of that kind that applies to the command, counted as used. A rule for the command
   // itself comes before one for all.
-  [[nodiscard]] std::optional<FaultRule> take(Fault fault, int msg_id);
+  [[nodiscard]] std::optional<FaultRule> take(Fault fault, int msg_id, std::string_view type = {});
   [[nodiscard]] const std::vector<FaultRule>& rules() const { return rules_; }
 
  private:

@@ -40,6 +40,8 @@ const char* fault_name(Fault fault) {
       return "split";
     case Fault::kMute:
       return "mute";
+    case Fault::kRefuse:
+      return "refuse";
   }
   return "";
 }
@@ -102,10 +104,13 @@ void Service::received(uint64_t at_us, const JsonCutter::Piece& piece) {
   const int msg_id = static_cast<int>(wide);
   if (const auto rule = faults_.take(Fault::kAnswer, msg_id)) {
     answer(msg_id, rule->text);
-  } else if (const auto forced = faults_.take(Fault::kRval, msg_id)) {
-    Json more = Json::object();
-    if (const std::string type = text_member(request, "type"); !type.empty()) more["type"] = type;
-    reply(msg_id, forced->value, more);
+    return;
+  }
+  const std::string type = text_member(request, "type");
+  auto forced = faults_.take(Fault::kRval, msg_id);
+  if (!forced && !type.empty()) forced = faults_.take(Fault::kRefuse, msg_id, type);
+  if (forced) {
+    reply(msg_id, forced->value, type.empty() ? Json::object() : Json{{"type", type}});
   } else {
     camera_.handle(msg_id, request);
   }
@@ -155,6 +160,7 @@ Json Service::state() const {
                      {"msg_id", rule.msg_id ? Json(*rule.msg_id) : Json("all")},
                      {"value", rule.value},
                      {"times", rule.times}});
+    if (!rule.type.empty()) rules.back()["type"] = rule.type;
   }
   state["faults"] = rules;
   return state;

@@ -60,7 +60,7 @@ const Row* find_row(std::string_view type) {
   return found == rows().end() ? nullptr : &*found;
 }
 
-bool takes(const Row& row, std::string_view value) {
+bool row_takes(const Row& row, std::string_view value) {
   if (row.any_text) return !value.empty() && value.size() <= kLongestText;
   if (std::find(row.words.begin(), row.words.end(), value) != row.words.end()) return true;
   const auto number = whole_number(value);
@@ -82,11 +82,15 @@ void Settings::reset() {
 
 bool Settings::known(std::string_view type) { return find_row(type) != nullptr; }
 
+bool Settings::takes(std::string_view type, std::string_view value) {
+  const Row* row = find_row(type);
+  return row != nullptr && row_takes(*row, value);
+}
+
 const std::string& Settings::get(std::string_view type) const { return values_.find(type)->second; }
 
 bool Settings::set(std::string_view type, std::string_view value) {
-  const Row* row = find_row(type);
-  if (row == nullptr || !takes(*row, value)) return false;
+  if (!takes(type, value)) return false;
   if (type == "default_setting") {
     if (value == "on") reset();
     return true;

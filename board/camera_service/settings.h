@@ -16,6 +16,8 @@ class Settings {
   // Every setting back to its default.
   void reset();
   [[nodiscard]] static bool known(std::string_view type);
+  // Whether the type is known and the value one of its values.
+  [[nodiscard]] static bool takes(std::string_view type, std::string_view value);
   // The value of a known type.
   [[nodiscard]] const std::string& get(std::string_view type) const;
   // False, and nothing changes, when the type is unknown or does not take the value. Setting

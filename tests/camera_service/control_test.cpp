@@ -38,6 +38,46 @@ TEST_F(ControlCommands, RvalEchoesTheTypeOfASetting) {
             json({{"rval", -1}, {"msg_id", 2}, {"type", "contrast"}}));
 }
 
+TEST_F(ControlCommands, OneSettingIsRefusedAndTheOthersAreSet) {
+  const json contrast = {{"type", "contrast"}, {"param", "5"}};
+  control("refuse contrast");
+  EXPECT_EQ(program_.state()["faults"][0]["type"], "contrast");
+  EXPECT_EQ(client_.command(2, contrast),
+            json({{"rval", -1}, {"msg_id", 2}, {"type", "contrast"}}));
+  EXPECT_EQ(client_.command(2, {{"type", "sharpness"}, {"param", "5"}})["rval"], 0);
+  EXPECT_EQ(client_.command(1, {{"type", "contrast"}})["param"], "60");
+  control("refuse contrast -9 1");
+  control("refuse sharpness -3");
+  EXPECT_EQ(client_.command(2, contrast)["rval"], -9);
+  EXPECT_EQ(client_.command(2, contrast)["rval"], 0);
+  EXPECT_EQ(client_.command(2, {{"type", "sharpness"}, {"param", "6"}})["rval"], -3);
+  EXPECT_EQ(program_.ctl("refuse weather").status, 1);
+}
+
+TEST_F(ControlCommands, FindingsAboutTheCardAreTold) {
+  const std::pair<const char*, json> findings[] = {
+      {"checking", {{"notify_id", 8}, {"param", "SD_SPEED_CHECKING"}}},
+      {"speed-ok", {{"notify_id", 8}, {"param", "SD_SPEED_OK"}}},
+      {"slow", {{"notify_id", 8}, {"param", "SD_SPEED_LOW"}}},
+      {"error", {{"notify_id", 6}, {"param", "SD_ERROR"}}},
+      {"exfat", {{"notify_id", 9}, {"param", "SD_FORMAT_EXFAT"}}},
+      {"fat32", {{"notify_id", 9}, {"param", "SD_FORMAT_FAT32"}}}};
+  for (const auto& [word, notification] : findings) {
+    control(std::string("card ") + word);
+    EXPECT_EQ(client_.receive(), notification);
+  }
+  EXPECT_EQ(program_.ctl("card wet").status, 1);
+}
+
+TEST_F(ControlCommands, ASlowCardEndsARecording) {
+  ASSERT_EQ(client_.command(772)["rval"], 0);
+  ASSERT_EQ(client_.command(513)["rval"], 0);
+  control("card slow");
+  EXPECT_EQ(client_.receive()["param"], "SD_SPEED_LOW");
+  EXPECT_EQ(client_.receive(), json({{"notify_id", 0}}));
+  EXPECT_EQ(program_.state()["recording"], false);
+}
+
 TEST_F(ControlCommands, AnswerReplacesTheTextOnce) {
   control(R"(answer 4097 {"rval":"zero","msg_id":4097})");
   EXPECT_EQ(client_.command(4097), json({{"rval", "zero"}, {"msg_id", 4097}}));

@@ -40,6 +40,17 @@ TEST(Faults, KindsDoNotMix) {
   EXPECT_FALSE(faults.take(Fault::kMute, 5).has_value());
 }
 
+TEST(Faults, RuleOfATypeIsForThatTypeOnly) {
+  Faults faults;
+  faults.add({Fault::kRefuse, 2, -1, {}, kAlways, "contrast"});
+  faults.add({Fault::kRefuse, 2, -2, {}, kAlways, "sharpness"});
+  EXPECT_EQ(faults.take(Fault::kRefuse, 2, "contrast")->value, -1);
+  EXPECT_EQ(faults.take(Fault::kRefuse, 2, "sharpness")->value, -2);
+  EXPECT_FALSE(faults.take(Fault::kRefuse, 2, "saturation").has_value());
+  EXPECT_FALSE(faults.take(Fault::kRefuse, 1, "contrast").has_value());
+  EXPECT_FALSE(faults.take(Fault::kRefuse, 2).has_value());
+}
+
 TEST(Faults, NewRuleReplacesTheOldOneAndZeroTimesRemovesIt) {
   Faults faults;
   faults.add(rule(5, -1, kAlways));

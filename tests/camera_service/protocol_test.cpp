@@ -45,24 +45,28 @@ TEST_F(Protocol, NewClientReplacesTheOldOne) {
 }
 
 TEST_F(Protocol, EverySettingComesBackAsItWasSet) {
+  // In an order in which they go together.
+  ASSERT_EQ(client_.command(772)["rval"], 0);
+  client_.set_resolution("1920x1080 30P 16:9");
+  EXPECT_EQ(client_.command(1, {{"type", "video_resolution"}})["param"], "1920x1080 30P 16:9");
   const std::pair<const char*, const char*> values[] = {
       {"camera_clock", "2020-01-01 12:00:00"},
-      {"video_resolution", "1920x1080 30P 16:9"},
       {"color_style", "70FILM"},
       {"video_quality", "normal"},
       {"scene_white_balance", "Cloudy"},
       {"fix_iso_value", "400"},
       {"fix_exposure", "5000"},
+      {"low_light_mode", "ON"},
+      {"Max_Agc", "26"},
+      {"low_light_mode", "OFF"},
       {"set_manual_ae_mode", "shutter_priority"},
       {"saturation", "61"},
       {"contrast", "62"},
       {"sharpness", "4"},
       {"shutter_time", "1/12.5"},
       {"piv_format", "RAW"},
-      {"low_light_mode", "ON"},
       {"raw_mode", "ON"},
       {"sec_stream_stamp", "OFF"},
-      {"Max_Agc", "26"},
       {"time_lapse_time", "7"},
   };
   for (const auto& [type, value] : values) {
@@ -79,14 +83,36 @@ TEST_F(Protocol, ValueOutsideTheTableIsRefused) {
   EXPECT_EQ(client_.command(1, {{"type", "no_such_type"}})["rval"], -1);
 }
 
-TEST_F(Protocol, IntervalOfATimeLapseAsksForTheFirstSlice) {
-  EXPECT_EQ(client_.command(2, {{"type", "time_lapse_interval"}, {"param", "5"}})["rval"], 0);
-  EXPECT_EQ(client_.receive(), json({{"notify_id", 11}}));
-  EXPECT_EQ(client_.command(4099)["rval"], 0);
-  EXPECT_EQ(program_.state()["time_lapse"]["paused"], true);
-  EXPECT_EQ(client_.command(4100)["rval"], 0);
-  EXPECT_EQ(client_.receive(), json({{"notify_id", 13}}));
-  EXPECT_EQ(client_.command(4100)["rval"], -6);
+TEST_F(Protocol, WhatDoesNotGoTogetherIsRefusedAndChangesNothing) {
+  EXPECT_EQ(client_.command(2, {{"type", "shutter_time"}, {"param", "1/50"}}),
+            json({{"rval", -6}, {"msg_id", 2}, {"type", "shutter_time"}}));
+  EXPECT_EQ(client_.command(1, {{"type", "shutter_time"}})["param"], "1/30");
+}
+
+TEST_F(Protocol, AResolutionNeedsVideoModeAndNoPreview) {
+  const json k4 = {{"type", "video_resolution"}, {"param", "1920x1080 30P 16:9"}};
+  ASSERT_EQ(client_.command(260)["rval"], 0);
+  EXPECT_EQ(client_.command(2, k4)["rval"], -6) << "photo mode";
+  ASSERT_EQ(client_.command(772)["rval"], 0);
+  ASSERT_EQ(client_.command(259)["rval"], 0);
+  EXPECT_EQ(client_.command(2, k4)["rval"], -6) << "preview";
+  ASSERT_EQ(client_.command(260)["rval"], 0);
+  EXPECT_EQ(client_.command(2, k4)["rval"], 0);
+}
+
+TEST_F(Protocol, SettingsOutliveTheSession) {
+  ASSERT_EQ(client_.command(2, {{"type", "contrast"}, {"param", "77"}})["rval"], 0);
+  JsonClient second(program_);
+  second.begin_session();
+  EXPECT_EQ(second.command(1, {{"type", "contrast"}})["param"], "77");
+}
+
+TEST_F(Protocol, TheDefaultsBringThePreviewBack) {
+  ASSERT_EQ(client_.command(2, {{"type", "contrast"}, {"param", "77"}})["rval"], 0);
+  ASSERT_EQ(client_.command(260)["rval"], 0);
+  EXPECT_EQ(client_.command(2, {{"type", "default_setting"}, {"param", "on"}})["rval"], 0);
+  EXPECT_EQ(program_.state()["preview"], true);
+  EXPECT_EQ(client_.command(1, {{"type", "contrast"}})["param"], "60");
 }
 
 TEST_F(Protocol, PlainCommandsAreDone) {

@@ -147,6 +147,12 @@ json JsonClient::command(int msg_id, const json& members) {
   return receive();
 }
 
+void JsonClient::set_resolution(const std::string& resolution) {
+  EXPECT_EQ(command(260)["rval"], 0);
+  EXPECT_EQ(command(2, {{"type", "video_resolution"}, {"param", resolution}})["rval"], 0);
+  EXPECT_EQ(command(259, {{"param", "none_force"}})["rval"], 0);
+}
+
 void JsonClient::begin_session() { token_ = command(257)["param"].get<int>(); }
 
 }  // namespace camera_service_test

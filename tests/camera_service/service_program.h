@@ -66,6 +66,8 @@ class JsonClient {
   json command(int msg_id, const json& members = json::object());
   // Begins a session; later commands carry its token.
   void begin_session();
+  // In video mode: stops the preview, sets the resolution and starts the preview again.
+  void set_resolution(const std::string& resolution);
   [[nodiscard]] int token() const { return token_; }
 
  private:
