@@ -12,6 +12,7 @@
 #include "flightlink/peer_link.h"
 #include "flightlink/reliable_udp.h"
 #include "media/live_video.h"
+#include "media/transfer.h"
 #include "supervisor/indicator.h"
 #include "supervisor/live_fifo.h"
 #include "supervisor/signal_handlers.h"
@@ -49,6 +50,7 @@ int main() {
   flightlink::peer_link_start();
   media::live_video_init();
   flightlink::reliable_udp_init();
+  media::transfer_start();
   camera::cam_json_init();
   supervisor::read_marker_files();
   supervisor::indicator_start();

@@ -11,7 +11,7 @@
 
 #include "base/text.h"
 #include "flightlink/reliable_udp.h"
-#include "media/media_files.h"
+#include "media/transfer.h"
 
 namespace supervisor {
 namespace {
@@ -61,7 +61,7 @@ void exit_handler(int signal) {
   char text[100];
   write_all(text,
             base::format_text(text, "%s: Got signal %d, program exits!\n", "maintask.c", signal));
-  media::media_detach_lists();
+  media::transfer_stop();
   flightlink::reliable_udp_deinit();
   std::exit(0);
 }
