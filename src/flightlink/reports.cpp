@@ -36,9 +36,9 @@ void fill_command_ack(MavlinkMessage& message, uint16_t command, uint8_t result)
   message.payload[2] = result;
 }
 
-void fill_flight_command(MavlinkMessage& message, int code) {
+void fill_flight_command(MavlinkMessage& message, int code, uint16_t command = 2) {
   base::store_f32le(message.payload, static_cast<float>(code));
-  base::store_u16le(message.payload + 28, 2);
+  base::store_u16le(message.payload + 28, command);
   message.payload[30] = 100;
 }
 
@@ -83,6 +83,13 @@ int report_record_tick(uint32_t seconds) {
   return send_to_application(message, kCommandLong, kCommandLongSize);
 }
 
+int report_remux() {
+  MavlinkMessage message{};
+  base::store_f32le(message.payload, 10);
+  base::store_u16le(message.payload + 28, 2);
+  return send_to_application(message, kCommandLong, kCommandLongSize);
+}
+
 int report_command_ack(uint16_t command, uint8_t result) {
   MavlinkMessage message{};
   fill_command_ack(message, command, result);
@@ -98,6 +105,12 @@ int report_command_ack_flight(uint16_t command, uint8_t result) {
 int report_camera(int code) {
   MavlinkMessage message{};
   fill_flight_command(message, code);
+  return send_to_flight_controller(message, kCommandLong, kCommandLongSize);
+}
+
+int report_command_520() {
+  MavlinkMessage message{};
+  fill_flight_command(message, 1, 520);
   return send_to_flight_controller(message, kCommandLong, kCommandLongSize);
 }
 

@@ -31,6 +31,10 @@ int report_status_record(const uint8_t (&record)[kStatusRecordSize]);
 //   0: f32 seconds   28: u16 202   31: u8 3   all others 0
 int report_record_tick(uint32_t seconds);
 
+// Remux progress: message 76, 33 bytes, to the application.
+//   0: f32 10   28: u16 2   all others 0
+int report_remux();
+
 // Command acknowledgement: message 77, 3 bytes, CRC extra 143.   0: u16 command   2: result
 inline constexpr uint16_t kAckPhoto = 2001;
 inline constexpr uint16_t kAckRecordStart = 2500;
@@ -46,7 +50,11 @@ inline constexpr int kCameraReportRecordStarted = 3;
 inline constexpr int kCameraReportRecordStopped = 4;
 int report_camera(int code);
 
-// Time-lapse report: the same message with code 11.
+// Command 520 to the flight controller, for integrators; nothing in this system sends it.
+//   0: f32 1   28: u16 520   30: u8 100   all others 0
+int report_command_520();
+
+// Time-lapse report: the same message as the camera report, with code 11.
 //   4: f32 state (0 running, 1 paused, 2 ended)   8: f32 count   12 to 24: four f32 parameters
 struct TimelapseParameters {
   int32_t count;

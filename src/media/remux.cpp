@@ -2,13 +2,11 @@
 
 #include <atomic>
 
-#include "base/bytes.h"
 #include "base/clock.h"
 #include "base/shell.h"
 #include "base/text.h"
 #include "base/thread.h"
-#include "flightlink/link_context.h"
-#include "flightlink/mavlink_frame.h"
+#include "flightlink/reports.h"
 #include "media/remux_stream.h"
 
 namespace media {
@@ -16,26 +14,11 @@ namespace {
 
 constexpr auto kRelaxed = std::memory_order_relaxed;
 constexpr const char kRemoveFile[] = "rm -rf /tmp/SD0/KRVMEDIA/VIDEO/tmpfile";
-constexpr uint8_t kCommandLong = 76;
-constexpr uint8_t kCommandLongSize = 33;
-constexpr float kRemuxProgress = 10;
-constexpr uint16_t kProgressCommand = 2;
 constexpr uint64_t kProgressPauseUs = 200;
 
 // From remux_start until the thread has done its last step; `stop` says less: a job that was
 // stopped still needs the list and the file for a while.
 std::atomic<bool> running;
-
-void send_progress() {
-  flightlink::MavlinkMessage message{};
-  message.msgid = kCommandLong;
-  base::store_f32le(message.payload, kRemuxProgress);
-  base::store_u16le(message.payload + 28, kProgressCommand);
-  flightlink::mavlink_frame_finalize_app(&message, kCommandLongSize,
-                                         flightlink::mavlink_crc_extra(kCommandLong));
-  (void)flightlink::peer_udp_send(&message);
-  base::sleep_us(kProgressPauseUs);
-}
 
 }  // namespace
 
@@ -57,7 +40,10 @@ void remux_stop() {
 }
 
 void remux_on_state(uint32_t state) {
-  if (state == kRemuxStarted || state == kRemuxWaiting) send_progress();
+  if (state == kRemuxStarted || state == kRemuxWaiting) {
+    (void)flightlink::report_remux();
+    base::sleep_us(kProgressPauseUs);
+  }
   if (state == kRemuxFailed) {
     remux_stop();
     base::run_shell(kRemoveFile);
