@@ -1,34 +1,17 @@
 // CPU of maintask idle and at 8 Mbit/s of live video, and its resident memory against an empty
 // program that is linked to the same libraries. Runs in a virtual board.
 //   process_cost [SECONDS]: length of each measurement, 30 if not given
-#include <unistd.h>
-
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <sstream>
 
+#include "process_figures.h"
 #include "support/fixtures.h"
 
 namespace {
 
-// User and system time of the process so far, seconds.
-double cpu_seconds(pid_t pid) {
-  const std::string stat = support::read_file("/proc/" + std::to_string(pid) + "/stat");
-  std::istringstream fields(stat.substr(stat.rfind(')') + 2));
-  std::string skipped;
-  for (int i = 0; i < 11; i++) fields >> skipped;
-  double user = 0;
-  double system = 0;
-  fields >> user >> system;
-  return (user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
-}
-
-long resident_kb(pid_t pid) {
-  const std::string status = support::read_file("/proc/" + std::to_string(pid) + "/status");
-  const size_t at = status.find("VmRSS:");
-  return at == std::string::npos ? 0 : std::strtol(status.c_str() + at + 6, nullptr, 10);
-}
+using bench::cpu_seconds;
+using bench::resident_kb;
 
 double cpu_percent(pid_t pid, int seconds) {
   const double before = cpu_seconds(pid);

@@ -53,6 +53,11 @@ void live_video_sender_start(const char* address) {
   sender.socket.reset(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   const int buffer = kLiveVideoSendBuffer;
   (void)setsockopt(sender.socket.get(), SOL_SOCKET, SO_SNDBUF, &buffer, sizeof(buffer));
+  (void)setsockopt(sender.socket.get(), IPPROTO_IP, IP_TOS, &kLiveVideoService,
+                   sizeof(kLiveVideoService));
+  // The queue of the interface itself has its own idea of what goes first.
+  const int interactive = 6;
+  (void)setsockopt(sender.socket.get(), SOL_SOCKET, SO_PRIORITY, &interactive, sizeof(interactive));
   (void)base::start_worker(LiveVideoSenderThread, nullptr, 1, &sender.thread);
 }
 
