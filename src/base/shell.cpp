@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 #include "base/clock.h"
@@ -53,6 +54,18 @@ int read_shell_line(const char* command, char* line, size_t size) {
   const bool read = std::fgets(line, static_cast<int>(size), pipe) != nullptr;
   pclose(pipe);
   return read ? 1 : 0;
+}
+
+int read_shell_lines(const char* command, const std::function<bool(const char* line)>& take) {
+  std::FILE* pipe = popen(command, "r");
+  if (pipe == nullptr) return -1;
+  char line[50];
+  while (std::fgets(line, sizeof(line), pipe) != nullptr) {
+    line[std::strcspn(line, "\n")] = '\0';
+    if (!take(line)) break;
+  }
+  pclose(pipe);
+  return 0;
 }
 
 }  // namespace base

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 
 namespace base {
 
@@ -19,5 +20,10 @@ void run_shell_quiet(const char* command);
 // included. Returns 1 when something was read, 0 when nothing was, -1 when the pipe could not be
 // opened.
 int read_shell_line(const char* command, char* line, size_t size);
+
+// Runs the command and gives every line of its output to `take`, without its newline, until `take`
+// returns false. A line of more than 49 bytes comes in pieces. Returns 0, or -1 when the pipe could
+// not be opened.
+int read_shell_lines(const char* command, const std::function<bool(const char* line)>& take);
 
 }  // namespace base

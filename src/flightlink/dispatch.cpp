@@ -8,6 +8,8 @@
 #include "flightlink/camera_actions.h"
 #include "flightlink/camera_clock.h"
 #include "flightlink/command_long.h"
+#include "flightlink/firmware.h"
+#include "flightlink/firmware_push.h"
 #include "flightlink/flight_log.h"
 #include "flightlink/link_configuration.h"
 #include "flightlink/link_context.h"
@@ -30,6 +32,7 @@ constexpr uint8_t kAnnouncingStatus = 95;
 
 enum Command : uint16_t {
   kCommandCameraAction = 2,
+  kCommandFirmware = 4,
   kCommandSetting = 180,
   kCommandDigicam = 203,
 };
@@ -45,6 +48,7 @@ int heartbeat(const MavlinkMessage* message) {
     mavlink_context.peer_nibble.store(system_status >> 4, kRelaxed);
     set_link_status(system_status & 15);
   }
+  firmware_push_resume();
   return link_configuration_push();
 }
 
@@ -53,6 +57,8 @@ int command_long(const MavlinkMessage* message) {
   switch (command.command) {
     case kCommandCameraAction:
       return camera_action_command(command);
+    case kCommandFirmware:
+      return firmware_command(command, message->sysid);
     case kCommandSetting:
       return setting_control(command);
     case kCommandDigicam:
@@ -112,8 +118,9 @@ constexpr MessageRow kPeerMessages[] = {
 };
 
 constexpr MessageRow kCommonMessages[] = {
-    {21, parameters_21}, {24, position_24},  {32, altitude_32},       {56, sd_query_56},
-    {67, stream_67},     {76, command_long}, {111, set_camera_clock}, {141, altitude_141},
+    {21, parameters_21},     {24, position_24},       {32, altitude_32},
+    {56, sd_query_56},       {67, stream_67},         {76, command_long},
+    {110, firmware_message}, {111, set_camera_clock}, {141, altitude_141},
 };
 
 template <size_t Rows>

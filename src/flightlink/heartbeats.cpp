@@ -51,9 +51,9 @@ void app_heartbeat_tick(union sigval) {
 void MavlinkTimeoutNormal(union sigval) {
   std::printf("%s(line=%d):normal timer out!\n", "MavlinkTimeoutNormal", 428);
   MavlinkContext& context = mavlink_context;
-  if (context.link_state.load(std::memory_order_relaxed) != 1) return;
+  uint32_t accepted = 1;  // one step: a session that is being confirmed is either cut or confirmed
+  if (!context.link_state.compare_exchange_strong(accepted, 0, std::memory_order_relaxed)) return;
   mavlink_timer_set(&context.normal_timer, 0);
-  context.link_state.store(0, std::memory_order_relaxed);
   context.send_enabled.store(0, std::memory_order_relaxed);
   context.session_flag.store(0, std::memory_order_relaxed);
 }

@@ -25,16 +25,44 @@ void report_send_error(const char* function, int line) {
   std::fprintf(stderr, "%s(line=%d):send error,%s!\n", function, line, std::strerror(errno));
 }
 
+void wait_for_send_lock() {
+  while (sem_wait(&mavlink_context.send_lock) != 0 && errno == EINTR) {
+  }
+}
+
+// Returns the descriptor for the caller to close, shut down so that its reader wakes; 0 when
+// somebody else has it.
+int take_connection() {
+  MavlinkContext& context = mavlink_context;
+  context.link_state.store(0, kRelaxed);
+  context.send_enabled.store(0, kRelaxed);
+  context.session_flag.store(0, kRelaxed);
+  app_timers_stop();
+  clear_link_status();
+  const int connection = context.KRConnFd.exchange(0, kRelaxed);
+  if (connection != 0) shutdown(connection, SHUT_RDWR);
+  return connection;
+}
+
+// The number must not come to mean another connection while the reader still waits on it.
+void close_behind_reader(int connection) {
+  if (connection == 0) return;
+  mavlink_context.reader_lock.lock();
+  mavlink_context.reader_lock.unlock();
+  close(connection);
+}
+
 // The common part of the two senders to the application.
 void send_to_app(const uint8_t* bytes, size_t length, const char* function, int line) {
   MavlinkContext& context = mavlink_context;
   if (context.link_state.load(kRelaxed) == 0 || context.send_enabled.load(kRelaxed) == 0) return;
   if (sem_wait(&context.send_lock) != 0) return;
-  if (context.send_enabled.load(kRelaxed) == 1) {
-    const ssize_t sent = send(context.KRConnFd.load(kRelaxed), bytes, length, 0);
+  const int connection = context.KRConnFd.load(kRelaxed);
+  if (context.send_enabled.load(kRelaxed) == 1 && connection != 0) {
+    const ssize_t sent = send(connection, bytes, length, 0);
     if (sent < 1) {
       const int error = errno;
-      app_session_end();
+      close_behind_reader(take_connection());
       errno = error;
       report_send_error(function, line);
     }
@@ -83,17 +111,12 @@ void app_timers_stop() {
 }
 
 void app_session_end() {
-  MavlinkContext& context = mavlink_context;
-  context.link_state.store(0, kRelaxed);
-  context.send_enabled.store(0, kRelaxed);
-  context.session_flag.store(0, kRelaxed);
-  app_timers_stop();
-  clear_link_status();
-  // Whoever gets the descriptor closes it; nobody closes it twice.
-  const int connection = context.KRConnFd.exchange(0, kRelaxed);
-  if (connection == 0) return;
-  shutdown(connection, SHUT_RDWR);
-  close(connection);
+  const int connection = take_connection();
+  // Also when somebody else closes it: a sender that fails on the old session must not meet the
+  // next.
+  wait_for_send_lock();
+  sem_post(&mavlink_context.send_lock);
+  close_behind_reader(connection);
 }
 
 int peer_udp_send(const MavlinkMessage* message) {

@@ -37,8 +37,9 @@ struct MavlinkContext {
   std::atomic<uint32_t> last_clock;  // seconds, last time set by the application
   std::atomic<uint8_t> app_is_high_address;
   std::atomic<uint8_t> binding_disabled;
-  sem_t send_lock;       // one sender on KRConnFd at a time
-  std::mutex peer_lock;  // a leaf: one send, or the close of the peer socket
+  sem_t send_lock;         // one sender on KRConnFd at a time
+  std::mutex reader_lock;  // held by the reader of KRConnFd while it waits and receives
+  std::mutex peer_lock;    // a leaf: one send, or the close of the peer socket
 };
 
 // The one instance.
@@ -58,8 +59,9 @@ void mavlink_send(const MavlinkMessage* message);
 void mavlink_send_buff(const uint8_t* bytes, size_t length);
 
 // Ends the TCP session: link state, send enabled and session flag 0, its three timers disarmed, the
-// link status word cleared, KRConnFd shut down and closed. Any thread; the first caller does the
-// work.
+// link status word cleared, KRConnFd exchanged with 0. Whoever gets the descriptor shuts it down,
+// waits until the reader and a sender have left it, and closes it. Any thread that holds neither of
+// their locks.
 void app_session_end();
 // Disarms the session's three timers and prints "stop heart beat timer ok!".
 void app_timers_stop();

@@ -7,12 +7,12 @@
 
 namespace media {
 
-size_t media_write_paced(const void* buffer, size_t size, std::FILE* file) {
+size_t media_write_paced(const void* buffer, size_t size, std::FILE* file, size_t blocks_per_call) {
   if (buffer == nullptr || file == nullptr) return 0;
   const auto* bytes = static_cast<const uint8_t*>(buffer);
   size_t written = 0;
   while (size - written >= kPacedBlock) {
-    const size_t blocks = std::min((size - written) / kPacedBlock, kPacedBlocks);
+    const size_t blocks = std::min((size - written) / kPacedBlock, blocks_per_call);
     const size_t done = std::fwrite(bytes + written, kPacedBlock, blocks, file);
     // What could not be flushed has not been written.
     if (done == 0 || std::fflush(file) != 0) return written;

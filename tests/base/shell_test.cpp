@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "base/clock.h"
 
@@ -43,6 +44,32 @@ TEST(ReadShellLine, ASilentCommandReadsNothing) {
   char line[5] = {};
   EXPECT_EQ(base::read_shell_line("true", line, sizeof(line)), 0);
   EXPECT_STREQ(line, "");
+}
+
+TEST(ReadShellLines, GivesEveryLineWithoutItsNewline) {
+  std::vector<std::string> lines;
+  const auto take = [&](const char* line) {
+    lines.emplace_back(line);
+    return true;
+  };
+  EXPECT_EQ(base::read_shell_lines("printf 'one\\n\\nthree'", take), 0);
+  EXPECT_EQ(lines, (std::vector<std::string>{"one", "", "three"}));
+}
+
+TEST(ReadShellLines, ALongLineComesInPieces) {
+  std::vector<size_t> lengths;
+  const auto take = [&](const char* line) {
+    lengths.push_back(std::string(line).size());
+    return true;
+  };
+  EXPECT_EQ(base::read_shell_lines("printf '%060d\\n' 1", take), 0);
+  EXPECT_EQ(lengths, (std::vector<size_t>{49, 11}));
+}
+
+TEST(ReadShellLines, EndsWhenTheCallerHasEnough) {
+  int taken = 0;
+  EXPECT_EQ(base::read_shell_lines("yes", [&](const char*) { return ++taken < 3; }), 0);
+  EXPECT_EQ(taken, 3);
 }
 
 }  // namespace

@@ -23,6 +23,7 @@ struct State {
   bool timer_fails = false;
   bool thread_fails = false;
   bool clock_fails = false;
+  bool pipe_fails = false;
   uint64_t now_us = 1000000000;
   int alarm_signal = 0;      // of the one signal timer
   uint64_t alarm_at_us = 0;  // 0: disarmed
@@ -102,6 +103,11 @@ void fail_next_thread() {
 void fail_next_clock() {
   const std::lock_guard lock(mutex);
   state.clock_fails = true;
+}
+
+void fail_next_pipe() {
+  const std::lock_guard lock(mutex);
+  state.pipe_fails = true;
 }
 
 void on_sleep(std::function<void(uint64_t)> hook) {
@@ -224,11 +230,28 @@ void run_shell_quiet(const char* command) {
 int read_shell_line(const char* command, char* line, size_t size) {
   fake_base::record_command("read", command);
   const std::lock_guard lock(fake_base::mutex);
+  if (std::exchange(state.pipe_fails, false)) return -1;
   if (state.shell_lines.empty() || size == 0) return 0;
   std::strncpy(line, state.shell_lines.front().c_str(), size - 1);
   line[size - 1] = '\0';
   state.shell_lines.pop_front();
   return 1;
+}
+
+int read_shell_lines(const char* command, const std::function<bool(const char* line)>& take) {
+  fake_base::record_command("read", command);
+  std::deque<std::string> lines;
+  {
+    const std::lock_guard lock(fake_base::mutex);
+    if (std::exchange(state.pipe_fails, false)) return -1;
+    lines.swap(state.shell_lines);
+  }
+  while (!lines.empty()) {
+    const std::string line = lines.front();
+    lines.pop_front();
+    if (!take(line.c_str())) break;
+  }
+  return 0;
 }
 
 }  // namespace base

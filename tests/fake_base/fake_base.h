@@ -42,8 +42,11 @@ std::vector<Timer> timers();
 
 // A signal timer that is armed once raises its signal in the sleep that passes its time.
 
-// What the next read_shell_line calls give, oldest first; afterwards they read nothing.
+// What the next read_shell_line calls give, oldest first; afterwards they read nothing. One
+// read_shell_lines takes as many of them as it asks for.
 void push_shell_line(const std::string& line);
+// The next read_shell_line or read_shell_lines cannot open its pipe.
+void fail_next_pipe();
 // The next create_timer or start_* call fails.
 void fail_next_timer();
 void fail_next_thread();

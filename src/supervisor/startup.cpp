@@ -1,0 +1,64 @@
+#include "supervisor/startup.h"
+
+#include <fcntl.h>
+#include <pthread.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+#include "camera/cam_client.h"
+#include "config/korvanprofile.h"
+#include "flightlink/firmware_board.h"
+#include "flightlink/peer_link.h"
+#include "flightlink/reliable_udp.h"
+#include "media/live_video.h"
+#include "media/transfer.h"
+#include "supervisor/indicator.h"
+#include "supervisor/live_fifo.h"
+#include "supervisor/signal_handlers.h"
+#include "supervisor/switches.h"
+
+namespace supervisor {
+namespace {
+
+// A descriptor of 0 means "not open" in every record: nothing that this process opens may be 0, 1
+// or 2.
+void fill_standard_descriptors() {
+  for (int fd = 0; fd <= 2; fd++) {
+    if (fcntl(fd, F_GETFD) == -1) (void)open("/dev/null", O_RDWR);
+  }
+}
+
+// Inherited by every thread; the acknowledged sender lets it through while it waits.
+void block_alarm() {
+  sigset_t alarm;
+  sigemptyset(&alarm);
+  sigaddset(&alarm, SIGALRM);
+  pthread_sigmask(SIG_BLOCK, &alarm, nullptr);
+}
+
+}  // namespace
+
+void prepare_process() {
+  fill_standard_descriptors();
+  std::setvbuf(stdout, nullptr, _IOLBF, 0);
+  block_alarm();
+}
+
+void start_services() {
+  std::atexit(live_fifo_cleanup);
+  install_crash_handler();
+  install_exit_handler();
+  config::CclInit();
+  flightlink::peer_link_start();
+  media::live_video_init();
+  flightlink::reliable_udp_init();
+  media::transfer_start();
+  camera::cam_json_init();
+  read_marker_files();
+  flightlink::firmware_init();
+  indicator_start();
+}
+
+}  // namespace supervisor
