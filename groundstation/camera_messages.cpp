@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "base/bytes.h"
@@ -17,6 +18,17 @@ constexpr uint8_t kCommandLongLength = 33;
 std::optional<CameraEvent> decode_heartbeat(const MavlinkMessage& message) {
   const uint8_t status = message.payload[7];
   return CameraHeartbeat{(status & 1) != 0, (status & 2) != 0, (status & 4) != 0};
+}
+
+// A text of at most `size` bytes, ended by a zero unless it fills them.
+std::string field_text(const uint8_t* bytes, size_t size) {
+  return {bytes, std::find(bytes, bytes + size, uint8_t{0})};
+}
+
+std::optional<CameraEvent> decode_parameter(const MavlinkMessage& message) {
+  const uint8_t* bytes = message.payload;
+  return Parameter{base::load_u16le(bytes + 4), base::load_u16le(bytes + 6),
+                   field_text(bytes + 8, 16), field_text(bytes + 24, 30)};
 }
 
 std::optional<CameraEvent> decode_camera_ack(const MavlinkMessage& message) {
@@ -61,6 +73,7 @@ struct Row {
 
 constexpr Row kRows[] = {
     {0, kSystemPeer, 9, decode_heartbeat},
+    {22, kSystemApplication, 55, decode_parameter},
     {52, kSystemApplication, 7, decode_camera_ack},
     {57, kSystemApplication, 11, decode_sd_report},
     {76, kSystemApplication, kCommandLongLength, decode_application_record},
@@ -115,6 +128,10 @@ struct TextOf {
   std::string operator()(const TimelapseRecord& record) const {
     return fmt::format("time-lapse record: {:.0f} shots", record.shots);
   }
+  std::string operator()(const Parameter& parameter) const {
+    return fmt::format("parameter {} of {}: {} = {}", parameter.index, parameter.count,
+                       parameter.name, parameter.value);
+  }
 };
 
 struct JsonOf {
@@ -153,6 +170,13 @@ struct JsonOf {
   }
   json operator()(const TimelapseRecord& record) const {
     return {{"event", "timelapse_record"}, {"shots", record.shots}, {"counts", record.counts}};
+  }
+  json operator()(const Parameter& parameter) const {
+    return {{"event", "parameter"},
+            {"count", parameter.count},
+            {"index", parameter.index},
+            {"name", parameter.name},
+            {"value", parameter.value}};
   }
 };
 

@@ -2,6 +2,8 @@
 //
 //  id  len  sysid  payload (little-endian)
 //   0    9     37  system_status @7: bit 0 stream on, bit 1 test mode, bit 2 recording
+//  22   55     36  parameter: u16 number of parameters @4, u16 index from 1 @6, name @8 (16 bytes),
+//                  value @24 (30 bytes), both ended by a zero
 //  52    7     36  camera acknowledgement: subject @1, 76 @2, 180 @3, result @4, value @5;
 //                  the short form after a clock setting: 111 @2, result @3
 //  57   11     36  SD report: f32 total MB @0, f32 free MB @4, code @10
@@ -30,6 +32,10 @@ inline constexpr uint8_t kSystemPeer = 37;
 
 inline constexpr uint8_t kResultDone = 0;
 
+// Of camera acknowledgements; those of the settings are in setting_table.h.
+inline constexpr uint8_t kSubjectNone = 0;  // video quality, and the values of a time-lapse
+inline constexpr uint8_t kSubjectFormat = 1;
+inline constexpr uint8_t kSubjectDefaults = 9;
 inline constexpr uint8_t kSubjectMode = 10;
 
 inline constexpr uint16_t kAckPhoto = 2001;
@@ -79,8 +85,16 @@ struct TimelapseRecord {
   uint32_t counts;
 };
 
+// One line of the device profile.
+struct Parameter {
+  uint16_t count;  // how many there are
+  uint16_t index;  // from 1
+  std::string name;
+  std::string value;
+};
+
 using CameraEvent = std::variant<CameraHeartbeat, CameraStatus, CameraAck, SdReport, CommandAck,
-                                 CameraReport, RecordTick, TimelapseRecord>;
+                                 CameraReport, RecordTick, TimelapseRecord, Parameter>;
 
 // Decodes one frame. Nothing for a frame of another sender, an unknown id or a payload that is too
 // short for its id. Any thread may call.

@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <array>
 #include <nlohmann/json.hpp>
 
 #include "base/bytes.h"
@@ -16,22 +15,9 @@ std::string word(const std::array<std::string_view, Count>& words, uint32_t valu
   return fmt::format("unknown ({})", value);
 }
 
-std::string resolution_text(uint32_t value) {
-  static constexpr auto kWords = std::to_array<std::string_view>(
-      {"3840x2160 30P 16:9", "3840x2160 60P 16:9", "2560x1440 30P 16:9", "2560x1440 60P 16:9",
-       "1920x1080 30P 16:9", "1920x1080 60P 16:9", "1280x720 30P 16:9", "1280x720 60P 16:9",
-       "1280x720 120P 16:9", "1280x720 200P 16:9", "1920x1080 120P 16:9"});
-  return word(kWords, value);
-}
+std::string resolution_text(uint32_t value) { return word(kResolutionWords, value); }
 
-std::string shutter_text(uint32_t value) {
-  static constexpr auto kWords = std::to_array<std::string_view>(
-      {"1/8",    "1/10",   "1/12.5", "1/15",   "1/20",   "1/25",   "1/30",   "1/40",
-       "1/50",   "1/60",   "1/80",   "1/100",  "1/120",  "1/160",  "1/200",  "1/240",
-       "1/320",  "1/400",  "1/500",  "1/640",  "1/800",  "1/1000", "1/1250", "1/1600",
-       "1/2000", "1/2500", "1/3200", "1/4000", "1/5000", "1/6400", "1/8000"});
-  return word(kWords, value);
-}
+std::string shutter_text(uint32_t value) { return word(kShutterWords, value); }
 
 std::string color_style_text(uint32_t value) {
   return word(

@@ -19,6 +19,7 @@
 //      28   u16    2
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <nlohmann/json_fwd.hpp>
@@ -34,6 +35,19 @@ inline constexpr size_t kStatusRecordLength = 33;
 inline constexpr uint32_t kModePhoto = 0;
 inline constexpr uint32_t kModeVideo = 1;
 inline constexpr uint32_t kPhotoFormatRaw = 1;
+inline constexpr uint32_t kTimelapseIdle = 0;
+inline constexpr uint32_t kTimelapseRunning = 1;
+
+// The words of the two long tables; a value is the place of its word.
+inline constexpr auto kResolutionWords = std::to_array<std::string_view>(
+    {"3840x2160 30P 16:9", "3840x2160 60P 16:9", "2560x1440 30P 16:9", "2560x1440 60P 16:9",
+     "1920x1080 30P 16:9", "1920x1080 60P 16:9", "1280x720 30P 16:9", "1280x720 60P 16:9",
+     "1280x720 120P 16:9", "1280x720 200P 16:9", "1920x1080 120P 16:9"});
+inline constexpr auto kShutterWords = std::to_array<std::string_view>(
+    {"1/8",    "1/10",   "1/12.5", "1/15",   "1/20",   "1/25",   "1/30",   "1/40",
+     "1/50",   "1/60",   "1/80",   "1/100",  "1/120",  "1/160",  "1/200",  "1/240",
+     "1/320",  "1/400",  "1/500",  "1/640",  "1/800",  "1/1000", "1/1250", "1/1600",
+     "1/2000", "1/2500", "1/3200", "1/4000", "1/5000", "1/6400", "1/8000"});
 
 struct CameraStatus {
   uint32_t mode;

@@ -16,6 +16,12 @@ void add_camera_commands(CLI::App& app, Action* chosen) {
   add_record_commands(app, chosen);
   add_send_commands(app, chosen);
   add_live_command(app, chosen);
+  add_telemetry_command(app, chosen);
+  add_media_commands(app, chosen);
+  add_setting_commands(app, chosen);
+  add_timelapse_command(app, chosen);
+  add_params_command(app, chosen);
+  add_clock_command(app, chosen);
 }
 
 }  // namespace groundstation

@@ -22,6 +22,9 @@ struct Session {
   [[nodiscard]] uint64_t deadline(double default_s) const;
 };
 
+// The heading of the help under which the commands about settings stand.
+inline constexpr const char* kSettingsGroup = "Settings";
+
 using Action = std::function<ExitCode(Session&)>;
 
 // Registers every command that works on an open link; `chosen` outlives the application.
@@ -30,8 +33,15 @@ void add_camera_commands(CLI::App& app, Action* chosen);
 void add_status_command(CLI::App& app, Action* chosen);
 void add_photo_command(CLI::App& app, Action* chosen);
 void add_record_commands(CLI::App& app, Action* chosen);  // record, mode
-void add_send_commands(CLI::App& app, Action* chosen);    // bitrate, position
+void add_send_commands(CLI::App& app, Action* chosen);    // bitrate, link-quality, position
 void add_live_command(CLI::App& app, Action* chosen);
+void add_setting_commands(CLI::App& app, Action* chosen);  // set, get, defaults, format
+void add_timelapse_command(CLI::App& app, Action* chosen);
+void add_params_command(CLI::App& app, Action* chosen);
+void add_clock_command(CLI::App& app, Action* chosen);
+void add_telemetry_command(CLI::App& app, Action* chosen);
+// media; needs the camera's addresses only, not an open link.
+void add_media_commands(CLI::App& app, Action* chosen);
 // The interactive line interface; not part of add_camera_commands, so a shell has no shell.
 void add_shell_command(CLI::App& app, Action* chosen);
 

@@ -26,14 +26,46 @@ ExitCode interrupted_exit(Session& session, std::string_view command) {
 
 Wait exchange(CameraLink& link, const PeerMessage& message, const CameraLink::Match& match,
               uint64_t deadline_us) {
+  return exchange(
+      link, [&] { return message; }, match, deadline_us);
+}
+
+Wait exchange(CameraLink& link, const std::function<PeerMessage()>& make,
+              const CameraLink::Match& match, uint64_t deadline_us) {
   for (int sends = 1;; sends++) {
-    link.send(message);
+    link.send(make());
     const bool last = sends == kMostSends;
     const uint64_t until =
         last ? deadline_us : std::min(deadline_us, base::monotonic_us() + kResendUs);
     const Wait wait = link.wait(until, match);
     if (wait != Wait::kTimeout || last || base::monotonic_us() >= deadline_us) return wait;
   }
+}
+
+Failure confirm(Session& session, std::string_view command, const PeerMessage& message,
+                const Answer& answer, uint64_t deadline_us, std::string_view what) {
+  session.link.drain();
+  std::optional<CameraAck> ack;
+  const auto match = [&](const CameraEvent& event) {
+    const auto* found = std::get_if<CameraAck>(&event);
+    if (found == nullptr || found->clock || found->subject != answer.subject) return false;
+    if (found->result == kResultDone && found->value != answer.value.value_or(found->value)) {
+      return false;
+    }
+    ack = *found;
+    return true;
+  };
+  const Wait wait = exchange(session.link, message, match, deadline_us);
+  if (wait == Wait::kTimeout && answer.shown && answer.shown(session.link.state())) {
+    return std::nullopt;
+  }
+  if (!ack.has_value()) return no_answer(session, command, wait, what);
+  if (ack->result != kResultDone) {
+    return session.out.fail(command, ExitCode::kRefused,
+                            fmt::format("the camera reports a failure (result {})", ack->result),
+                            {{"result", ack->result}});
+  }
+  return std::nullopt;
 }
 
 Failure meet_camera(Session& session, std::string_view command, uint64_t deadline_us) {

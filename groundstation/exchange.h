@@ -3,6 +3,7 @@
 // wrong.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string_view>
 
@@ -20,6 +21,22 @@ using Failure = std::optional<ExitCode>;
 // for messages that do no harm when they arrive twice. Never gives Wait::kExtra.
 Wait exchange(CameraLink& link, const PeerMessage& message, const CameraLink::Match& match,
               uint64_t deadline_us);
+
+// The same with a message that is made anew for every sending.
+Wait exchange(CameraLink& link, const std::function<PeerMessage()>& make,
+              const CameraLink::Match& match, uint64_t deadline_us);
+
+// Sends a message that is answered by a camera acknowledgement and waits for the one with this
+// subject; with `value` only for one with that value, since other settings may cause some as well.
+// When none came in time, `shown` may tell from the camera's state that it was only lost. `what`
+// did not come, as in no_answer.
+struct Answer {
+  uint8_t subject;
+  std::optional<uint8_t> value = std::nullopt;
+  std::function<bool(const CameraState& state)> shown = {};
+};
+Failure confirm(Session& session, std::string_view command, const PeerMessage& message,
+                const Answer& answer, uint64_t deadline_us, std::string_view what);
 
 // Waits until a heartbeat and a status record have arrived.
 Failure meet_camera(Session& session, std::string_view command, uint64_t deadline_us);

@@ -14,8 +14,8 @@ namespace {
 using groundstation::ExitCode;
 
 constexpr const char* kAbout =
-    "Ground station for the camera module: takes photos, records, shows the camera's state\n"
-    "and receives its live video, over the camera's own MAVLink link (UDP).\n";
+    "Ground station for the camera module: takes photos, records, sets and shows every setting\n"
+    "and receives the live video, over the camera's own MAVLink link (UDP).\n";
 
 constexpr const char* kMore = R"(
 Examples:
@@ -23,6 +23,7 @@ Examples:
   groundstation position 47.6205 -122.3493 120.5
   groundstation photo
   groundstation photo --mode PW --sequence 3
+  groundstation set white_balance Cloudy && groundstation get white_balance iso
   groundstation record start && sleep 10 && groundstation record stop
   groundstation live --seconds 10 -o live.h264
   groundstation live -o - | ffplay -f h264 -
@@ -58,7 +59,6 @@ const CLI::Validator kEndpoint(
     "ADDRESS[:PORT]");
 
 void add_options(CLI::App& app, Options* options) {
-  app.footer(kMore);
   app.fallthrough();
   app.require_subcommand(1);
   app.set_help_all_flag("--help-all", "Help of every command");
@@ -79,7 +79,8 @@ void add_options(CLI::App& app, Options* options) {
   app.add_flag("--json", options->json, "Print results as JSON");
 }
 
-ExitCode run(const Options& options, const groundstation::Action& action) {
+// `needs_link`: false for a command that works beside another ground station, which has the link.
+ExitCode run(const Options& options, const groundstation::Action& action, bool needs_link) {
   groundstation::Output out(options.json);
   groundstation::LinkOptions link_options{};
   link_options.camera =
@@ -89,7 +90,7 @@ ExitCode run(const Options& options, const groundstation::Action& action) {
   link_options.link_level = static_cast<uint8_t>(options.link_level);
   groundstation::catch_interrupts();
   groundstation::CameraLink link(link_options);
-  if (const std::string trouble = link.open(); !trouble.empty()) {
+  if (const std::string trouble = needs_link ? link.open() : ""; !trouble.empty()) {
     return out.fail("groundstation", ExitCode::kNoCamera, trouble);
   }
   groundstation::Session session{link, out, options.timeout_s};
@@ -105,10 +106,11 @@ int main(int argc, char** argv) {
   add_options(app, &options);
   groundstation::add_camera_commands(app, &action);
   groundstation::add_shell_command(app, &action);
+  app.footer(kMore);  // last: commands that are registered later would take it over
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : static_cast<int>(ExitCode::kUsage);
   }
-  return static_cast<int>(run(options, action));
+  return static_cast<int>(run(options, action, !app.got_subcommand("media")));
 }

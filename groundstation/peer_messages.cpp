@@ -9,16 +9,25 @@ namespace {
 
 constexpr uint16_t kCommandAction = 2;
 constexpr uint16_t kCommandDigicam = 203;
+constexpr uint16_t kCommandSetting = 180;
 constexpr float kDigicamPhoto = 1;
+constexpr uint8_t kSubTimelapse = 16;
+constexpr uint8_t kSubLinkQuality = 14;
+constexpr uint8_t kTimelapseStop = 2;
+constexpr uint8_t kGimbalData = 105;
+constexpr uint8_t kEmptyFlightData = 90;
 
 using Params = std::array<float, 7>;
 
-PeerMessage command_long(uint16_t command, const Params& params) {
+PeerMessage command_long(uint16_t command, const Params& params, uint8_t component = 0,
+                         uint8_t confirmation = 0) {
   PeerMessage message{76, std::vector<uint8_t>(33)};
   for (size_t i = 0; i < params.size(); i++) {
     base::store_f32le(message.payload.data() + 4 * i, params[i]);
   }
   base::store_u16le(message.payload.data() + 28, command);
+  message.payload[31] = component;
+  message.payload[32] = confirmation;
   return message;
 }
 
@@ -52,6 +61,59 @@ PeerMessage named_photo_message(int mode, int sequence) {
   return command_long(kCommandDigicam, {0, 0, 0, 0, static_cast<float>(mode - 1),
                                         static_cast<float>(sequence), kDigicamPhoto});
 }
+
+PeerMessage setting_message(uint8_t sub, int32_t value) {
+  return command_long(kCommandSetting, {static_cast<float>(value), 0, 0, 0, 0, 0, 0}, sub);
+}
+
+PeerMessage timelapse_start_message(const Timelapse& timelapse) {
+  const auto& v = timelapse.values;
+  return command_long(kCommandSetting,
+                      {static_cast<float>(timelapse.count), v[0],
+                       static_cast<float>(timelapse.interval), 0, v[1], v[2], v[3]},
+                      kSubTimelapse);
+}
+
+PeerMessage timelapse_stop_message() {
+  return command_long(kCommandSetting, {}, kSubTimelapse, kTimelapseStop);
+}
+
+PeerMessage link_quality_message(const LinkQuality& quality) {
+  Params params{static_cast<float>(quality.sent)};
+  for (size_t i = 0; i < quality.losses.size(); i++) {
+    params[i + 1] = static_cast<float>(quality.losses[i]);
+  }
+  params[6] = static_cast<float>(quality.arrived);
+  return command_long(kCommandDigicam, params, kSubLinkQuality);
+}
+
+PeerMessage telemetry_message(const Telemetry& telemetry) {
+  const size_t length = telemetry.msgid == kEmptyFlightData ? 8
+                        : telemetry.msgid == kGimbalData    ? 62
+                                                            : 64;
+  PeerMessage message{telemetry.msgid, std::vector<uint8_t>(length)};
+  uint8_t* bytes = message.payload.data();
+  base::store_u64le(bytes, telemetry.time);
+  if (telemetry.msgid == kEmptyFlightData) return message;
+  for (size_t i = 0; i < telemetry.values.size(); i++) {
+    base::store_f32le(bytes + 8 + 4 * i, telemetry.values[i]);
+  }
+  if (telemetry.msgid == kGimbalData) {
+    base::store_u16le(bytes + 60, static_cast<uint16_t>(telemetry.value));
+  } else {
+    base::store_u32le(bytes + 60, telemetry.value);
+  }
+  return message;
+}
+
+PeerMessage clock_message(uint64_t milliseconds, int32_t hours) {
+  PeerMessage message{111, std::vector<uint8_t>(12)};
+  base::store_u64le(message.payload.data(), milliseconds);
+  base::store_u32le(message.payload.data() + 8, static_cast<uint32_t>(hours));
+  return message;
+}
+
+PeerMessage parameter_query_message() { return {21, {}}; }
 
 PeerMessage sd_query_message() { return {56, std::vector<uint8_t>(1)}; }
 

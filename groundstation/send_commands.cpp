@@ -1,8 +1,10 @@
-// bitrate and position: messages that the camera takes without an answer.
+// bitrate, link-quality and position: messages that the camera takes without an answer.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 #include <memory>
+#include <vector>
 
 #include "base/clock.h"
 #include "groundstation/exchange.h"
@@ -14,6 +16,15 @@ constexpr double kMeetTimeoutS = 5;
 // Nothing acknowledges a position, and the same one again changes nothing.
 constexpr int kPositionSends = 3;
 constexpr uint64_t kPositionPauseUs = 50'000;
+
+// The camera counts good and poor reports, so each one has to arrive by itself.
+constexpr uint64_t kQualityPauseUs = 20'000;
+
+struct QualityRequest {
+  LinkQuality quality;
+  std::vector<int> losses;
+  int times = 1;
+};
 
 struct Position {
   double latitude = 0;
@@ -63,6 +74,60 @@ ExitCode send_position(Session& session, const Position& position) {
       {{"latitude_e7", latitude}, {"longitude_e7", longitude}, {"altitude_tenths", tenths}});
 }
 
+ExitCode send_quality(Session& session, const QualityRequest& request) {
+  if (Failure failure = meet_camera(session, "link-quality", session.deadline(kMeetTimeoutS))) {
+    return *failure;
+  }
+  const PeerMessage message = link_quality_message(request.quality);
+  for (int i = 0; i < request.times; i++) {
+    session.link.send(message);
+    const Wait wait = session.link.wait(base::monotonic_us() + kQualityPauseUs,
+                                        [](const CameraEvent&) { return false; });
+    if (wait == Wait::kInterrupted) return no_answer(session, "link-quality", wait, "");
+  }
+  return session.out.done(
+      "link-quality",
+      fmt::format("{} of {} frames arrived, sent {} times; the camera sends no acknowledgement",
+                  request.quality.arrived, request.quality.sent, request.times),
+      {{"sent", request.quality.sent},
+       {"arrived", request.quality.arrived},
+       {"losses", request.quality.losses},
+       {"times", request.times}});
+}
+
+constexpr const char* kQualityHelp = R"(
+While ARRIVED is SENT, the rate is repeated from the 6th report on, rises by half from the 11th and
+by 0.7 from the 21st. Otherwise it falls by the weighted LOSSES: every 6th report below 11, at once
+from there. A rate chosen with bitrate stands until "bitrate 0" or another camera action. Nothing
+acknowledges the reports.
+)";
+
+void add_quality_command(CLI::App& app, Action* chosen) {
+  constexpr int kMostFrames = 1 << 24;  // what a float carries exactly
+  auto request = std::make_shared<QualityRequest>();
+  CLI::App* command = app.add_subcommand(
+      "link-quality", "Report how much of the live video arrives; the camera sets the rate by it.");
+  command->footer(kQualityHelp);
+  command->add_option("SENT", request->quality.sent, "Frames that the camera sent")
+      ->required()
+      ->check(CLI::Range(-kMostFrames, kMostFrames));
+  command->add_option("ARRIVED", request->quality.arrived, "Frames that arrived")
+      ->required()
+      ->check(CLI::Range(-kMostFrames, kMostFrames));
+  command
+      ->add_option("LOSSES", request->losses,
+                   "Up to five counts; they weigh 0.8, 0.6, 0.3, 0.1 and 0.1")
+      ->expected(1, 5)
+      ->check(CLI::Range(-kMostFrames, kMostFrames));
+  command->add_option("--times", request->times, "Send it so often")
+      ->check(CLI::Range(1, 1000))
+      ->capture_default_str();
+  command->callback([request, chosen] {
+    std::copy(request->losses.begin(), request->losses.end(), request->quality.losses.begin());
+    *chosen = [request = *request](Session& session) { return send_quality(session, request); };
+  });
+}
+
 }  // namespace
 
 void add_send_commands(CLI::App& app, Action* chosen) {
@@ -77,6 +142,8 @@ void add_send_commands(CLI::App& app, Action* chosen) {
   bitrate->callback([signal, chosen] {
     *chosen = [signal = *signal](Session& session) { return send_bitrate(session, signal); };
   });
+
+  add_quality_command(app, chosen);
 
   auto place = std::make_shared<Position>();
   CLI::App* position = app.add_subcommand(

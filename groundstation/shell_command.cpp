@@ -4,10 +4,13 @@
 #include <unistd.h>
 
 #include <array>
+#include <optional>
 #include <string>
 
 #include "groundstation/commands.h"
+#include "groundstation/completion.h"
 #include "groundstation/interrupts.h"
+#include "groundstation/line_editor.h"
 
 namespace groundstation {
 namespace {
@@ -26,22 +29,18 @@ class Shell {
   bool read_input();
   bool run_line(std::string line);
   void run_command(const std::string& line);
-  void prompt() const;
+  bool take_input();
+  ExitCode run_lines();
+  ExitCode run_terminal();
   void show(const CameraEvent& event);
 
   Session& session_;
   bool terminal_;
   bool json_;
-  bool at_prompt_ = false;
+  std::optional<LineEditor> editor_;  // on a terminal
   std::string input_;
   ExitCode result_ = ExitCode::kDone;
 };
-
-void Shell::prompt() const {
-  if (!terminal_) return;
-  fmt::print("camera> ");
-  std::fflush(stdout);
-}
 
 // Heartbeats and status records come all the time and are shown by `status`; of the record ticks
 // every tenth is enough.
@@ -50,9 +49,9 @@ void Shell::show(const CameraEvent& event) {
   if (std::holds_alternative<CameraStatus>(event)) return;
   const auto* tick = std::get_if<RecordTick>(&event);
   if (tick != nullptr && tick->seconds % kTickShownEvery != 0) return;
-  if (at_prompt_ && terminal_) fmt::print("\r\x1b[K");
+  if (editor_.has_value()) editor_->hide();
   session_.out.event("* " + event_text(event), event_json(event));
-  if (at_prompt_) prompt();
+  if (editor_.has_value()) editor_->show();
 }
 
 // Takes what standard input has. False at its end.
@@ -102,33 +101,51 @@ bool Shell::run_line(std::string line) {
   return !terminating();
 }
 
-ExitCode Shell::run() {
-  session_.link.observe([this](const CameraEvent& event) { show(event); });
-  if (terminal_) session_.out.note("help lists the commands, quit ends.");
+// Waits for standard input. False when a signal came instead.
+bool Shell::take_input() {
+  return session_.link.wait(
+             UINT64_MAX, [](const CameraEvent&) { return false; }, STDIN_FILENO) == Wait::kExtra;
+}
+
+ExitCode Shell::run_lines() {
   bool open = true;
   bool go_on = true;
-  prompt();
   while (go_on) {
     const size_t end = input_.find('\n');
     if (end != std::string::npos || (!open && !input_.empty())) {
       const std::string line = input_.substr(0, end);
       input_.erase(0, end == std::string::npos ? end : end + 1);
       go_on = run_line(line);
-      if (go_on) prompt();
       continue;
     }
     if (!open) break;
     if (input_.size() > kMaxLine) input_.clear();
-    at_prompt_ = true;
-    const Wait wait = session_.link.wait(
-        UINT64_MAX, [](const CameraEvent&) { return false; }, STDIN_FILENO);
-    at_prompt_ = false;
-    if (wait == Wait::kInterrupted) break;
+    if (!take_input()) break;
     open = read_input();
   }
+  return result_;
+}
+
+// The editor has the terminal only while it waits for a line, so that a command prints as usual.
+ExitCode Shell::run_terminal() {
+  session_.out.note("help lists the commands, quit ends; the Tab key completes.");
+  bool go_on = true;
+  while (go_on) {
+    editor_.emplace("camera> ", completions);
+    while (!editor_->ended() && take_input()) editor_->read();
+    const std::optional<std::string> line = editor_->line();
+    editor_.reset();
+    go_on = line.has_value() && run_line(*line);
+  }
+  session_.out.note("");
+  return ExitCode::kDone;
+}
+
+ExitCode Shell::run() {
+  session_.link.observe([this](const CameraEvent& event) { show(event); });
+  const ExitCode code = terminal_ ? run_terminal() : run_lines();
   session_.link.observe({});
-  if (terminal_) session_.out.note("");
-  return terminal_ ? ExitCode::kDone : result_;
+  return code;
 }
 
 }  // namespace

@@ -78,6 +78,28 @@ TEST(CameraMessages, SdReport) {
   EXPECT_EQ(report.code, 7);
 }
 
+TEST(CameraMessages, ParameterFieldsNeedNoTerminatingZero) {
+  MavlinkMessage frame = message(22, 36, {0, 0, 0, 0, 2, 1, 1, 0});
+  frame.len = 55;
+  std::fill_n(frame.payload + 8, 16, uint8_t{'n'});
+  std::fill_n(frame.payload + 24, 30, uint8_t{'v'});
+  const auto full = decode_camera_message(frame);
+  ASSERT_TRUE(full.has_value());
+  const auto& parameter = std::get<groundstation::Parameter>(*full);
+  EXPECT_EQ(parameter.count, 258);
+  EXPECT_EQ(parameter.index, 1);
+  EXPECT_EQ(parameter.name, std::string(16, 'n'));
+  EXPECT_EQ(parameter.value, std::string(30, 'v'));
+  frame.payload[8] = 0;
+  frame.payload[25] = 0;
+  const auto cut = decode_camera_message(frame);
+  EXPECT_EQ(std::get<groundstation::Parameter>(cut.value()).name, "");
+  EXPECT_EQ(std::get<groundstation::Parameter>(cut.value()).value, "v");
+  EXPECT_EQ(groundstation::event_json(*cut)["count"], 258);
+  frame.len = 54;
+  EXPECT_FALSE(decode_camera_message(frame).has_value());
+}
+
 TEST(CameraMessages, CommandAcknowledgementComesFromEitherSystem) {
   const auto photo = decode_camera_message(message(77, 36, {0xD1, 0x07, 0}));
   EXPECT_EQ(std::get<CommandAck>(photo.value()).command, 2001);

@@ -30,6 +30,27 @@ base::Descriptor bind_any(uint16_t* port) {
   return fd;
 }
 
+// Where the status record shows a setting; 0 bits: nowhere.
+struct SettingRow {
+  uint8_t sub, subject, offset, shift, bits;
+};
+constexpr SettingRow kSettingRows[] = {
+    {1, 1, 0, 0, 0},     {2, 2, 0, 0, 4},     {3, 3, 0, 4, 4},     {4, 0, 0, 0, 0},
+    {5, 5, 0, 8, 4},     {6, 6, 4, 0, 16},    {7, 7, 4, 16, 16},   {8, 8, 0, 12, 4},
+    {9, 9, 0, 0, 0},     {11, 11, 16, 0, 8},  {12, 12, 16, 8, 8},  {13, 13, 16, 16, 8},
+    {15, 15, 16, 29, 1}, {17, 17, 16, 24, 5}, {18, 18, 16, 30, 1}, {19, 19, 20, 0, 6},
+    {20, 20, 20, 7, 1},  {21, 21, 20, 8, 1},
+};
+
+Payload fresh_status() {
+  Payload payload(33);
+  payload[0] = 0x04;  // 1920x1080 30P
+  base::store_f32le(payload.data() + 8, 1000.0F);
+  base::store_f32le(payload.data() + 12, 500.0F);
+  payload[28] = 2;
+  return payload;
+}
+
 }  // namespace
 
 uint16_t free_port() {
@@ -38,7 +59,8 @@ uint16_t free_port() {
   return port;
 }
 
-FakeCamera::FakeCamera(const CameraScript& script) : script_(script), socket_(bind_any(&port_)) {
+FakeCamera::FakeCamera(const CameraScript& script)
+    : script_(script), socket_(bind_any(&port_)), status_(fresh_status()) {
   if (base::start_thread(run, this, &thread_) != 0) std::abort();
 }
 
@@ -103,6 +125,8 @@ void FakeCamera::handle(const MavlinkMessage& message) {
   if (message.msgid == 0) link_status_ = message.payload[7] & 15;
   if (message.msgid == 67) stream_on_ = message.payload[3] != 0;
   if (message.msgid == 76) command(message);
+  if (message.msgid == 21) list_parameters();
+  if (message.msgid == 111) send(52, 36, {0, 0, 111, script_.result, 0, 0, 0});
   if (message.msgid == 56 && script_.ready) {
     Payload payload(11);
     base::store_f32le(payload.data(), 1000.0F);
@@ -119,6 +143,10 @@ void FakeCamera::command(const MavlinkMessage& message) {
   if (!script_.ready) return;
   const uint16_t command = base::load_u16le(message.payload + 28);
   if (command == 203 && base::load_f32le(message.payload + 24) == 1.0F) photo();
+  if (command == 180 && message.payload[31] == 16) timelapse(message.payload[32]);
+  if (command == 180) {
+    setting(message.payload[31], base::saturate<uint32_t>(base::load_f32le(message.payload)));
+  }
   if (command == 2) action(base::saturate<int>(base::load_f32le(message.payload)));
 }
 
@@ -128,6 +156,50 @@ void FakeCamera::action(int action) {
   if (action == 2) switch_mode(1);
   if (action == 3 && script_.mode == 1 && !script_.recording) record(true);
   if (action == 4 && script_.recording) record(false);
+}
+
+void FakeCamera::setting(uint8_t sub, uint32_t value) {
+  if (sub == script_.refused_setting) return;
+  for (const SettingRow& row : kSettingRows) {
+    if (row.sub != sub) continue;
+    const uint32_t mask = (1U << row.bits) - 1;
+    uint8_t* word = status_.data() + row.offset;
+    if (script_.result == 0) {
+      base::store_u32le(
+          word, (base::load_u32le(word) & ~(mask << row.shift)) | ((value & mask) << row.shift));
+    }
+    const uint32_t shown = (row.subject == 0 ? 0 : value) + (script_.other_value ? 1 : 0);
+    const bool lost = script_.lose_acks > 0;
+    if (lost) script_.lose_acks--;
+    send(52, 36, {0, row.subject, 76, 180, script_.result, static_cast<uint8_t>(shown), 0}, lost);
+  }
+}
+
+void FakeCamera::timelapse(uint8_t confirmation) {
+  const bool start = confirmation == 0;
+  status_[3] = start ? 1 : 0;
+  if (start) acknowledge(2500);
+  Payload payload(33);
+  base::store_f32le(payload.data(), 11.0F);
+  base::store_f32le(payload.data() + 4, start ? 0.0F : 2.0F);
+  payload[28] = 2;
+  payload[30] = 100;
+  send(76, 35, payload);
+}
+
+void FakeCamera::list_parameters() {
+  uint16_t index = 0;
+  for (const auto& [name, value] : script_.parameters) {
+    Payload payload(55);
+    base::store_u16le(payload.data() + 4, static_cast<uint16_t>(script_.parameters.size()));
+    base::store_u16le(payload.data() + 6, ++index);
+    std::copy(name.begin(), name.end(), payload.begin() + 8);
+    std::copy(value.begin(), value.end(), payload.begin() + 24);
+    payload[54] = 11;
+    const bool lost = script_.lose_parameters > 0;
+    if (lost) script_.lose_parameters--;
+    send(22, 36, payload, lost);
+  }
 }
 
 void FakeCamera::photo() {
@@ -178,13 +250,9 @@ void FakeCamera::send_regular() {
     send(0, 37, {0, 0, 0, 0, 0, 0, 0, bits, 3});
   }
   if (script_.status) {
-    Payload payload(33);
-    payload[0] = 0x04;  // 1920x1080 30P
-    payload[2] = script_.mode;
-    base::store_f32le(payload.data() + 8, 1000.0F);
-    base::store_f32le(payload.data() + 12, 500.0F);
-    payload[19] = script_.raw ? 0x20 : 0x00;
-    payload[28] = 2;
+    Payload payload = status_;
+    payload[2] = static_cast<uint8_t>(payload[2] | script_.mode);
+    if (script_.raw) payload[19] |= 0x20;
     send(76, 36, payload);
   }
 }

@@ -8,6 +8,8 @@
 #include <atomic>
 #include <cstdint>
 #include <mutex>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "base/descriptor.h"
@@ -27,6 +29,10 @@ struct CameraScript {
   bool recording = false;
   uint8_t mode = 0;  // 0 photo, 1 video
   bool raw = false;
+  int refused_setting = -1;  // the sub of a setting that is refused without a word
+  bool other_value = false;  // acknowledgements of settings carry another value
+  std::vector<std::pair<std::string, std::string>> parameters = {};
+  int lose_parameters = 0;  // so many parameters are lost on the way
   uint16_t live_port = 0;
   std::vector<std::vector<uint8_t>> live = {};  // datagrams, one every 5 ms, again and again
 };
@@ -53,6 +59,9 @@ class FakeCamera {
   void handle(const flightlink::MavlinkMessage& message);
   void command(const flightlink::MavlinkMessage& message);
   void action(int action);
+  void setting(uint8_t sub, uint32_t value);
+  void timelapse(uint8_t confirmation);
+  void list_parameters();
   void photo();
   void switch_mode(uint8_t mode);
   void record(bool on);
@@ -68,6 +77,7 @@ class FakeCamera {
   sockaddr_in peer_{};
   bool has_peer_ = false;
   uint8_t sequences_[256] = {};
+  std::vector<uint8_t> status_;
   uint64_t next_regular_us_ = 0;
   uint64_t next_live_us_ = 0;
   size_t next_piece_ = 0;

@@ -18,8 +18,10 @@ float parameter(const flightlink::MavlinkMessage& message, int number) {
 TEST(Program, HelpNamesEveryCommandAndTheExitCodes) {
   const ProgramResult result = run_program("--help");
   EXPECT_EQ(result.exit_code, 0);
-  for (const char* word : {"status", "photo", "record", "mode", "bitrate", "position", "live",
-                           "shell", "GROUNDSTATION_CAMERA", "Exit status"}) {
+  for (const char* word :
+       {"status", "photo", "record", "mode", "bitrate", "position", "live", "shell", "set", "get",
+        "timelapse", "format", "defaults", "params", "clock", "telemetry", "link-quality",
+        "GROUNDSTATION_CAMERA", "Exit status"}) {
     EXPECT_THAT(result.out, HasSubstr(word));
   }
   EXPECT_EQ(run_program("photo --help").exit_code, 0);

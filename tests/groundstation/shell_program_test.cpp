@@ -48,5 +48,28 @@ TEST(ShellProgram, ReportsThatNobodyWaitsForAreShown) {
   EXPECT_THAT(result.out, HasSubstr(R"({"code":3,"event":"camera_report")"));
 }
 
+// The same on a terminal of its own, which "script" provides.
+ProgramResult run_on_terminal(FakeCamera& camera, const std::string& keys) {
+  return run_with_camera(camera.port(), "shell' /dev/null", keys, "TERM=dumb script -qefc '");
+}
+
+TEST(ShellProgram, TabCompletesOnATerminal) {
+  FakeCamera camera({.parameters = {{"ModelName", "FALK2"}}});
+  const ProgramResult result =
+      run_on_terminal(camera, "para\t\nset white_b\tClo\t\nget scene\t\nquit\n");
+  EXPECT_EQ(result.exit_code, 0) << result.out;
+  EXPECT_THAT(result.out, HasSubstr("the Tab key completes"));
+  EXPECT_THAT(result.out, HasSubstr("ModelName        FALK2"));
+  EXPECT_THAT(result.out, HasSubstr("scene_white_balance is Cloudy"));
+  EXPECT_THAT(result.out, HasSubstr("scene_white_balance Cloudy"));
+}
+
+TEST(ShellProgram, EndOfInputEndsItOnATerminal) {
+  FakeCamera camera({});
+  const ProgramResult result = run_on_terminal(camera, "nonsense\n");
+  EXPECT_EQ(result.exit_code, 0) << result.out;
+  EXPECT_THAT(result.out, HasSubstr("camera> "));
+}
+
 }  // namespace
 }  // namespace groundstation_test

@@ -1,0 +1,86 @@
+// The media channel of a small camera on 127.0.0.1: one transfer at a time, with losses both ways.
+#pragma once
+
+#include <netinet/in.h>
+#include <pthread.h>
+
+#include <atomic>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <random>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "base/descriptor.h"
+#include "flightlink/mavlink_frame.h"
+
+namespace groundstation_test {
+
+struct MediaScript {
+  std::map<std::string, std::string> photos = {};
+  std::map<std::string, std::string> videos = {};
+  std::set<std::string> bad_thumbnails = {};  // of these files none can be made
+  double loss = 0;                            // of the datagrams, both ways
+  uint32_t seed = 1;
+  bool silent = false;
+  bool keeps_files = false;            // deletes nothing, without a word
+  std::vector<std::string> play = {};  // payloads of a playback
+  uint64_t play_pause_us = 0;          // between them
+  std::string seconds = "2";           // duration of every video
+};
+
+class FakeMediaCamera {
+ public:
+  explicit FakeMediaCamera(const MediaScript& script);
+  FakeMediaCamera(const FakeMediaCamera&) = delete;
+  FakeMediaCamera& operator=(const FakeMediaCamera&) = delete;
+  ~FakeMediaCamera();
+
+  [[nodiscard]] uint16_t port() const { return port_; }
+  // Operations and arguments of the requests for a file, in the order of arrival.
+  [[nodiscard]] std::vector<std::pair<int, std::string>> requests();
+  [[nodiscard]] int count(int operation);
+
+ private:
+  struct Item {
+    flightlink::MavlinkMessage message;
+    bool transfer;  // the request has been handled and now runs
+  };
+
+  static void* run(void* self);
+  void receive(int wait_ms);
+  void take(const flightlink::MavlinkMessage& message);
+  void handle(const Item& item);
+  void handle_request(const Item& item, std::map<std::string, std::string>* files,
+                      const std::string& name);
+  void list(bool photos);
+  void make_thumbnail(const std::string& name);
+  void send_file(int kind, const std::string& name, const std::string& bytes, size_t offset);
+  void play(const std::string& name, int ms);
+  [[nodiscard]] bool lost();
+  void send(uint8_t channel, const std::string& bytes);
+  void send_frame(uint8_t channel, uint8_t msgid, const std::string& payload);
+  void notice(const std::string& text, uint8_t channel = 0);
+
+  MediaScript script_;
+  uint16_t port_ = 0;  // before socket_, whose making sets it
+  base::Descriptor socket_;
+  sockaddr_in peer_{};
+  uint8_t sequence_ = 250;
+  std::mt19937 random_;
+  std::deque<Item> queue_;
+  std::map<std::string, std::string> thumbnails_;
+  bool cancel_ = false;
+  bool paused_ = false;
+  int seek_ms_ = -1;
+  std::atomic<bool> stop_ = false;
+  std::mutex mutex_;
+  std::vector<std::pair<int, std::string>> requests_;
+  pthread_t thread_{};
+};
+
+}  // namespace groundstation_test
