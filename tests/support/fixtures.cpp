@@ -42,8 +42,9 @@ Environment sanitizer_options() {
           {"TSAN_OPTIONS", "handle_segv=0:exitcode=66"}};
 }
 
-RunningMaintask::RunningMaintask(const std::string& fifo_script, const Environment& extra)
-    : process_(with_program("maintask", {}), maintask_environment(fifo_script, extra)) {}
+RunningMaintask::RunningMaintask(const std::string& fifo_script, const Environment& extra,
+                                 const char* program)
+    : process_(with_program(program, {}), maintask_environment(fifo_script, extra)) {}
 
 RunningMaintask::~RunningMaintask() {
   if (runs()) {

@@ -26,8 +26,10 @@ class RunningMaintask {
   static constexpr const char* kFifoControl = "/tmp/fifo.ctl";
   static constexpr const char* kFifoLog = "/tmp/fifo.log";
 
-  // `fifo_script`: lines for the FIFO library, run from its start on.
-  explicit RunningMaintask(const std::string& fifo_script = "", const Environment& extra = {});
+  // `fifo_script`: lines for the FIFO library, run from its start on. `program` is another program
+  // with the same services.
+  explicit RunningMaintask(const std::string& fifo_script = "", const Environment& extra = {},
+                           const char* program = "maintask");
   ~RunningMaintask();
   RunningMaintask(const RunningMaintask&) = delete;
   RunningMaintask& operator=(const RunningMaintask&) = delete;

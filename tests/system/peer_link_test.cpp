@@ -33,8 +33,8 @@ TEST(Heartbeat, LeavesOnceASecondWithConsecutiveNumbers) {
   for (size_t i = 0; i < beats.size(); i++) {
     EXPECT_EQ(beats[i].system, 37);
     EXPECT_EQ(beats[i].component, 0);
-    // custom_mode, type, autopilot, base_mode, system_status 0; version 3.
-    EXPECT_EQ(hex(beats[i].payload), "00 00 00 00 00 00 00 00 03");
+    // custom_mode, type, autopilot, base_mode 0; live video is enabled; version 3.
+    EXPECT_EQ(hex(beats[i].payload), "00 00 00 00 00 00 00 01 03");
     if (i == 0) continue;
     EXPECT_EQ(beats[i].sequence, beats[i - 1].sequence + 1);
     const auto gap = beats[i].arrived - beats[i - 1].arrived;

@@ -1,0 +1,306 @@
+// The media channel of the real program, UDP 8857, through its datagrams and the files on the card.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+
+#include "photo_files.h"
+#include "support/fixtures.h"
+
+namespace {
+
+using namespace support;  // NOLINT
+namespace fs = std::filesystem;
+
+constexpr uint16_t kChannelPort = 8857;
+constexpr uint8_t kPhoto = 1;
+constexpr uint8_t kThumbnail = 2;
+constexpr uint8_t kVideo = 3;
+enum Operation : uint8_t { kSize, kDownload, kDelete, kNone, kCancel, kPlay, kResume, kPause };
+
+const std::string kMedia = "/tmp/SD0/KRVMEDIA/";
+
+Bytes read_all(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+Frame file_request(uint8_t kind, uint8_t operation, const std::string& name,
+                   const std::string& argument = "") {
+  Bytes payload(243);
+  payload[1] = kind;
+  std::memcpy(payload.data() + 2, name.data(), std::min<size_t>(name.size(), 119));
+  payload[122] = operation;
+  std::memcpy(payload.data() + 123, argument.data(), std::min<size_t>(argument.size(), 119));
+  return message(142, payload);
+}
+
+// The application's end of the channel.
+class Application {
+ public:
+  void send(const Frame& frame) { EXPECT_TRUE(socket_.send(encode(frame), kChannelPort)); }
+  void ask(uint8_t kind, uint8_t operation, const std::string& name,
+           const std::string& argument = "") {
+    send(file_request(kind, operation, name, argument));
+  }
+  void list(bool photos) {
+    Frame frame = message(21, Bytes(2));
+    frame.component = photos ? 195 : 0;
+    send(frame);
+  }
+  // Everything before this moment is old.
+  void mark() { mark_ = socket_.count(); }
+
+  // A notification that begins so; empty when none comes.
+  std::string wait_for(const std::string& text, milliseconds limit = seconds(10)) {
+    const auto found = socket_.wait_for(
+        [&](const Datagram& datagram) { return notice(datagram).starts_with(text); }, limit, mark_);
+    return found ? notice(*found) : "";
+  }
+  // Names of the list records since the mark, in order.
+  [[nodiscard]] std::vector<std::string> listed() const {
+    std::vector<std::string> names;
+    for (const Datagram& datagram : since_mark()) {
+      const auto frame = inner(datagram);
+      if (frame && frame->id == 22) names.push_back(text_at(*frame, 24, 30));
+    }
+    return names;
+  }
+  // All data of a channel since the mark.
+  [[nodiscard]] Bytes data(uint8_t channel) const {
+    Bytes bytes;
+    for (const Datagram& datagram : since_mark()) {
+      if (datagram.bytes[0] != channel) continue;
+      bytes.insert(bytes.end(), datagram.bytes.begin() + 1, datagram.bytes.end());
+    }
+    return bytes;
+  }
+  void send_raw(std::span<const uint8_t> bytes) { socket_.send(bytes, kChannelPort); }
+
+  static std::string notice(const Datagram& datagram) {
+    const auto frame = inner(datagram);
+    return frame && frame->id == 110 ? text_at(*frame, 3, 251) : "";
+  }
+
+ private:
+  static std::optional<Frame> inner(const Datagram& datagram) {
+    if (datagram.bytes.empty() || datagram.bytes[0] > 1) return std::nullopt;
+    return decode({Bytes(datagram.bytes.begin() + 1, datagram.bytes.end()), datagram.arrived});
+  }
+  static std::string text_at(const Frame& frame, size_t offset, size_t size) {
+    const char* text = reinterpret_cast<const char*>(frame.payload.data()) + offset;
+    return {text, strnlen(text, size)};
+  }
+  [[nodiscard]] std::vector<Datagram> since_mark() const {
+    std::vector<Datagram> all = socket_.received();
+    all.erase(all.begin(), all.begin() + static_cast<ptrdiff_t>(mark_));
+    return all;
+  }
+
+  PeerSocket socket_{30000};
+  size_t mark_ = 0;
+};
+
+class MediaChannel : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    for (const char* folder : {"PIC", "VIDEO"}) fs::create_directories(kMedia + folder);
+    photo_files::make_photo(kMedia + "PIC/20200101_120000AB.JPG");
+    photo_files::make_plain_photo(kMedia + "PIC/plain.JPG");
+    // Two seconds of noise, which no encoder makes small.
+    photo_files::run({"ffmpeg",       "-y",
+                      "-v",           "error",
+                      "-f",           "lavfi",
+                      "-i",           "nullsrc=size=320x180:rate=30,geq=random(1)*255:128:128",
+                      "-t",           "2",
+                      "-c:v",         "libx264",
+                      "-preset",      "ultrafast",
+                      "-g",           "15",
+                      "-bf",          "0",
+                      "-x264-params", "threads=1:slices=1",
+                      "-bsf:v",       "filter_units=remove_types=6",
+                      kVideoPath});
+    ASSERT_GT(fs::file_size(kVideoPath), 1048576U);
+    maintask = std::make_unique<RunningMaintask>();
+    application = std::make_unique<Application>();
+    ASSERT_TRUE(lists(true, 2)) << maintask->process().output();
+  }
+  static void TearDownTestSuite() {
+    application.reset();
+    maintask.reset();
+  }
+  // Whether a list of so many files comes, asked for again and again: a datagram may be lost, and
+  // the channel opens a moment after the start. Everything before the list is old then.
+  static bool lists(bool photos, size_t count) {
+    return poll_until(
+        [=] {
+          application->mark();
+          application->list(photos);
+          return poll_until([=] { return application->listed().size() == count; }, seconds(1));
+        },
+        seconds(10));
+  }
+  void SetUp() override { application->mark(); }
+  void TearDown() override { EXPECT_TRUE(maintask->runs()); }
+
+  static constexpr const char* kVideoPath = "/tmp/SD0/KRVMEDIA/VIDEO/20200101_120000AB.MP4";
+  static constexpr const char* kVideoName = "20200101_120000AB.MP4";
+  static constexpr const char* kPhotoName = "20200101_120000AB.JPG";
+  static std::unique_ptr<RunningMaintask> maintask;
+  static std::unique_ptr<Application> application;
+};
+std::unique_ptr<RunningMaintask> MediaChannel::maintask;
+std::unique_ptr<Application> MediaChannel::application;
+
+TEST_F(MediaChannel, ListsAreOfPhotosOrOfVideos) {
+  EXPECT_TRUE(lists(false, 1));
+  EXPECT_EQ(application->listed(), std::vector<std::string>{kVideoName});
+}
+
+TEST_F(MediaChannel, SmallVideosAreGoneAfterAList) {
+  std::ofstream(kMedia + "VIDEO/small.MP4");
+  std::ofstream(kMedia + "VIDEO/large.MP4");
+  fs::resize_file(kMedia + "VIDEO/small.MP4", 1048576);
+  fs::resize_file(kMedia + "VIDEO/large.MP4", 1048577);
+  EXPECT_TRUE(lists(false, 2));
+  EXPECT_FALSE(fs::exists(kMedia + "VIDEO/small.MP4"));
+  EXPECT_TRUE(fs::exists(kMedia + "VIDEO/large.MP4"));
+  application->ask(kVideo, kDelete, "large.MP4");
+  EXPECT_EQ(application->wait_for("FREMOVED"), "FREMOVED:large.MP4");
+  EXPECT_FALSE(fs::exists(kMedia + "VIDEO/large.MP4"));
+}
+
+TEST_F(MediaChannel, SizeOfAVideoComesWithItsDuration) {
+  application->ask(kVideo, kSize, kVideoName);
+  EXPECT_EQ(application->wait_for("FSIZE"),
+            "FSIZE:" + std::to_string(fs::file_size(kVideoPath)) + ";DUR:2");
+}
+
+TEST_F(MediaChannel, DownloadIsTheFile) {
+  const std::string path = kMedia + "PIC/" + kPhotoName;
+  application->ask(kPhoto, kDownload, kPhotoName);
+  EXPECT_EQ(application->wait_for("TRANSCOMPLETE"), std::string("TRANSCOMPLETE:") + kPhotoName);
+  EXPECT_EQ(application->wait_for("TRANSSTART"),
+            std::string("TRANSSTART:") + kPhotoName + ";FTYPE:1");
+  EXPECT_EQ(application->data(2), read_all(path));
+}
+
+// Downloads that take longer than a test waits for anything: 256 MB of zeros.
+class LongDownload : public MediaChannel {
+ protected:
+  void SetUp() override {
+    std::ofstream file(kPath);
+    file.close();
+    fs::resize_file(kPath, 256U << 20);
+    ASSERT_TRUE(lists(false, 2)) << testing::PrintToString(application->listed());
+    application->ask(kVideo, kDownload, "long.MP4");
+    EXPECT_EQ(application->wait_for("TRANSSTART"), "TRANSSTART:long.MP4;FTYPE:3");
+  }
+  void TearDown() override {
+    EXPECT_EQ(application->wait_for("TRANSCANCELED"), "TRANSCANCELED:long.MP4");
+    application->ask(kVideo, kDelete, "long.MP4");
+    EXPECT_NE(application->wait_for("FREMOVED"), "");
+    MediaChannel::TearDown();
+  }
+  const std::string kPath = kMedia + "VIDEO/long.MP4";
+};
+
+TEST_F(LongDownload, IsEndedByTheNextRequest) {
+  application->ask(kPhoto, kSize, kPhotoName);
+  EXPECT_NE(application->wait_for("FSIZE"), "");
+}
+
+TEST_F(LongDownload, IsEndedByACancel) { application->ask(0, kCancel, ""); }
+
+TEST_F(LongDownload, IsEndedByADataStream) {
+  application->send(message(67, {0, 0, 0, 1}));
+  EXPECT_NE(application->wait_for("TRANSCANCELED"), "");
+  application->send(message(67, {0, 0, 0, 0}));
+}
+
+TEST_F(MediaChannel, DataStreamHoldsEverything) {
+  application->send(message(67, {0, 0, 0, 2}));
+  application->ask(kPhoto, kSize, kPhotoName);
+  EXPECT_EQ(application->wait_for("FSIZE", milliseconds(300)), "");
+  application->send(message(67, {0, 0, 0, 0}));
+  application->ask(kPhoto, kSize, kPhotoName);
+  EXPECT_NE(application->wait_for("FSIZE"), "");
+}
+
+TEST_F(MediaChannel, ThumbnailsAreMadeWhenAskedFor) {
+  for (const auto& [name, file] : {std::pair(kPhotoName, "20200101_120000AB_p.JPG"),
+                                   {kVideoName, "20200101_120000AB_v.JPG"}}) {
+    application->mark();
+    application->ask(kThumbnail, kDownload, name);
+    EXPECT_EQ(application->wait_for("NOTEXIST"), "NOTEXIST");
+    EXPECT_EQ(application->wait_for("THUMB"), std::string("THUMBREADY:") + name);
+    const std::string path = kMedia + "THUMB/" + file;
+    photo_files::expect_sound_jpeg(path);
+    application->mark();
+    application->ask(kThumbnail, kDownload, name);
+    EXPECT_EQ(application->wait_for("TRANSCOMPLETE"), std::string("TRANSCOMPLETE:") + name);
+    EXPECT_EQ(application->data(2), read_all(path));
+  }
+  struct stat folder {};
+  ASSERT_EQ(stat((kMedia + "THUMB").c_str(), &folder), 0);
+  EXPECT_EQ(folder.st_mode & 07777, 0070U);
+  EXPECT_EQ(
+      photo_files::run({"ffprobe", "-v", "error", "-show_entries", "stream=width,height,pix_fmt",
+                        "-of", "csv=p=0", kMedia + "THUMB/20200101_120000AB_v.JPG"}),
+      "160,90,yuvj420p\n");
+}
+
+TEST_F(MediaChannel, PhotoWithoutAThumbnailGivesAnError) {
+  application->ask(kThumbnail, kDownload, "plain.JPG");
+  EXPECT_EQ(application->wait_for("THUMB"), "THUMBERROR:plain.JPG");
+}
+
+TEST_F(MediaChannel, PlaybackIsAVideo) {
+  application->ask(kVideo, kPlay, kVideoName, "1000");
+  EXPECT_EQ(application->wait_for("TRANSCOMPLETE"), std::string("TRANSCOMPLETE:") + kVideoName);
+  EXPECT_EQ(application->wait_for("TIME"), "TIME:1000;SCALE:15360");
+  // The parameter sets and the key frame at one second; frames here are larger than a datagram, so
+  // the byte 3 stands before each and its last byte is missing.
+  const Bytes stream = application->data(3);
+  ASSERT_GT(stream.size(), 500000U);
+  const std::string path = "/tmp/played.h264";
+  std::ofstream(path, std::ios::binary)
+      .write(reinterpret_cast<const char*>(stream.data()),
+             static_cast<std::streamsize>(stream.size()));
+  EXPECT_EQ(photo_files::run({"bash", "-c",
+                              "ffprobe -v quiet -count_frames -show_entries stream=nb_read_frames "
+                              "-of csv=p=0 " +
+                                  path}),
+            "30\n");
+}
+
+TEST_F(MediaChannel, HostileBytesChangeNothing) {
+  for (size_t size = 1; size < 1400; size += 13) {
+    Bytes bytes(size);
+    for (size_t i = 0; i < size; i++) bytes[i] = static_cast<uint8_t>(i * size);
+    application->send_raw(bytes);
+    application->send_raw(Bytes(size, 0xFE));
+  }
+  for (int kind = 0; kind < 256; kind += 5) {
+    for (const char* name : {"", "../../../etc/passwd", "a b", "'; reboot '", "..", "/"}) {
+      for (int operation = 0; operation < 10; operation += 1 + operation % 2) {
+        application->ask(static_cast<uint8_t>(kind), static_cast<uint8_t>(operation), name,
+                         "99999999999999999999");
+      }
+    }
+  }
+  // What came of it ends sooner or later, whatever was dropped.
+  application->mark();
+  EXPECT_TRUE(poll_until(
+      [] {
+        application->ask(kPhoto, kSize, kPhotoName);
+        return application->wait_for("FSIZE", seconds(1)) != "";
+      },
+      seconds(60)));
+  EXPECT_TRUE(fs::exists(kVideoPath));
+}
+
+}  // namespace
