@@ -85,7 +85,7 @@ void set_buffers_and_tos(int connection) {
 // thread.
 ssize_t receive(uint8_t* bytes, size_t size) {
   const std::lock_guard lock(mavlink_context.reader_lock);
-  const int connection = mavlink_context.KRConnFd.load(kRelaxed);
+  const int connection = mavlink_context.KRConnFd.load(std::memory_order_acquire);
   if (connection == 0) return -1;
   pollfd readable{connection, POLLIN, 0};
   const int ready = poll(&readable, 1, kPollMs);
@@ -145,7 +145,7 @@ int app_session_accept() {
     std::printf("accept fail !\n");
     return -1;
   }
-  context.KRConnFd.store(connection, kRelaxed);
+  context.KRConnFd.store(connection, std::memory_order_release);
   if (binding_enabled()) {
     set_mac_bind(connection);
     bind_macaddr_from_table();

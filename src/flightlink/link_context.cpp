@@ -39,7 +39,7 @@ int take_connection() {
   context.session_flag.store(0, kRelaxed);
   app_timers_stop();
   clear_link_status();
-  const int connection = context.KRConnFd.exchange(0, kRelaxed);
+  const int connection = context.KRConnFd.exchange(0, std::memory_order_acq_rel);
   if (connection != 0) shutdown(connection, SHUT_RDWR);
   return connection;
 }
@@ -57,7 +57,7 @@ void send_to_app(const uint8_t* bytes, size_t length, const char* function, int 
   MavlinkContext& context = mavlink_context;
   if (context.link_state.load(kRelaxed) == 0 || context.send_enabled.load(kRelaxed) == 0) return;
   if (sem_wait(&context.send_lock) != 0) return;
-  const int connection = context.KRConnFd.load(kRelaxed);
+  const int connection = context.KRConnFd.load(std::memory_order_acquire);
   if (context.send_enabled.load(kRelaxed) == 1 && connection != 0) {
     const ssize_t sent = send(connection, bytes, length, 0);
     if (sent < 1) {

@@ -19,7 +19,7 @@ namespace flightlink {
 
 struct MavlinkContext {
   std::atomic<int> listen_socket;
-  std::atomic<int> KRConnFd;  // accepted TCP connection of the application
+  std::atomic<int> KRConnFd;  // accepted TCP connection of the application; released, acquired
   std::atomic<int> peer_socket;
   sockaddr_in peer_address;  // written by PeerUdpThread under peer_lock
   std::atomic<int> stick_socket;

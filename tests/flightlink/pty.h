@@ -8,6 +8,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <string>
 
@@ -35,12 +36,13 @@ class Pty {
   void write_bytes(const Bytes& bytes) const {
     EXPECT_EQ(write(far_.get(), bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
   }
-  // What the module has written, as far as it is there.
-  [[nodiscard]] Bytes read_bytes() const {
+  // What the module has written: waits until so many bytes are there, but not for ever. With 0 it
+  // takes what comes within a short while.
+  [[nodiscard]] Bytes read_bytes(size_t wanted) const {
     Bytes bytes(70000);
     size_t size = 0;
     pollfd readable{far_.get(), POLLIN, 0};
-    while (size < bytes.size() && poll(&readable, 1, 20) == 1) {
+    while (size < std::max<size_t>(wanted, 1) && poll(&readable, 1, wanted == 0 ? 50 : 3000) == 1) {
       const ssize_t got = read(far_.get(), bytes.data() + size, bytes.size() - size);
       if (got < 1) break;
       size += static_cast<size_t>(got);

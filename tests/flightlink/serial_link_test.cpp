@@ -65,7 +65,8 @@ void put(const Line& line, const Bytes& bytes) {
     line.far.write_bytes(Bytes(bytes.begin() + static_cast<std::ptrdiff_t>(at),
                                bytes.begin() + static_cast<std::ptrdiff_t>(end)));
     pollfd readable{serial_link.fd.load(), POLLIN, 0};
-    while (poll(&readable, 1, 10) == 1) serial_link_serve();
+    EXPECT_EQ(poll(&readable, 1, 3000), 1);
+    while (poll(&readable, 1, 20) == 1) serial_link_serve();
   }
 }
 
@@ -249,7 +250,7 @@ TEST(SerialWrite, WritesRawBytesAndIsRefusedWhileTheLineIsClosed) {
     EXPECT_EQ(serial_write(bytes.data(), bytes.size()), -1);
     const Line line;
     EXPECT_EQ(serial_write(bytes.data(), bytes.size()), 10);
-    EXPECT_EQ(line.far.read_bytes(), bytes);
+    EXPECT_EQ(line.far.read_bytes(bytes.size()), bytes);
   });
 }
 
