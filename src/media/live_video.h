@@ -13,8 +13,8 @@ namespace media {
 
 inline constexpr const char kLiveVideoPeer[] = "192.168.31.111";
 inline constexpr uint16_t kLiveVideoPort = 8856;
-inline constexpr int32_t kLiveVideoDatagram = 64512;      // bytes at most
-inline constexpr int kLiveVideoSendBuffer = 2097152;      // SO_SNDBUF, bytes
+inline constexpr int32_t kLiveVideoDatagram = 64512;  // bytes at most
+inline constexpr int kLiveVideoSendBuffer = 2097152;  // SO_SNDBUF, bytes
 // IP_TOS: DSCP CS5, on Wi-Fi the access category of video. A download cannot hold live video up.
 inline constexpr int kLiveVideoService = 0xA0;
 inline constexpr unsigned kLiveVideoPauseUs = 10000;      // after every round

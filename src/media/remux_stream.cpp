@@ -77,7 +77,10 @@ OwnedFileOutput open_output(const AVStream& video) {
     return nullptr;
   }
   stream->codecpar->codec_tag = 0;
+  const int level = av_log_get_level();
+  av_log_set_level(AV_LOG_INFO);  // the dump is a message of this level
   av_dump_format(context, 0, remux_job.path, 1);
+  av_log_set_level(level);
   if (avio_open(&context->pb, remux_job.path, AVIO_FLAG_WRITE) < 0) return nullptr;
   if (avformat_write_header(context, nullptr) < 0) return nullptr;
   return output;

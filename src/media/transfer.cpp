@@ -5,6 +5,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+extern "C" {
+#include <libavutil/log.h>
+}
+
 #include <cerrno>
 #include <csignal>
 #include <utility>
@@ -33,6 +37,8 @@ flightlink::MavlinkParser parser;  // receiver thread only
 int32_t transfer_start() {
   TransferContext& context = transfer_context;
   sem_init(&context.send_slots, 0, kSendersAtOnce);
+  // A client's question about a broken file is no reason for lines in the log.
+  av_log_set_level(AV_LOG_FATAL);
   (void)media_rescan(&media_store);
   flightlink::set_stream_on(1);
   const int worker = base::start_worker(TransferWorkerThread, nullptr, kPriority, &context.worker);

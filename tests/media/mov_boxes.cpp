@@ -102,7 +102,7 @@ base::File open_bytes(const Bytes& bytes) {
   base::File file(memory.open() ? fdopen(memory.get(), "w+b") : nullptr);
   if (file == nullptr) throw std::runtime_error("no file in memory");
   (void)memory.release();
-  if (std::fwrite(bytes.data(), 1, bytes.size(), file.get()) != bytes.size()) {
+  if (!bytes.empty() && std::fwrite(bytes.data(), 1, bytes.size(), file.get()) != bytes.size()) {
     throw std::runtime_error("no room for a file in memory");
   }
   std::rewind(file.get());
