@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "base/clock.h"
 #include "groundstation/endpoint.h"
@@ -43,11 +44,11 @@ std::string CameraLink::open() {
   return "";
 }
 
-void CameraLink::send(const PeerMessage& message) {
+void CameraLink::send(const PeerMessage& message, uint8_t sysid) {
   flightlink::MavlinkMessage frame{};
   frame.msgid = message.msgid;
   std::copy(message.payload.begin(), message.payload.end(), frame.payload);
-  flightlink::mavlink_frame_seal(&frame, kOwnSystemId, sequence_++,
+  flightlink::mavlink_frame_seal(&frame, sysid, sequence_++,
                                  static_cast<uint8_t>(message.payload.size()),
                                  flightlink::mavlink_crc_extra(message.msgid));
   uint8_t wire[flightlink::kMavlinkMaxFrame];
@@ -77,7 +78,7 @@ void CameraLink::send_heartbeat_if_due(uint64_t now_us) {
 
 Wait CameraLink::wait(uint64_t deadline_us, const Match& match, int extra_fd) {
   while (true) {
-    if (deliver(match)) return Wait::kMatched;
+    if (deliver(match) || std::exchange(frame_matched_, false)) return Wait::kMatched;
     if (interrupted() != 0) return Wait::kInterrupted;
     const uint64_t now = base::monotonic_us();
     send_heartbeat_if_due(now);
@@ -134,6 +135,7 @@ void CameraLink::receive() {
 
 void CameraLink::handle_frame(const flightlink::MavlinkMessage& message) {
   note_sequence(message);
+  if (watcher_ && watcher_(message)) frame_matched_ = true;
   if (std::optional<CameraEvent> event = decode_camera_message(message)) {
     events_.push_back(*event);
   }

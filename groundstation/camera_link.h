@@ -11,6 +11,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "base/descriptor.h"
 #include "groundstation/camera_messages.h"
@@ -52,6 +53,7 @@ class CameraLink {
  public:
   // Says yes to the event that is waited for.
   using Match = std::function<bool(const CameraEvent& event)>;
+  using FrameMatch = std::function<bool(const flightlink::MavlinkMessage& frame)>;
 
   explicit CameraLink(const LinkOptions& options) : options_(options) {}
 
@@ -60,7 +62,7 @@ class CameraLink {
   [[nodiscard]] std::string open();
 
   // Sends one message at once. A send error is ignored: the camera's silence tells.
-  void send(const PeerMessage& message);
+  void send(const PeerMessage& message, uint8_t sysid = kOwnSystemId);
 
   // What our HEARTBEATs ask for from now on; the first one leaves at once.
   void want_live_video(bool on);
@@ -77,6 +79,10 @@ class CameraLink {
   void observe(std::function<void(const CameraEvent&)> observer) {
     observer_ = std::move(observer);
   }
+
+  // Gets every good frame as it arrives, whatever becomes of it else; a yes ends the wait with
+  // kMatched. It may send. Empty: nobody does.
+  void watch_frames(FrameMatch watcher) { watcher_ = std::move(watcher); }
 
   [[nodiscard]] const CameraState& state() const { return state_; }
   [[nodiscard]] const LinkOptions& options() const { return options_; }
@@ -98,6 +104,8 @@ class CameraLink {
   CameraState state_;
   std::deque<CameraEvent> events_;
   std::function<void(const CameraEvent&)> observer_;
+  FrameMatch watcher_;
+  bool frame_matched_ = false;
   std::array<uint8_t, 65536> buffer_{};
 };
 

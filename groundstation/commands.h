@@ -24,8 +24,14 @@ struct Session {
 
 // The heading of the help under which the commands about settings stand.
 inline constexpr const char* kSettingsGroup = "Settings";
+// The same for firmware, the application and what else stands around the camera.
+inline constexpr const char* kFlightSideGroup = "Flight side and factory";
 
 using Action = std::function<ExitCode(Session&)>;
+
+// Whether the command that was given works on an open link. The others run beside another ground
+// station, which has it.
+[[nodiscard]] bool needs_link(const CLI::App& app);
 
 // Registers every command that works on an open link; `chosen` outlives the application.
 void add_camera_commands(CLI::App& app, Action* chosen);
@@ -42,6 +48,12 @@ void add_clock_command(CLI::App& app, Action* chosen);
 void add_telemetry_command(CLI::App& app, Action* chosen);
 // media; needs the camera's addresses only, not an open link.
 void add_media_commands(CLI::App& app, Action* chosen);
+void add_firmware_commands(CLI::App& app, Action* chosen);
+// These four speak on roads of their own, so they need no open link either.
+void add_app_command(CLI::App& app, Action* chosen);
+void add_stick_command(CLI::App& app, Action* chosen);
+void add_ack_command(CLI::App& app, Action* chosen);
+void add_factory_command(CLI::App& app, Action* chosen);
 // The interactive line interface; not part of add_camera_commands, so a shell has no shell.
 void add_shell_command(CLI::App& app, Action* chosen);
 

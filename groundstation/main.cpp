@@ -27,6 +27,7 @@ Examples:
   groundstation record start && sleep 10 && groundstation record stop
   groundstation live --seconds 10 -o live.h264
   groundstation live -o - | ffplay -f h264 -
+  groundstation firmware send image.bin
   printf 'mode video\nrecord start\nlive --seconds 5 -o a.h264\nrecord stop\n' | groundstation shell
 
 The camera sends to one fixed address, 192.168.31.111, UDP ports 8888 (messages) and 8856 (live
@@ -112,5 +113,5 @@ int main(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : static_cast<int>(ExitCode::kUsage);
   }
-  return static_cast<int>(run(options, action, !app.got_subcommand("media")));
+  return static_cast<int>(run(options, action, groundstation::needs_link(app)));
 }

@@ -3,6 +3,8 @@
 
 #include <fmt/format.h>
 
+#include <utility>
+
 #include "base/bytes.h"
 #include "groundstation/endpoint.h"
 
@@ -110,7 +112,8 @@ MediaKind known_media_kind(const std::string& name) {
 }
 
 Action media_action(std::string command, uint16_t port, double patience_s, MediaAction action) {
-  return [=](Session& session) {
+  return [port, patience_s, command = std::move(command),
+          action = std::move(action)](Session& session) {
     const double seconds = session.timeout_s > 0 ? session.timeout_s : patience_s;
     MediaSession media(session, command, base::saturate<uint64_t>(seconds * 1e6));
     if (const std::string trouble = media.link.open(port); !trouble.empty()) {

@@ -1,0 +1,66 @@
+// What the program says when it is used wrongly or nobody is there; against the real programs see
+// the tests on the board.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "groundstation/run_program.h"
+
+namespace groundstation_test {
+namespace {
+
+using ::testing::HasSubstr;
+
+// TCP and UDP port 1 of this machine: nobody is there.
+ProgramResult lonely(const std::string& arguments) {
+  return run_program("--camera 127.0.0.1:1 --bind 127.0.0.1:0 --timeout 0.5 " + arguments);
+}
+
+TEST(FlightSideProgram, HelpOfEachCommand) {
+  for (const char* command :
+       {"firmware", "firmware send", "firmware serve", "app", "stick", "ack", "factory"}) {
+    EXPECT_EQ(run_program(std::string(command) + " --help").exit_code, 0) << command;
+  }
+  EXPECT_THAT(run_program("factory --help").out, HasSubstr("record_test"));
+}
+
+TEST(FlightSideProgram, WrongUsageIs2) {
+  for (const char* arguments :
+       {"firmware", "firmware send", "firmware send a --drop-every 1", "firmware serve nobody",
+        "app --send 300", "app --send 1:z", "stick", "stick xyz", "stick 00 --rate 0",
+        "ack --port 0", "ack --delay -1", "factory nonsense", "factory --mac 1:2"}) {
+    EXPECT_EQ(lonely(arguments).exit_code, 2) << arguments;
+  }
+}
+
+TEST(FlightSideProgram, NobodyThereIs3WithWhatToCheck) {
+  const std::string image = temporary_path("image");
+  std::ofstream(image) << "abc";
+  EXPECT_THAT(lonely("firmware send " + image).err, HasSubstr("no camera: no heartbeat"));
+  const ProgramResult serve = lonely("firmware serve gimbal");
+  EXPECT_EQ(serve.exit_code, 3);
+  EXPECT_THAT(serve.err, HasSubstr("no camera: no heartbeat"));
+  const ProgramResult app = lonely("app --port 1");
+  EXPECT_EQ(app.exit_code, 3);
+  EXPECT_THAT(app.err, HasSubstr("Check that applink runs"));
+  const ProgramResult ack = lonely("ack --port 18866 --seconds 0.2 --count 1 --json");
+  EXPECT_EQ(ack.exit_code, 3);
+  EXPECT_EQ(ack.json()["datagrams"], 0);
+  const ProgramResult factory = lonely("factory --device /dev/null");
+  EXPECT_EQ(factory.exit_code, 3);
+  EXPECT_THAT(factory.err, HasSubstr("is no serial line"));
+}
+
+TEST(FlightSideProgram, FilesThatCannotBeUsedAre1) {
+  EXPECT_EQ(lonely("firmware send /nowhere/image").exit_code, 1);
+  const std::string there = temporary_path("there");
+  std::ofstream(there) << "x";
+  const ProgramResult result = lonely("firmware serve -o " + there);
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_THAT(result.err, HasSubstr("--force"));
+  EXPECT_EQ(lonely("ack --port 18867 -o /nowhere/file").exit_code, 1);
+}
+
+}  // namespace
+}  // namespace groundstation_test
