@@ -201,8 +201,8 @@ double p99_gap_ms(PeerSocket& video, milliseconds time, const std::function<void
 void show_live_video(PeerSocket& application, PeerLink& peer) {
   PeerSocket video(8856);
   wait_for_live_video(peer, video);
-  const double alone = p99_gap_ms(video, seconds(15), [] { let_pass(milliseconds(50)); });
-  const double busy = p99_gap_ms(video, seconds(15), [&] {
+  const double alone = p99_gap_ms(video, seconds(30), [] { let_pass(milliseconds(50)); });
+  const double busy = p99_gap_ms(video, seconds(30), [&] {
     application.send(encode(request(3, 1, "big.MP4")), kChannelPort);
     let_pass(milliseconds(700));
     fs::remove(kMedia + "THUMB/clip_v.JPG");

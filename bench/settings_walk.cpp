@@ -64,7 +64,8 @@ int main() {
                   static_cast<double>(row.value));
       lost++;
     }
-    let_pass(milliseconds(50));  // what follows an acknowledgement in the camera
+    // What follows an acknowledgement in the camera; a resolution starts the preview again.
+    let_pass(row.sub == 2 ? milliseconds(2000) : milliseconds(50));
   }
   std::printf("settings walk: %zu commands, %d acknowledgements lost, limit 0\n",
               times.size() + static_cast<size_t>(lost), lost);
