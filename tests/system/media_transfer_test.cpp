@@ -1,4 +1,5 @@
 // The media channel of the real program, UDP 8857, through its datagrams and the files on the card.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -7,6 +8,7 @@
 #include <memory>
 #include <string>
 
+#include "base/descriptor.h"
 #include "photo_files.h"
 #include "support/fixtures.h"
 
@@ -251,6 +253,32 @@ TEST_F(MediaChannel, ThumbnailsAreMadeWhenAskedFor) {
       photo_files::run({"ffprobe", "-v", "error", "-show_entries", "stream=width,height,pix_fmt",
                         "-of", "csv=p=0", kMedia + "THUMB/20200101_120000AB_v.JPG"}),
       "160,90,yuvj420p\n");
+}
+
+TEST_F(MediaChannel, ThumbnailThatTheCardDoesNotTakeIsAnErrorAndLeavesNothing) {
+  const std::string video = kMedia + "VIDEO/second.MP4";
+  const std::string thumbnail = kMedia + "THUMB/second_v.JPG";
+  const std::string filler = "/tmp/SD0/filler";
+  fs::copy_file(kVideoPath, video);
+  ASSERT_TRUE(lists(false, 2));
+  {
+    const base::Descriptor file(open(filler.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+    const auto room = static_cast<off_t>(fs::space("/tmp/SD0").available);
+    ASSERT_EQ(posix_fallocate(file.get(), 0, room), 0);
+  }
+  application->mark();
+  application->ask(kThumbnail, kDownload, "second.MP4");
+  EXPECT_EQ(application->wait_for("THUMB"), "THUMBERROR:second.MP4");
+  EXPECT_FALSE(fs::exists(thumbnail));
+  EXPECT_FALSE(fs::exists("/tmp/second_v.JPG"));
+  fs::remove(filler);
+  application->mark();
+  application->ask(kThumbnail, kDownload, "second.MP4");
+  EXPECT_EQ(application->wait_for("THUMB"), "THUMBREADY:second.MP4");
+  EXPECT_TRUE(fs::exists(thumbnail));
+  application->ask(kVideo, kDelete, "second.MP4");
+  EXPECT_NE(application->wait_for("FREMOVED"), "");
+  EXPECT_TRUE(poll_until([&] { return !fs::exists(thumbnail); }, seconds(5)));
 }
 
 TEST_F(MediaChannel, PhotoWithoutAThumbnailGivesAnError) {
