@@ -48,7 +48,12 @@ OwnedReader make_reader(bool* gave_up) {
   if (buffer == nullptr) return nullptr;
   OwnedReader reader(
       avio_alloc_context(buffer, kReaderBuffer, 0, gave_up, read_pushed, nullptr, nullptr));
-  if (reader == nullptr) av_free(buffer);
+  if (reader == nullptr) {
+    av_free(buffer);
+  } else {
+    // Otherwise the library asks for as little as 32 KiB when its buffer is nearly full.
+    reader->max_packet_size = kReaderBuffer;
+  }
   return reader;
 }
 

@@ -38,12 +38,13 @@ std::vector<Bytes> nal_units(const Bytes& stream) {
 
 int type_of(const Bytes& unit) { return unit[unit[2] == 1 ? 3 : 4] & 31; }
 
-std::vector<Bytes> cut_stream() {
+constexpr const char* kCuttable = "scenecut=0:bframes=0:aud=1:threads=1:";
+
+// The stream that the arguments make, cut into its pictures.
+std::vector<Bytes> cut_stream(const Command& arguments) {
   const TemporaryFolder folder;
   const std::string path = folder.path("stream.h264");
-  make_recording(path, pattern("640x360", 240,
-                               {"-x264-params",
-                                "keyint=91:min-keyint=91:scenecut=0:bframes=0:aud=1:threads=1"}));
+  make_recording(path, arguments);
   std::vector<Bytes> pictures;
   for (const Bytes& unit : nal_units(read_file(path))) {
     if (type_of(unit) == kDelimiter || pictures.empty()) pictures.emplace_back();
@@ -108,8 +109,16 @@ std::vector<int> mean_yuv(const std::string& path) {
 }
 
 const std::vector<Bytes>& stream_pictures() {
-  static const std::vector<Bytes> pictures = cut_stream();
+  static const std::vector<Bytes> pictures = cut_stream(pattern(
+      "640x360", 240, {"-x264-params", std::string(kCuttable) + "keyint=91:min-keyint=91"}));
   return pictures;
+}
+
+std::vector<Bytes> camera_pictures(const std::string& size, int mbits) {
+  return cut_stream(
+      pattern(size, 60,
+              {"-vf", "noise=alls=12:allf=t", "-b:v", std::to_string(mbits) + "M", "-x264-params",
+               std::string(kCuttable) + "keyint=60:min-keyint=60:zones=0,0,q=12"}));
 }
 
 Bytes without_slices(const Bytes& picture) {

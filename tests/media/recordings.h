@@ -26,6 +26,11 @@ void make_recording(const std::string& path, const std::vector<std::string>& arg
 // The mean values of Y, U and V as they are stored in a 4:2:0 picture of 160x90; empty for others.
 [[nodiscard]] std::vector<int> mean_yuv(const std::string& path);
 
+// Two seconds of a noisy H.264 stream as the camera's encoder pushes it, a picture at a time: of
+// that size at 30 pictures per second and at least so many Mbit/s, its only key frame first and
+// larger than 512 KiB. The same again may follow.
+[[nodiscard]] std::vector<Bytes> camera_pictures(const std::string& size, int mbits);
+
 // An H.264 stream of 640x360 at 30 pictures per second cut into its pictures, each with what stands
 // before it: 240 pictures, key frames at 0, 91 and 182. Made once.
 [[nodiscard]] const std::vector<Bytes>& stream_pictures();

@@ -1,12 +1,7 @@
-// The remux job, run on the test's own thread: its pauses are the moments at which packets come.
-#include "media/remux.h"
-
-#include <gtest/gtest.h>
-
+// What the remux job does with packets, without packets and when it is stopped.
 #include "base/text.h"
-#include "fake_base/fake_base.h"
 #include "flightlink/peer_capture.h"
-#include "media/recordings.h"
+#include "media/remux_rig.h"
 #include "media/remux_stamp.h"
 
 namespace media {
@@ -16,51 +11,12 @@ using link_test::hex;
 using link_test::zeros;
 using media_test::Bytes;
 using media_test::stream_pictures;
-
 using States = std::vector<uint32_t>;
+
 constexpr const char* kRemove = "rm -rf /tmp/SD0/KRVMEDIA/VIDEO/tmpfile";
 
-States states;
-
-void record_state(uint32_t state) {
-  states.push_back(state);
-  remux_on_state(state);
-}
-
-class Remux : public fake_base::FakeBaseTest {
+class Remux : public media_test::RemuxRig {
  protected:
-  Remux() : output_(folder_.path("tmpfile")) {
-    states.clear();
-    remux_job.fps = 30;
-  }
-
-  // Starts the job and runs it to its end: the packets come one by one, each when the job has none.
-  // `at_pause` is called before each.
-  void run(
-      const std::vector<Bytes>& packets, const std::string& path,
-      const std::function<void(size_t)>& at_pause = [](size_t) {}) {
-    ASSERT_EQ(remux_start(), 0);
-    EXPECT_STREQ(remux_job.path, "/tmp/SD0/KRVMEDIA/VIDEO/tmpfile");
-    EXPECT_EQ(remux_job.on_state, &remux_on_state);
-    base::format_text(remux_job.path, "%s", path.c_str());
-    remux_job.on_state = record_state;
-    size_t next = 0;
-    fake_base::on_sleep([&](uint64_t us) {
-      if (us != 1000) return;
-      at_pause(next);
-      if (next == packets.size()) return;
-      const Bytes& packet = packets[next++];
-      EXPECT_EQ(remux_push_packet(packet.data(), static_cast<int32_t>(packet.size())), 0);
-    });
-    ASSERT_EQ(fake_base::threads().size(), 1U);
-    fake_base::threads()[0].body(nullptr);
-    fake_base::on_sleep({});
-    EXPECT_EQ(remux_job.stop, 1U);
-    EXPECT_EQ(remux_job.state, states.empty() ? 0 : states.back());
-    EXPECT_EQ(remux_push_packet("a", 1), -1);  // there is no list any more
-  }
-  void run(const std::vector<Bytes>& packets) { run(packets, output_); }
-
   // The stream with its first key frame taken out: its parameter sets are followed by 90 pictures
   // that need it.
   static std::vector<Bytes> keyless_start() {
@@ -68,21 +24,6 @@ class Remux : public fake_base::FakeBaseTest {
     packets[0] = media_test::without_slices(packets[0]);
     return packets;
   }
-
-  static Bytes joined(const std::vector<Bytes>& packets, size_t from, size_t to) {
-    Bytes all;
-    for (size_t i = from; i < to; i++) all.insert(all.end(), packets[i].begin(), packets[i].end());
-    return all;
-  }
-
-  static size_t millisecond_pauses() {
-    size_t count = 0;
-    for (const uint64_t us : fake_base::sleeps()) count += us == 1000 ? 1 : 0;
-    return count;
-  }
-
-  media_test::TemporaryFolder folder_;
-  const std::string output_;
 };
 
 TEST_F(Remux, AStreamThatBeginsWithAKeyFrameIsWrittenWhole) {
