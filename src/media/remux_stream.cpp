@@ -6,6 +6,7 @@
 #include "base/clock.h"
 #include "base/shell.h"
 #include "media/av_input.h"
+#include "media/av_messages.h"
 #include "media/remux_job.h"
 #include "media/remux_packets.h"
 #include "media/remux_stamp.h"
@@ -82,10 +83,7 @@ OwnedFileOutput open_output(const AVStream& video) {
     return nullptr;
   }
   stream->codecpar->codec_tag = 0;
-  const int level = av_log_get_level();
-  av_log_set_level(AV_LOG_INFO);  // the dump is a message of this level
-  av_dump_format(context, 0, remux_job.path, 1);
-  av_log_set_level(level);
+  dump_av_output(*output, remux_job.path);
   if (avio_open(&context->pb, remux_job.path, AVIO_FLAG_WRITE) < 0) return nullptr;
   if (avformat_write_header(context, nullptr) < 0) return nullptr;
   return output;

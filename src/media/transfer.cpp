@@ -5,10 +5,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-extern "C" {
-#include <libavutil/log.h>
-}
-
 #include <cerrno>
 #include <csignal>
 #include <utility>
@@ -17,6 +13,7 @@ extern "C" {
 #include "base/descriptor.h"
 #include "base/thread.h"
 #include "flightlink/link_status.h"
+#include "media/av_messages.h"
 #include "media/media_files.h"
 #include "media/transfer_context.h"
 #include "media/transfer_requests.h"
@@ -38,7 +35,7 @@ int32_t transfer_start() {
   TransferContext& context = transfer_context;
   sem_init(&context.send_slots, 0, kSendersAtOnce);
   // A client's question about a broken file is no reason for lines in the log.
-  av_log_set_level(AV_LOG_FATAL);
+  quiet_av_messages();
   (void)media_rescan(&media_store);
   flightlink::set_stream_on(1);
   const int worker = base::start_worker(TransferWorkerThread, nullptr, kPriority, &context.worker);
