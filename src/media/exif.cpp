@@ -59,11 +59,23 @@ ExifDataOwner exif_of(const JpegData* photo) {
   return exif;
 }
 
+// The fix-up adds the thumbnail's place and length with the value 0. The save adds them with the
+// true values, without a look at these, and a reader takes the first ones that it meets.
+void drop_thumbnail_placeholders(ExifData* exif) {
+  ExifContent* content = exif->ifd[EXIF_IFD_1];
+  for (const ExifTag tag :
+       {EXIF_TAG_JPEG_INTERCHANGE_FORMAT, EXIF_TAG_JPEG_INTERCHANGE_FORMAT_LENGTH}) {
+    ExifEntry* placeholder = exif_content_get_entry(content, tag);
+    if (placeholder != nullptr) exif_content_remove_entry(content, placeholder);
+  }
+}
+
 void fill_tags(ExifData* exif, const char* time, const GpsPosition& position) {
   exif_data_set_option(exif, EXIF_DATA_OPTION_FOLLOW_SPECIFICATION);
   exif_data_set_data_type(exif, EXIF_DATA_TYPE_COMPRESSED);
   exif_data_set_byte_order(exif, EXIF_BYTE_ORDER_INTEL);
   exif_data_fix(exif);
+  drop_thumbnail_placeholders(exif);
   for (const TextTag& tag : kProductTags) set_text(exif, tag);
   if (time != nullptr) {
     set_text(exif, {EXIF_IFD_0, EXIF_TAG_DATE_TIME, time});

@@ -81,6 +81,8 @@ TEST_F(PhotoRoad, APhotoOfTheCameraIsTaggedAndListed) {
   ASSERT_EQ(thumbnails.size(), 1U);
   EXPECT_EQ(thumbnails[0], name.substr(0, 20) + "_p.JPG");
   photo_files::expect_sound_jpeg(kThumbnails + thumbnails[0]);
+  EXPECT_TRUE(photo_files::run({"exiftool", "-b", "-ThumbnailImage", photo}) ==
+              read_file(kThumbnails + thumbnails[0]));
 
   // A photo that the service refuses is acknowledged as failed, and the next one works.
   RunningCameraService::control({"rval", "769", "-1", "1"});
