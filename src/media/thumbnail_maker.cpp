@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstring>
 
 #include "base/clock.h"
 #include "base/shell.h"
@@ -26,6 +27,15 @@ void make_thumb_folder() {
   if (mkdir(kThumbFolder, kThumbFolderMode) == 0) (void)chmod(kThumbFolder, kThumbFolderMode);
 }
 
+// The name of the thumbnail of that photo or video. False when it cannot have one: the name has no
+// dot or would not be safe in a shell command, or the thumbnail's own is longer than a list's
+// names, so that it would never be found again.
+bool name_thumbnail(const char* name, char (&thumbnail)[kMediaNameSize + 8]) {
+  base::format_text(thumbnail, "%s", name);
+  return base::safe_name(name) && media_thumb_name(thumbnail, sizeof(thumbnail)) == 0 &&
+         std::strlen(thumbnail) < kMediaNameSize;
+}
+
 bool is_too_small(const char* path) { return media_file_size(path) <= kSmallVideo; }
 
 // Whether the temporary file holds a new thumbnail.
@@ -46,15 +56,20 @@ bool move_to_card(const char* temporary, const char* path) {
   return false;
 }
 
+// A second request may have come before the first one was carried out.
+void list_thumbnail(const char* thumbnail, const char* path) {
+  const std::lock_guard lock(media_store.lock);
+  if (media_list_find(thumbnail, media_list(MEDIA_THUMB)) != nullptr) return;
+  (void)media_add_file(thumbnail, path, MEDIA_THUMB);
+}
+
 }  // namespace
 
 int32_t thumbnail_maker(WorkItem* item, TransferContext* /*context*/) {
   const char* name = item->work.name;
-  if (!base::safe_name(name)) return -1;
   char thumbnail[kMediaNameSize + 8];
-  base::format_text(thumbnail, "%s", name);
-  if (media_thumb_name(thumbnail, sizeof(thumbnail)) != 0) return -1;
-  make_thumb_folder();
+  const bool named = name_thumbnail(name, thumbnail);
+  if (named) make_thumb_folder();
   char path[kMediaPathSize];
   base::format_text(path, "%s/%s", kThumbFolder, thumbnail);
   const int32_t kind = media_file_kind(name);
@@ -63,7 +78,7 @@ int32_t thumbnail_maker(WorkItem* item, TransferContext* /*context*/) {
     const std::lock_guard lock(media_store.lock);
     if (media_lookup_path(name, kind, from, sizeof(from)) != 0) return -1;
   }
-  if (kind == MEDIA_VIDEO && is_too_small(from)) {
+  if (!named || (kind == MEDIA_VIDEO && is_too_small(from))) {
     transfer_notify_thumb_error(name);
     return -1;
   }
@@ -72,10 +87,7 @@ int32_t thumbnail_maker(WorkItem* item, TransferContext* /*context*/) {
   base::format_text(temporary, "/tmp/%s", thumbnail);
   if (make_temporary(from, kind, temporary) && move_to_card(temporary, path)) {
     base::sleep_us(kMovedPauseUs);
-    {
-      const std::lock_guard lock(media_store.lock);
-      (void)media_add_file(thumbnail, path, MEDIA_THUMB);
-    }
+    list_thumbnail(thumbnail, path);
     transfer_notify_thumb_ready(name);
     return 0;
   }
