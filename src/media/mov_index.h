@@ -99,8 +99,12 @@ int32_t mov_index_new(MovIndex** index);
 // `trak`, a sixth `trak`, an atom that is too short for its fixed fields, exhausted memory, and
 // containers that are too deep ("atoms too deeply nested :%u\n") or whose walk failed.
 //
-// An atom of an unknown type counts as a container; `co64` is one of them. A recording with 64-bit
-// chunk offsets therefore has no chunks here.
+// An atom of an unknown type counts as a container; `co64` is one of them, and what it holds reads
+// as an atom of size 0, which ends its walk ("process co64 failed\n"). A recording with 64-bit
+// chunk offsets therefore has no chunks here, and every sample has the offset 0 (mov_seek.h). What
+// is played of it are its parameter sets and one frame that is none: a start code and the bytes
+// behind the file's first four, as many as these four say, which is the rest of `ftyp` and four
+// bytes more.
 int32_t mov_atom_handler(MovIndex* index, const MovAtom* atom);
 
 // The video track; one of zeros as long as there is no track.

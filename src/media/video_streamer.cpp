@@ -45,6 +45,10 @@ class Playback {
   void say_time(int32_t seek_time) const;
   [[nodiscard]] bool load_parameter_sets();
   void append(const uint8_t* bytes, size_t count);
+  // Such a sample has an offset, but nothing of it lies there.
+  [[nodiscard]] bool is_behind_last(uint32_t sample) const {
+    return sample >= mov_video_track(index_.get())->stsz.count;
+  }
   [[nodiscard]] bool take_seek();
   // Sends the next datagram of the current frame, or pauses.
   void send_piece();
@@ -114,8 +118,8 @@ bool Playback::seek(bool first) {
   sample_ = number == 0 ? 0 : number - 1;
   position_ = mov_sample_offset(sample_, index_.get());
   previous_ = first ? position_ : 0;
-  at_end_ = false;
-  if (fseeko(file_.get(), static_cast<off_t>(position_), SEEK_SET) != 0) return false;
+  at_end_ = is_behind_last(sample_);
+  if (!at_end_ && fseeko(file_.get(), static_cast<off_t>(position_), SEEK_SET) != 0) return false;
   say_time(seek_time);
   const uint64_t mdat_end = header_.mdat_offset + header_.mdat_size;
   mdat_left_ = mdat_end > position_ ? mdat_end - position_ : 0;
@@ -191,7 +195,7 @@ bool Playback::next_frame() {
   sample_++;
   const uint64_t next = mov_sample_offset(sample_, index_.get());
   // Behind the last sample the index gives the last offset once more.
-  if (next == previous_ || sample_ >= mov_video_track(index_.get())->stsz.count) {
+  if (next == previous_ || is_behind_last(sample_)) {
     at_end_ = true;
     return true;
   }

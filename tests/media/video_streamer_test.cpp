@@ -41,7 +41,12 @@ Bytes sample_description(bool avc) {
 // A recording of one sample per second, each of one NAL unit of that many bytes: the start code
 // that it gets takes the place of its length. Every third sample, from the first on, is a key
 // frame. Samples lie one after the other.
-Bytes recording(const std::vector<size_t>& nal_sizes, bool avc = true) {
+struct Form {
+  bool avc = true;            // has parameter sets
+  bool key_frames = true;     // has a table of them; without one every sample is a key frame
+  bool wide_offsets = false;  // of 64 bits
+};
+Bytes recording(const std::vector<size_t>& nal_sizes, const Form& form = {}) {
   Bytes data;
   std::vector<size_t> sizes;
   for (size_t i = 0; i < nal_sizes.size(); i++) {
@@ -55,9 +60,10 @@ Bytes recording(const std::vector<size_t>& nal_sizes, bool avc = true) {
   size_words.insert(size_words.end(), sizes.begin(), sizes.end());
   const Bytes tkhd = Bytes(76) + be32(160U << 16) + be32(90U << 16);
   const Bytes stbl =
-      atom("stsd", sample_description(avc)) + atom("stts", table({0, 1, sizes.size(), 1000})) +
-      atom("stsc", table({0, 1, 1, sizes.size(), 1})) + atom("stco", table({0, 1, 24})) +
-      atom("stss", table(keys)) + atom("stsz", table(size_words));
+      atom("stsd", sample_description(form.avc)) + atom("stts", table({0, 1, sizes.size(), 1000})) +
+      atom("stsc", table({0, 1, 1, sizes.size(), 1})) +
+      (form.wide_offsets ? atom("co64", table({0, 1, 0, 24})) : atom("stco", table({0, 1, 24}))) +
+      (form.key_frames ? atom("stss", table(keys)) : Bytes{}) + atom("stsz", table(size_words));
   const Bytes moov = atom(
       "moov",
       atom("trak", atom("tkhd", tkhd) + atom("mdia", atom("mdhd", table({0, 0, 0, 1000, 0, 0})) +
@@ -135,6 +141,49 @@ TEST_F(VideoStreamer, StartsAtTheNearestKeyFrame) {
   EXPECT_EQ(sent[5], (Bytes{3, 0, 0, 0, 1} + Bytes(8, 0x17)));
 }
 
+// Behind the end of the time table a time is the number of a sample that does not exist.
+TEST_F(VideoStreamer, BeyondTheEndOfARecordingWithoutKeyFramesNothingIsPlayed) {
+  const Form form{.key_frames = false};
+  for (const std::vector<size_t>& sizes :
+       {std::vector<size_t>{10, 20, 30}, {30, 20, 10, 40}, {10}, {9000, 9000}}) {
+    for (const int32_t from_ms : {static_cast<int32_t>(sizes.size()) * 1000, 5000, 2147483647}) {
+      EXPECT_EQ(play(recording(sizes, form), from_ms), 0);
+      EXPECT_EQ(rig_.said(), (Words{"TIME:" + std::to_string(from_ms) + ";SCALE:1000", "data 3 14",
+                                    "TRANSCOMPLETE:a.MP4"}));
+    }
+  }
+}
+
+TEST_F(VideoStreamer, EverySecondOfARecordingWithoutKeyFramesIsPlayed) {
+  EXPECT_EQ(play(recording({10, 20, 30}, {.key_frames = false}), 2000), 0);
+  EXPECT_EQ(rig_.said(), (Words{"TIME:2000;SCALE:1000", "data 3 14", "data 3 24", "data 3 34",
+                                "TRANSCOMPLETE:a.MP4"}));
+}
+
+TEST_F(VideoStreamer, SeekBeyondTheEndEndsAPlay) {
+  rig_.context.paused = 1;
+  fake_base::on_sleep([&](uint64_t) {
+    rig_.context.paused = 0;
+    rig_.context.seek_time = 999000;
+    rig_.context.seek_pending = 1;
+  });
+  EXPECT_EQ(play(recording({10, 20, 30}, {.key_frames = false})), 0);
+  EXPECT_EQ(rig_.said(), (Words{"TIME:0;SCALE:1000", "TIME:999000;SCALE:1000", "data 3 14",
+                                "TRANSCOMPLETE:a.MP4"}));
+}
+
+TEST_F(VideoStreamer, SeekBackFromBeyondTheEndPlaysOn) {
+  rig_.context.paused = 1;
+  fake_base::on_sleep([&](uint64_t) {
+    rig_.context.paused = 0;
+    rig_.context.seek_time = 2000;
+    rig_.context.seek_pending = 1;
+  });
+  EXPECT_EQ(play(recording({10, 20, 30}, {.key_frames = false}), 999000), 0);
+  EXPECT_EQ(rig_.said(), (Words{"TIME:999000;SCALE:1000", "TIME:2000;SCALE:1000", "data 3 14",
+                                "data 3 24", "data 3 34", "TRANSCOMPLETE:a.MP4"}));
+}
+
 TEST_F(VideoStreamer, CancelledPlaySaysNothing) {
   rig_.context.cancel = 1;
   EXPECT_EQ(play(recording({10})), 0);
@@ -177,8 +226,23 @@ TEST_F(VideoStreamer, LinkThatIsDownIsWaitedFor) {
 }
 
 TEST_F(VideoStreamer, RecordingWithoutParameterSetsEndsAfterItsNotice) {
-  EXPECT_EQ(play(recording({10}, false)), -1);
+  EXPECT_EQ(play(recording({10}, {.avc = false})), -1);
   EXPECT_EQ(rig_.said(), Words{"TIME:0;SCALE:1000"});
+}
+
+// Without places of samples every sample begins where the file does: its first atom's size is
+// taken as the length of a frame, and that one frame is the whole play.
+TEST_F(VideoStreamer, RecordingWithOffsetsOf64BitsPlaysTheStartOfTheFileOnce) {
+  for (const int32_t from_ms : {0, 2000}) {
+    EXPECT_EQ(play(recording({10, 20, 30}, {.wide_offsets = true}), from_ms), 0);
+    const std::string time = "TIME:" + std::to_string(from_ms) + ";SCALE:1000";
+    EXPECT_EQ(rig_.words(rig_.next()), time);
+    EXPECT_EQ(rig_.words(rig_.next()), "data 3 14");
+    // The 16 bytes behind the size of `ftyp`: the rest of it and the size of `mdat`.
+    EXPECT_EQ(rig_.next(), (Bytes{3, 0, 0, 0, 1} + media_test::text_bytes("ftyp") + Bytes(8) +
+                            be32(8 + 14 + 24 + 34)));
+    EXPECT_EQ(rig_.said(), Words{"TRANSCOMPLETE:a.MP4"});
+  }
 }
 
 TEST_F(VideoStreamer, LengthThatLiesEndsThePlay) {
