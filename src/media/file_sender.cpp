@@ -4,6 +4,7 @@
 
 #include "base/clock.h"
 #include "base/descriptor.h"
+#include "media/media_list.h"
 #include "media/transfer_notices.h"
 #include "media/video_duration.h"
 
@@ -12,12 +13,19 @@ namespace {
 
 constexpr uint64_t kRetryUs = 1000;
 
+// Whether the offset lies at or behind the end. File systems differ in how far behind it one may
+// seek and read.
+bool is_behind_end(const TransferWork& work) {
+  return work.offset != 0 && static_cast<uint64_t>(work.offset) >= media_file_size(work.path);
+}
+
 // Opened at the offset, without a buffer of its own: chunks are read straight into datagrams.
-base::File open_at(const TransferWork& work) {
+base::File open_at(const TransferWork& work, bool behind_end) {
   base::File file(std::fopen(work.path, "rbe"));
   if (file == nullptr) return nullptr;
   std::setvbuf(file.get(), nullptr, _IONBF, 0);
-  if (work.offset != 0 && fseeko(file.get(), work.offset, SEEK_SET) != 0) return nullptr;
+  const bool seek = work.offset != 0 && !behind_end;
+  if (seek && fseeko(file.get(), work.offset, SEEK_SET) != 0) return nullptr;
   return file;
 }
 
@@ -25,7 +33,8 @@ base::File open_at(const TransferWork& work) {
 
 int32_t file_sender(WorkItem* item, TransferContext* context) {
   const TransferWork& work = item->work;
-  const base::File file = open_at(work);
+  const bool behind_end = is_behind_end(work);
+  const base::File file = open_at(work, behind_end);
   if (file == nullptr) return -1;
   char seconds[32] = "";
   if (work.kind == MEDIA_VIDEO) (void)media_video_duration(work.path, seconds, sizeof(seconds));
@@ -45,7 +54,7 @@ int32_t file_sender(WorkItem* item, TransferContext* context) {
       base::sleep_us(kRetryUs);
       continue;
     }
-    if (held == 0) held = std::fread(datagram + 1, 1, kTransferChunk, file.get());
+    if (held == 0 && !behind_end) held = std::fread(datagram + 1, 1, kTransferChunk, file.get());
     if (held == 0) break;
     if (transfer_send(datagram, 1 + held) > 0) {
       data_sent = true;
