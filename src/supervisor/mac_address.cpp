@@ -17,7 +17,7 @@ uint8_t a2x(char digit) {
 }
 
 void obtain_macaddr() {
-  // Zero behind a short line: every position read below is inside the buffer.
+  // Zero behind a short line, or none: every position read below is inside the buffer.
   char line[100] = {};
   const int read = base::read_shell_line(
       "/sbin/ifconfig usb0 | /bin/grep HWaddr | /usr/bin/awk '{print $5}'", line, sizeof(line));
@@ -26,7 +26,6 @@ void obtain_macaddr() {
     return;
   }
   std::printf("%s(line=%d):buffer=%s\n", "obtain_macaddr", 815, line);
-  if (read == 0) return;
   for (size_t i = 0; i < camera_mac.size(); i++) {
     const int high = a2x(line[3 * i]) & 0x0F;
     const int byte = high * 16 + a2x(line[3 * i + 1]);

@@ -11,7 +11,7 @@ namespace supervisor {
 extern std::array<std::atomic<uint8_t>, 6> camera_mac;
 
 // Reads the address of the USB network interface through ifconfig into camera_mac and prints it.
-// Leaves camera_mac alone when the interface shows no address.
+// An interface that shows no address gives zeros; without a pipe to it camera_mac is left alone.
 void obtain_macaddr();
 
 // One hexadecimal digit to its value; any other character prints a message and gives 0.

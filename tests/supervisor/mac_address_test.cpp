@@ -75,9 +75,24 @@ TEST_F(MacAddress, ALongLineIsReadToItsFirst99Bytes) {
   EXPECT_THAT(bytes(), ElementsAre(0xAA, 0xBB, 0xCC, 0xDD, 0xEE, 0xFF));
 }
 
-TEST_F(MacAddress, WithoutAnInterfaceTheAddressStaysZero) {
-  EXPECT_EQ(obtain().substr(0, 34), "obtain_macaddr(line=815):buffer=\n");
+TEST_F(MacAddress, WithoutAnInterfaceTheAddressBecomesZeroLineByLine) {
+  fake_base::push_shell_line("02:A5:1b:3C:d4:0E\n");
+  obtain();
+  std::string expected = "obtain_macaddr(line=815):buffer=\n";
+  for (int i = 0; i < 12; i++) expected += "a2x(line=796):error mac addr!\n";
+  for (int i = 0; i < 6; i++) {
+    expected += "obtain_macaddr(line=820):macaddr[" + std::to_string(i) + "]=0x0\n";
+  }
+  EXPECT_EQ(obtain(), expected);
   EXPECT_THAT(bytes(), ElementsAre(0, 0, 0, 0, 0, 0));
+}
+
+TEST_F(MacAddress, WithoutAPipeTheAddressIsLeftAlone) {
+  fake_base::push_shell_line("02:A5:1b:3C:d4:0E\n");
+  obtain();
+  fake_base::fail_next_pipe();
+  EXPECT_EQ(obtain(), "obtain_macaddr(line=810):popen error!\n");
+  EXPECT_THAT(bytes(), ElementsAre(0x02, 0xA5, 0x1B, 0x3C, 0xD4, 0x0E));
 }
 
 }  // namespace
