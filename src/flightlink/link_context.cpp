@@ -19,7 +19,8 @@ namespace {
 
 constexpr auto kRelaxed = std::memory_order_relaxed;
 
-std::atomic<int32_t> link_indicator_last{-1};
+std::mutex lamp_lock;              // held while the script runs
+int32_t link_indicator_last = -1;  // under lamp_lock
 
 void report_send_error(const char* function, int line) {
   std::fprintf(stderr, "%s(line=%d):send error,%s!\n", function, line, std::strerror(errno));
@@ -139,7 +140,9 @@ int peer_udp_send(const MavlinkMessage* message) {
 }
 
 void link_indicator_set(int32_t value) {
-  if (link_indicator_last.exchange(value, kRelaxed) == value) return;
+  const std::lock_guard lock(lamp_lock);
+  if (link_indicator_last == value) return;
+  link_indicator_last = value;
   char command[100];
   base::format_text(command, "/usr/local/share/script/t_gpio.sh 10 %d", value);
   base::run_shell(command);

@@ -7,7 +7,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <chrono>
 #include <csignal>
+#include <string>
 #include <thread>
 
 #include "base/descriptor.h"
@@ -174,6 +177,31 @@ TEST(LinkLamp, TheFirstValueAlwaysRunsTheScript) {
     fake_base::reset();
     link_indicator_set(0);
     EXPECT_THAT(fake_base::commands(), ElementsAre(kLampOff));
+  });
+}
+
+// One thread's script still runs when another thread sets the next value.
+TEST(LinkLamp, ValuesOfSeveralThreadsReachTheLampInTheirOrder) {
+  in_fresh_process([] {
+    fake_base::reset();
+    std::atomic<int> running{0};
+    std::atomic<bool> second_called{false};
+    std::thread second;
+    fake_base::on_command([&](const std::string& command) {
+      EXPECT_EQ(running.fetch_add(1), 0) << command << " while another script runs";
+      if (command == kLampOn) {
+        second = std::thread([&] {
+          second_called = true;
+          link_indicator_set(0);
+        });
+        while (!second_called) std::this_thread::yield();
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+      }
+      running--;
+    });
+    link_indicator_set(1);
+    second.join();
+    EXPECT_THAT(fake_base::commands(), ElementsAre(kLampOn, kLampOff));
   });
 }
 
