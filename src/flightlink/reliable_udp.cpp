@@ -193,20 +193,21 @@ int reliable_udp_init() {
   action.sa_flags = SA_RESTART;
   sigaction(SIGALRM, &action, nullptr);
   if (base::create_signal_timer(&context.timer, SIGALRM) != 0) return -1;
-  context.timer_created.store(true, kRelaxed);
+  context.timer_created.store(true, std::memory_order_release);
   if (base::start_worker(acknowledgement_thread, nullptr, 2, &context.receiver) != 0) return -1;
-  context.receiver_started.store(true, kRelaxed);
+  context.receiver_started.store(true, std::memory_order_release);
   return 0;
 }
 
 void reliable_udp_deinit() {
   ReliableUdpContext& context = reliable_udp_context;
-  if (context.timer_created.exchange(false, kRelaxed)) base::delete_signal_timer(context.timer);
+  if (context.timer_created.exchange(false, std::memory_order_acquire))
+    base::delete_signal_timer(context.timer);
   // The mutex is not destroyed: the acknowledgement thread may hold it.
   const int ack_socket = context.ack_socket.exchange(0, kRelaxed);
   // The plain call: the thread may be waiting on the socket, and it ends the next moment.
   if (ack_socket != 0) syscall(SYS_close, ack_socket);
-  if (!context.receiver_started.exchange(false, kRelaxed)) return;
+  if (!context.receiver_started.exchange(false, std::memory_order_acquire)) return;
   pthread_kill(context.receiver, SIGKILL);
   pthread_join(context.receiver, nullptr);
 }

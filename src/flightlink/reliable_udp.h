@@ -39,6 +39,8 @@ struct ReliableUdpContext {
   std::mutex ack_mutex;     // over the two
   std::atomic<int> ack_socket;
   pthread_t receiver;
+  // Each publishes the handle above that it speaks of (release, acquire): a signal handler on
+  // another thread reads both handles.
   std::atomic<bool> timer_created;
   std::atomic<bool> receiver_started;
 };

@@ -21,7 +21,6 @@
 namespace media {
 namespace {
 
-constexpr auto kRelaxed = std::memory_order_relaxed;
 constexpr int kPriority = 2;
 constexpr unsigned kSendersAtOnce = 2;  // deliberately not a mutex: a notice passes a download
 constexpr int kWaitMs = 2000;
@@ -39,10 +38,10 @@ int32_t transfer_start() {
   (void)media_rescan(&media_store);
   flightlink::set_stream_on(1);
   const int worker = base::start_worker(TransferWorkerThread, nullptr, kPriority, &context.worker);
-  context.worker_started.store(worker == 0, kRelaxed);
+  context.worker_started.store(worker == 0, std::memory_order_release);
   const int receiver =
       base::start_worker(TransferReceiverThread, nullptr, kPriority, &context.receiver);
-  context.receiver_started.store(receiver == 0, kRelaxed);
+  context.receiver_started.store(receiver == 0, std::memory_order_release);
   return worker == 0 && receiver == 0 ? 0 : -1;
 }
 
@@ -51,11 +50,11 @@ void transfer_stop() {
   media_detach_lists();
   // The first of the two ends the process. Lock, condition and semaphore are left to it: threads
   // may hold them.
-  if (context.worker_started.exchange(false, kRelaxed)) {
+  if (context.worker_started.exchange(false, std::memory_order_acquire)) {
     pthread_kill(context.worker, SIGKILL);
     pthread_join(context.worker, nullptr);
   }
-  if (context.receiver_started.exchange(false, kRelaxed)) {
+  if (context.receiver_started.exchange(false, std::memory_order_acquire)) {
     pthread_kill(context.receiver, SIGKILL);
     pthread_join(context.receiver, nullptr);
   }

@@ -75,11 +75,15 @@ struct TransferContext {
   std::atomic<int32_t> seek_time;  // ms, never negative
   std::atomic<int32_t> paused;
 
+  // Written by start-up, each published with its flag (release, acquire): a signal handler on
+  // another thread reads them.
   pthread_t worker;
   pthread_t receiver;
   std::atomic<bool> worker_started;
   std::atomic<bool> receiver_started;
 };
+
+static_assert(std::atomic<bool>::is_always_lock_free);  // a signal handler takes the flags
 
 // The one instance; zero at start.
 extern TransferContext transfer_context;

@@ -7,15 +7,20 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
 #include <regex>
 #include <string>
+#include <thread>
+#include <utility>
 
 #include "flightlink/reliable_udp.h"
 #include "media/media_files.h"
+#include "media/transfer.h"
+#include "media/transfer_context.h"
 
 // Before any worker runs, the exit handler goes through the exit list on purpose, although that is
 // no async-signal-safe work: nothing else runs yet that it could meet.
@@ -149,6 +154,35 @@ TEST(ExitHandler, WithTheAcknowledgedSenderRunningTheProcessIsKilled) {
     ASSERT_TRUE(WIFSIGNALED(ending.status)) << signal.number << " status " << ending.status;
     EXPECT_EQ(WTERMSIG(ending.status), SIGKILL) << signal.number;
     EXPECT_EQ(ending.output, signal.line);
+  }
+}
+
+// Ends the process from a thread that has seen the flag become true, and nothing else, of the
+// thread that starts the workers. Returns what was written to either stream.
+Ending ended_beside_start_up(const std::atomic<bool>& started, int (*start)()) {
+  return run([&] {
+    dup2(STDOUT_FILENO, STDERR_FILENO);
+    install_exit_handler();
+    std::thread([&started] {
+      while (!started.load(std::memory_order_relaxed)) std::this_thread::yield();
+      raise(SIGTERM);
+    }).detach();
+    if (start() != 0) _exit(78);
+    for (;;) pause();
+  });
+}
+
+// Whether the handler may read what start-up has just written is the thread sanitizer's to say.
+TEST(ExitHandler, ReadsTheHandleOfAWorkerThatIsJustBeingStarted) {
+  const std::pair<const std::atomic<bool>*, int (*)()> services[] = {
+      {&media::transfer_context.worker_started, media::transfer_start},
+      {&flightlink::reliable_udp_context.receiver_started, flightlink::reliable_udp_init},
+  };
+  for (const auto& [started, start] : services) {
+    const Ending ending = ended_beside_start_up(*started, start);
+    EXPECT_EQ(ending.output, "maintask.c: Got signal 15, program exits!\n");
+    ASSERT_TRUE(WIFSIGNALED(ending.status)) << ending.status;
+    EXPECT_EQ(WTERMSIG(ending.status), SIGKILL);
   }
 }
 
