@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <new>
 #include <utility>
@@ -21,6 +22,7 @@ FirmwarePush firmware_push{};
 namespace {
 
 constexpr uint64_t kChunkPauseUs = 500;
+constexpr uint64_t kSilenceUs = 10000000;
 
 struct Image {
   std::unique_ptr<uint8_t[]> records;
@@ -60,6 +62,11 @@ uint8_t board_state() {
   return firmware_push.state;
 }
 
+bool board_answered() {
+  const std::lock_guard lock(firmware_push.lock);
+  return firmware_push.answered;
+}
+
 void send_md5(uint8_t type) {
   char md5[kMd5Characters + 1];
   {
@@ -88,14 +95,38 @@ bool send_chunk(uint32_t index) {
   return true;
 }
 
-// Returns with the board's verdict. The repeater gets every chunk unasked, and asks only for what
-// was lost.
-void push_to(uint8_t type, uint32_t size) {
+// A request of the board whose chunks are on the way; the push's lock is held.
+void note_request(const CommandLong& command) {
   FirmwarePush& push = firmware_push;
+  push.chunk_requested = true;
+  push.request_us = base::monotonic_us();
+  for (const float slot : command.param) {
+    if (slot >= 0 && base::saturate<uint32_t>(slot) == push.count - 1) push.last_requested = true;
+  }
+}
+
+// Returns with the board's verdict, or when a board that could have the whole image is silent.
+void wait_for_verdict() {
+  FirmwarePush& push = firmware_push;
+  std::unique_lock lock(push.lock);
+  while (!is_final(push.state)) {
+    if (!push.last_requested) {
+      push.reported.wait(lock);
+      continue;
+    }
+    const uint64_t silent = base::monotonic_us() - push.request_us;
+    if (silent >= kSilenceUs) return;
+    push.reported.wait_for(lock, std::chrono::microseconds(kSilenceUs - silent));
+  }
+}
+
+// Returns when the push is over. The repeater gets every chunk unasked, and asks only for what was
+// lost.
+void push_to(uint8_t type, uint32_t size) {
   do {
     firmware_send_start(type, size);
     base::sleep_s(1);
-  } while (board_state() == 0);
+  } while (!board_answered());
   if (type == kBoardRepeater) {
     for (uint32_t i = 0; !is_final(board_state()) && send_chunk(i); i++) {
     }
@@ -105,8 +136,7 @@ void push_to(uint8_t type, uint32_t size) {
     }
     return;
   }
-  std::unique_lock lock(push.lock);
-  push.reported.wait(lock, [] { return is_final(firmware_push.state); });
+  wait_for_verdict();
 }
 
 }  // namespace
@@ -124,7 +154,7 @@ int firmware_image_prepare(uint8_t type) {
   std::memcpy(push.md5, md5, sizeof(md5));
   push.type = type;
   push.state = 0;
-  push.chunk_requested = false;
+  push.answered = push.chunk_requested = push.last_requested = false;
   return 0;
 }
 
@@ -151,8 +181,10 @@ int firmware_push_report(const CommandLong& command) {
   {
     const std::lock_guard lock(push.lock);
     if (push.records == nullptr || is_final(push.state)) return 0;
+    if (state == kFirmwareAnnounced) push.answered = true;
+    if (!push.answered && !requesting) return 0;
     push.state = state;
-    push.chunk_requested = push.chunk_requested || requesting;
+    if (push.answered && requesting) note_request(command);
     type = push.type;
     wants_md5 = state == kFirmwareAnnounced && type != kBoardRepeater && !push.chunk_requested;
   }

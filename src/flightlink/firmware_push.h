@@ -1,6 +1,8 @@
 // Pushes an image from the card to another board: announces it until the board answers, sends the
 // chunks (to the repeater all of them, to the others those that they ask for) and waits for the
-// board's verdict. One push at a time.
+// board's verdict. The gimbal and the flight controller are given up when they have asked for the
+// last chunk and then for none in 10 s: they hold up neither the next board nor this one's own
+// update. One push at a time.
 #pragma once
 
 #include <condition_variable>
@@ -22,8 +24,11 @@ struct FirmwarePush {
   uint32_t count;
   char md5[kMd5Characters + 1];
   uint8_t type;
-  uint8_t state;  // the board's last one, 0 until it has reported
-  bool chunk_requested;
+  uint8_t state;         // the board's last one, 0 until it has reported
+  bool answered;         // the board has reported state 1; nothing before that counts
+  bool chunk_requested;  // it has asked for a chunk,
+  bool last_requested;   // for the last one,
+  uint64_t request_us;   // and when it did so most recently (monotonic)
   bool running;
 };
 
@@ -39,8 +44,9 @@ int firmware_push_resume();
 
 // COMMAND_LONG 4 of the board that the image is pushed to. State 1: the gimbal and the flight
 // controller get the MD5 (once; again only if they answer again and have asked for no chunk yet).
-// State 2: the chunks that are asked for leave, 500 us apart. 3 and 5 end the push. Anything else,
-// and everything before the image has been read, is ignored. Link threads.
+// State 2: the chunks that are asked for leave, 500 us apart. 3 and 5 end the push, but for those
+// before the first state 1: they are about an earlier push. Anything else, and everything before
+// the image has been read, is ignored. Link threads.
 int firmware_push_report(const CommandLong& command);
 
 // The body of the push thread; tests call it. The argument is ignored.
