@@ -78,6 +78,8 @@ void cam_connection_lost() {
   supervisor::set_setting_pending(0);
   supervisor::set_photo_pending(0);
   supervisor::set_sd_query_pending(0);
+  // A service that was started anew does not know the time.
+  supervisor::set_clock_set_ok(0);
   camera_state.pending_photo_after_switch.store(0, kRelaxed);
   camera_state.pending_record_after_switch.store(0, kRelaxed);
   // A time-lapse ends here: its operation code is cleared, so no slice follows.

@@ -21,7 +21,7 @@ struct CameraActivityFlags {
   std::atomic<uint8_t> photo_mode;        // of the next photo's name; 0: the photo keeps its name
   std::atomic<uint8_t> photo_sequence;    // number in the next photo's name
   std::atomic<uint8_t> sd_query_pending;  // the application waits for a space report
-  std::atomic<uint8_t> clock_set_ok;      // the camera service has confirmed a clock
+  std::atomic<uint8_t> clock_set_ok;  // the camera service has confirmed a clock on this connection
   std::atomic<uint8_t> preview_stopped;
 };
 

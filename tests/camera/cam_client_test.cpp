@@ -98,12 +98,19 @@ TEST_F(CamClient, TheEndOfAConnectionClearsWhatCanNoLongerBeAnswered) {
   EXPECT_EQ(timeline(), Timeline{});
 }
 
+// The service may have been started anew, and then its clock stands at nothing.
+TEST_F(CamClient, TheEndOfAConnectionUnlocksTheClock) {
+  say(R"({"rval":0,"msg_id":2,"type":"camera_clock"})");
+  EXPECT_EQ(supervisor::get_clock_set_ok(), 1);
+  cam_connection_lost();
+  EXPECT_EQ(supervisor::get_clock_set_ok(), 0);
+}
+
 TEST_F(CamClient, TheEndOfAConnectionKeepsTheRest) {
   supervisor::set_recording(1);
   supervisor::set_record_ack_via_uart(1);
   supervisor::set_photo_mode(2);
   supervisor::set_photo_sequence(3);
-  supervisor::set_clock_set_ok(1);
   cam_json_context.SessionStarted.store(1);
   camera_state.SdStatus.store(3);
   camera_state.SdTotalKB.store(4);
@@ -114,7 +121,6 @@ TEST_F(CamClient, TheEndOfAConnectionKeepsTheRest) {
   EXPECT_EQ(supervisor::get_record_ack_via_uart(), 1);
   EXPECT_EQ(supervisor::get_photo_mode(), 2);
   EXPECT_EQ(supervisor::get_photo_sequence(), 3);
-  EXPECT_EQ(supervisor::get_clock_set_ok(), 1);
   EXPECT_EQ(cam_json_context.SessionStarted.load(), 1);
   EXPECT_EQ(cam_json_context.Token.load(), 77);
   EXPECT_EQ(camera_state.SdStatus.load(), 3);

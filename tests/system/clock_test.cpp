@@ -21,6 +21,14 @@ Frame clock_message() {
   return message(111, {0xE7, 0xEB, 0x66, 0x5E, 0x6F, 0x01, 0x00, 0x00, 0x08, 0x00, 0x00, 0x00});
 }
 
+// A settimeofday that notes its calls. A sanitizer wants to be loaded before anything else; it can
+// do without.
+Environment noting_clock() {
+  return {{"LD_PRELOAD", LIB_DIR "/libclockshim.so"},
+          {"CLOCKSHIM_LOG", kNotes},
+          {"ASAN_OPTIONS", sanitizer_options()[0].second + ":verify_asan_link_order=0"}};
+}
+
 struct Session {
   explicit Session(const Environment& environment) : maintask("", environment) {
     camera.answer_session();
@@ -30,6 +38,13 @@ struct Session {
         << maintask.process().output();
   }
   ~Session() { EXPECT_TRUE(maintask.runs()); }
+  // Sends clock messages until they are only answered, for at most 5 s.
+  bool locks() {
+    for (int tries = 0; tries < 20; tries++) {
+      if (reply_to(clock_message(), milliseconds(250)) == "00 00 6f 00 00 00 00") return true;
+    }
+    return false;
+  }
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
@@ -64,10 +79,7 @@ class ClockWatch {
 TEST(CameraClock, IsSetToldAndThenLocked) {
   const ClockWatch watch;
   std::filesystem::remove(kNotes);
-  // A sanitizer wants to be loaded before anything else; it can do without.
-  Session session({{"LD_PRELOAD", LIB_DIR "/libclockshim.so"},
-                   {"CLOCKSHIM_LOG", kNotes},
-                   {"ASAN_OPTIONS", sanitizer_options()[0].second + ":verify_asan_link_order=0"}});
+  Session session(noting_clock());
   // As long as the camera has not confirmed it, the clock is set again. A success has no reply.
   for (int i = 0; i < 2; i++) {
     const size_t texts = session.camera.mark();
@@ -80,16 +92,27 @@ TEST(CameraClock, IsSetToldAndThenLocked) {
 
   ASSERT_TRUE(session.camera.send(R"({"rval":0,"msg_id":2,"type":"camera_clock"})"));
   const size_t texts = session.camera.mark();
-  bool locked = false;
-  for (int tries = 0; tries < 20 && !locked; tries++) {
-    locked = session.reply_to(clock_message(), milliseconds(250)) == "00 00 6f 00 00 00 00";
-  }
-  EXPECT_TRUE(locked);
+  EXPECT_TRUE(session.locks());
   const std::string notes = read_file(kNotes);
   const size_t told = session.camera.count("camera_clock", texts);
   EXPECT_EQ(session.reply_to(clock_message()), "00 00 6f 00 00 00 00");
   EXPECT_EQ(read_file(kNotes), notes);
   EXPECT_EQ(session.camera.count("camera_clock", texts), told);
+}
+
+TEST(CameraClock, IsToldAgainToAServiceThatWasStartedAnew) {
+  const ClockWatch watch;
+  Session session(noting_clock());
+  ASSERT_TRUE(session.camera.send(R"({"rval":0,"msg_id":2,"type":"camera_clock"})"));
+  EXPECT_TRUE(session.locks());
+  const size_t texts = session.camera.mark();
+  session.camera.drop();
+  ASSERT_TRUE(session.camera.wait_for(CameraFake::kSessionRequest, seconds(10), texts));
+  session.peer.send(clock_message());
+  const auto told = session.camera.wait_for("camera_clock", seconds(5), texts);
+  ASSERT_TRUE(told);
+  EXPECT_NE(told->text.find(kTold), std::string::npos);
+  EXPECT_EQ(told->connection, 2);
 }
 
 TEST(CameraClock, ThatCannotBeSetIsAnsweredWith4) {
