@@ -85,10 +85,7 @@ void cam_connection_lost() {
   // A time-lapse ends here: its operation code is cleared, so no slice follows.
   camera_state.TimelapseState.store(kTimelapseIdle, kRelaxed);
   camera_state.TimelapseStopSent.store(0, kRelaxed);
-  camera_settings.default_reset_pending.store(0, kRelaxed);
-  // Both refuse a new request while an old one waits for its answer.
-  request(kResolution, confirmed(kResolution));
-  request(kColorStyle, confirmed(kColorStyle));
+  forget_unanswered();
   cam_clear_op_state();
 }
 

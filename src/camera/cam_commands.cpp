@@ -62,9 +62,15 @@ int32_t cam_switch_mode(int32_t mode) {
 
 int32_t cam_stop_preview() { return cam_send_plain(kMsgStopPreview); }
 
+int32_t cam_stop_preview_for(Setting setting) {
+  return cam_send_marked(setting, kMsgStopPreview, "{\"msg_id\":%d,\"token\":%d}", kMsgStopPreview,
+                         cam_token());
+}
+
 int32_t cam_reset_preview() {
-  return cam_send("{\"msg_id\":%d,\"param\":\"none_force\",\"token\":%d}", kMsgResetPreview,
-                  cam_token());
+  return cam_send_marked(kResolution, kMsgResetPreview,
+                         "{\"msg_id\":%d,\"param\":\"none_force\",\"token\":%d}", kMsgResetPreview,
+                         cam_token());
 }
 
 int32_t cam_query_sd() { return cam_send_plain(kMsgSdQuery); }
@@ -117,12 +123,7 @@ int32_t cam_record_request() {
   return switch_mode_for(camera_state.pending_record_after_switch, kModeVideo);
 }
 
-int32_t cam_request_default_setting() {
-  camera_settings.default_reset_pending.store(1, kRelaxed);
-  const int32_t result = cam_stop_preview();
-  if (result == kNotConnected) camera_settings.default_reset_pending.store(0, kRelaxed);
-  return result;
-}
+int32_t cam_request_default_setting() { return cam_stop_preview_for(kDefaultSetting); }
 
 int32_t cam_default_setting() { return cam_send_set(kDefaultSetting, "on"); }
 

@@ -8,24 +8,10 @@
 
 #include <cstdint>
 
-namespace camera {
+#include "camera/cam_messages.h"
+#include "camera/cam_settings.h"
 
-inline constexpr int32_t kMsgGet = 1;
-inline constexpr int32_t kMsgSet = 2;
-inline constexpr int32_t kMsgFormat = 4;
-inline constexpr int32_t kMsgSpace = 5;
-inline constexpr int32_t kMsgStreamRate = 16;
-inline constexpr int32_t kMsgSession = 257;
-inline constexpr int32_t kMsgResetPreview = 259;
-inline constexpr int32_t kMsgStopPreview = 260;
-inline constexpr int32_t kMsgStartRecord = 513;
-inline constexpr int32_t kMsgStopRecord = 514;
-inline constexpr int32_t kMsgTakePhoto = 769;
-inline constexpr int32_t kMsgSwitchMode = 772;
-inline constexpr int32_t kMsgSdQuery = 4097;
-inline constexpr int32_t kMsgTimelapseStart = 4098;
-inline constexpr int32_t kMsgTimelapsePause = 4099;
-inline constexpr int32_t kMsgTimelapseStop = 4100;
+namespace camera {
 
 // A new connection: publishes it and sends the session request, always with token 0, as its first
 // bytes. Receive thread only.
@@ -37,6 +23,7 @@ int32_t cam_take_photo();
 // The mode is not in the text: the service changes to the other one.
 int32_t cam_switch_mode(int32_t mode);
 int32_t cam_stop_preview();
+int32_t cam_stop_preview_for(Setting setting);  // marked: its answer goes on with that setting
 int32_t cam_reset_preview();
 int32_t cam_query_sd();
 int32_t cam_query_space(bool total);  // "total" or "free"

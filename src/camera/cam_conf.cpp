@@ -39,8 +39,6 @@ void apply_line(const char* line) {
     if (match == nullptr) continue;
     const size_t length = std::strlen(match);
     const int32_t value = cam_param_int(row.value_at < length ? match + row.value_at : "");
-    // Requested and confirmed: a change that differs from the confirmed one would be refused.
-    request(row.setting, value);
     confirm(row.setting, value);
     row.apply(value);
     base::sleep_ms(500);

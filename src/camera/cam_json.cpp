@@ -31,6 +31,18 @@ void send_text(CamJsonContext& context, const char* text, size_t length) {
   std::printf("%s(line=%d):send error!\n", "a12_json_send", 140);
 }
 
+// `mark` runs under SendLock, so that what it notes belongs to the connection of the text.
+template <typename Mark>
+int32_t send_if_connected(CamJsonContext& context, const char* text, size_t length, Mark mark) {
+  if (context.ConnState.load(kRelaxed) == kCamDisconnected) return disconnected();
+  const std::lock_guard lock(context.SendLock);
+  // Another sender may have found out meanwhile, after 2 s; nobody waits for that a second time.
+  if (context.ConnState.load(kRelaxed) == kCamDisconnected) return disconnected();
+  mark();
+  send_text(context, text, length);
+  return 0;
+}
+
 }  // namespace
 
 void cam_json_publish(int connection, const char* first_text, size_t length) {
@@ -49,12 +61,15 @@ void cam_json_withdraw() {
 }
 
 int32_t a12_json_send(CamJsonContext* context, const char* text, size_t length) {
-  if (context->ConnState.load(kRelaxed) == kCamDisconnected) return disconnected();
-  const std::lock_guard lock(context->SendLock);
-  // Another sender may have found out meanwhile, after 2 s; nobody waits for that a second time.
-  if (context->ConnState.load(kRelaxed) == kCamDisconnected) return disconnected();
-  send_text(*context, text, length);
-  return 0;
+  return send_if_connected(*context, text, length, [] {});
+}
+
+int32_t cam_json_send_marked(const char* text, size_t length, std::atomic<int32_t>& mark,
+                             int32_t msg_id) {
+  const int32_t result =
+      send_if_connected(cam_json_context, text, length, [&] { mark.store(msg_id, kRelaxed); });
+  if (result != 0) mark.store(0, kRelaxed);
+  return result;
 }
 
 void cam_json_disconnect() {

@@ -44,6 +44,10 @@ void cam_json_withdraw();
 // otherwise 0, also after a failed send: that shows in ConnState, and the receive thread
 // reconnects. Any thread. Blocks for at most 2 s when the service does not read.
 int32_t a12_json_send(CamJsonContext* context, const char* text, size_t length);
+// The same for a text whose answer somebody waits for: `mark` is set to `msg_id` before any answer
+// can come, and to 0 when there is no connection.
+int32_t cam_json_send_marked(const char* text, size_t length, std::atomic<int32_t>& mark,
+                             int32_t msg_id);
 
 // Ends the connection if there has ever been a session; the receive thread then connects anew.
 void cam_json_disconnect();

@@ -155,29 +155,31 @@ void preview_reset_reply(const cJSON* reply) {
   if (ok) {
     confirm(kResolution, requested(kResolution));
     base::sleep_ms(500);
-  } else {
-    request(kResolution, confirmed(kResolution));  // the same may be asked for again
   }
   base::sleep_ms(500);
   camera_ack(2, ok, confirmed(kResolution));
   base::sleep_ms(500);
+  answered(kResolution);
   supervisor::set_setting_pending(0);
 }
 
 void preview_stop_reply(const cJSON* reply) {
   supervisor::set_preview_stopped(0);
-  const bool resetting = camera_settings.default_reset_pending.load(kRelaxed) != 0;
+  const bool resetting = unanswered(kDefaultSetting) == kMsgStopPreview;
   if (succeeded(reply)) {
+    // A resolution that was asked for is told even when it is the confirmed one: the set starts the
+    // preview again.
+    const bool asked_for = unanswered(kResolution) == kMsgStopPreview;
     if (resetting) {
       cam_default_setting();
-    } else if (requested(kResolution) != confirmed(kResolution)) {
+    } else if (asked_for || requested(kResolution) != confirmed(kResolution)) {
       cam_set_resolution(requested(kResolution));
     }
     return;
   }
   camera_ack(resetting ? 9 : 2, false, confirmed(kResolution));
-  request(kResolution, confirmed(kResolution));
-  camera_settings.default_reset_pending.store(0, kRelaxed);
+  if (resetting) answered(kDefaultSetting);
+  answered(kResolution);
   supervisor::set_setting_pending(0);
 }
 

@@ -6,9 +6,22 @@
 
 #include "base/text.h"
 #include "camera/cam_json.h"
+#include "camera/cam_messages.h"
 
 namespace camera {
 namespace {
+
+struct Command {
+  char text[200];
+  size_t length;
+};
+
+Command formatted(const char* format, va_list arguments) {
+  Command command{};
+  const int wanted = std::vsnprintf(command.text, sizeof(command.text), format, arguments);
+  command.length = std::min(static_cast<size_t>(std::max(wanted, 0)), sizeof(command.text) - 1);
+  return command;
+}
 
 int32_t idle_again_on_failure(uint32_t op, int32_t result) {
   if (op != kNoOp && result == kNotConnected) cam_set_op_state(kCamOpIdle);
@@ -20,13 +33,21 @@ int32_t idle_again_on_failure(uint32_t op, int32_t result) {
 int32_t cam_token() { return cam_json_context.Token.load(std::memory_order_relaxed); }
 
 int32_t cam_send(const char* format, ...) {
-  char text[200];
   va_list arguments;
   va_start(arguments, format);
-  const int wanted = std::vsnprintf(text, sizeof(text), format, arguments);
+  const Command command = formatted(format, arguments);
   va_end(arguments);
-  const size_t length = std::min(static_cast<size_t>(std::max(wanted, 0)), sizeof(text) - 1);
-  return a12_json_send(&cam_json_context, text, length);
+  return a12_json_send(&cam_json_context, command.text, command.length);
+}
+
+int32_t cam_send_marked(Setting setting, int32_t msg_id, const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  const Command command = formatted(format, arguments);
+  va_end(arguments);
+  std::atomic<int32_t>* mark = mark_of(setting);
+  return mark != nullptr ? cam_json_send_marked(command.text, command.length, *mark, msg_id)
+                         : a12_json_send(&cam_json_context, command.text, command.length);
 }
 
 int32_t cam_send_plain(int32_t msg_id) {
@@ -34,8 +55,9 @@ int32_t cam_send_plain(int32_t msg_id) {
 }
 
 int32_t cam_send_set(Setting setting, const char* param) {
-  return cam_send("{\"msg_id\":2,\"token\":%d,\"param\":\"%s\",\"type\":\"%s\"}", cam_token(),
-                  param, setting_row(setting).type);
+  return cam_send_marked(setting, kMsgSet,
+                         "{\"msg_id\":%d,\"token\":%d,\"param\":\"%s\",\"type\":\"%s\"}", kMsgSet,
+                         cam_token(), param, setting_row(setting).type);
 }
 
 int32_t cam_set(Setting setting, int32_t value, const char* param) {

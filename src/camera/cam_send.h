@@ -14,6 +14,10 @@ inline constexpr int32_t kNotConnected = -2;  // result of a send
 // length.
 [[gnu::format(printf, 1, 2)]] int32_t cam_send(const char* format, ...);
 
+// The same for a command of a setting; if that has a mark, it waits for the answer to `msg_id`.
+[[gnu::format(printf, 3, 4)]] int32_t cam_send_marked(Setting setting, int32_t msg_id,
+                                                      const char* format, ...);
+
 // The session token of the next command.
 [[nodiscard]] int32_t cam_token();
 

@@ -69,7 +69,7 @@ int32_t cam_set_resolution(int32_t index) {
 
 int32_t cam_set_color_style(int32_t style) {
   const char* text = text_at(kColorStyles, style);
-  if (text == nullptr || requested(kColorStyle) != confirmed(kColorStyle)) return kRefused;
+  if (text == nullptr || !take_mark(kColorStyle)) return kRefused;
   return cam_set(kColorStyle, style, text);
 }
 
@@ -174,20 +174,18 @@ int32_t cam_query_resolution() { return cam_query(kResolution); }
 int32_t cam_request_resolution(int32_t index) {
   if (cam_get_mode() == kModePhoto) return 0;
   if (cam_resolution_text(index) == nullptr) return kRefused;
-  if (index == requested(kResolution)) return 0;
+  const bool unanswered_or_done =
+      unanswered(kResolution) != 0 || requested(kResolution) == confirmed(kResolution);
+  if (index == requested(kResolution) && unanswered_or_done) return 0;
   const bool low_light = confirmed(kLowLight) != 0;
   if (is_high_rate(index) && (confirmed(kAeMode) != 0 || low_light || confirmed(kPivFormat) == 1)) {
     return kRefused;
   }
   if (is_60p(index) && (low_light || shutter_priority_below(kShortestAt60p))) return kRefused;
-  const int32_t before = requested(kResolution);
   request(kResolution, index);
   supervisor::set_setting_pending(1);
-  const int32_t result = cam_stop_preview();
-  if (result == kNotConnected) {
-    request(kResolution, before);
-    supervisor::set_setting_pending(0);
-  }
+  const int32_t result = cam_stop_preview_for(kResolution);
+  if (result == kNotConnected) supervisor::set_setting_pending(0);
   return result;
 }
 

@@ -1,9 +1,10 @@
 // The camera's settings: one function each, with its rules of refusal, and the time-lapse.
 //
 // Unless said otherwise a function returns the result of a12_json_send: 0 when the text was handed
-// to the connection, -2 when there is none. A refusal sends nothing and changes nothing. Any thread
-// that holds no lock of the camera client may call; functions that set an operation code sleep 10
-// ms. "High rate", "60P" and "30P" are families of the confirmed resolution.
+// to the connection, -2 when there is none; the requested value is stored all the same. A refusal
+// sends nothing and changes nothing. Any thread that holds no lock of the camera client may call;
+// functions that set an operation code sleep 10 ms. "High rate", "60P" and "30P" are families of
+// the confirmed resolution.
 #pragma once
 
 #include <cstdint>
@@ -43,9 +44,11 @@ int32_t cam_query_resolution();
 
 // Requests that take more than one step.
 // Stops the preview; the answers set the resolution and start the preview again. 0 in photo mode
-// and for what is requested already; -1 outside the table, for high rate while the AE mode is not
-// 0, low light is on or the photo format is RAW, and for 60P while low light is on or the AE mode
-// is 2 with a shutter index below 9.
+// and for what is requested already, that is asked for and not yet answered, or confirmed. What was
+// requested and then refused, lost or never sent is nobody's request any more: it may be asked for
+// again, and so may the confirmed one, which is then told to the camera once more. -1 outside the
+// table, for high rate while the AE mode is not 0, low light is on or the photo format is RAW, and
+// for 60P while low light is on or the AE mode is 2 with a shutter index below 9.
 int32_t cam_request_resolution(int32_t index);
 // Nothing and 0 at high rate. Mode 0 also sets exposure and ISO to automatic.
 int32_t cam_apply_ae_mode(int32_t mode);

@@ -1,5 +1,7 @@
 #include "camera/cam_setting_replies.h"
 
+#include <optional>
+
 #include "camera/cam_commands.h"
 #include "camera/cam_conf.h"
 #include "camera/cam_json.h"
@@ -19,6 +21,7 @@ constexpr auto kRelaxed = std::memory_order_relaxed;
 int32_t confirm_requested(Setting setting) {
   const int32_t value = requested(setting);
   confirm(setting, value);
+  answered(setting);  // not before: the next request overwrites what was requested
   return value;
 }
 
@@ -51,7 +54,7 @@ void set_ae_mode_reply() {
 
 void set_default_reply() {
   cam_conf_remove();
-  camera_settings.default_reset_pending.store(0, kRelaxed);
+  answered(kDefaultSetting);
   acknowledge(9, 0);
 }
 
@@ -82,17 +85,20 @@ void plain_set_reply(const SettingRow& row) {
 
 // A refusal is an answer too: what waited for it may be asked for again.
 void set_refused(Setting setting) {
-  switch (setting) {
-    case kColorStyle:
-      return request(kColorStyle, confirmed(kColorStyle));
-    case kResolution:
-      request(kResolution, confirmed(kResolution));
-      return supervisor::set_setting_pending(0);
-    case kDefaultSetting:
-      return camera_settings.default_reset_pending.store(0, kRelaxed);
-    default:
-      return;
+  answered(setting);
+  if (setting == kResolution) supervisor::set_setting_pending(0);
+}
+
+// An answer that does not say to what can only be meant for the one set that waits. With two of
+// them it could be either's; both go on waiting.
+void untyped_answer() {
+  std::optional<Setting> waiting;
+  for (const Setting setting : kMarkedSettings) {
+    if (unanswered(setting) != kMsgSet) continue;
+    if (waiting) return;
+    waiting = setting;
   }
+  if (waiting) set_refused(*waiting);
 }
 
 void set_both(Setting setting, int32_t value) {
@@ -142,9 +148,11 @@ void cam_handle_get_reply(const cJSON* message) {
 }
 
 void cam_handle_set_reply(const cJSON* message) {
-  const SettingRow* row = setting_of_type(cam_setting_type_code(text_member(message, "type")));
+  const char* type = text_member(message, "type");
+  const SettingRow* row = setting_of_type(cam_setting_type_code(type));
   if (number_member(message, "rval") != 0 || row == nullptr) {
     if (row != nullptr) set_refused(row->setting);
+    if (type == nullptr) untyped_answer();
     cam_set_op_state(kCamOpIdle);
     return;
   }

@@ -1,7 +1,9 @@
 #include "camera/cam_settings.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <mutex>
 
 #include "base/bytes.h"
@@ -90,8 +92,8 @@ void cam_settings_init() {
   for (const SettingRow& row : kRows) {
     camera_settings.requested[row.setting].store(row.confirmed_default, kRelaxed);
     camera_settings.confirmed[row.setting].store(row.confirmed_default, kRelaxed);
+    camera_settings.unanswered[row.setting].store(0, kRelaxed);
   }
-  camera_settings.default_reset_pending.store(0, kRelaxed);
 }
 
 int32_t requested(Setting setting) { return camera_settings.requested[setting].load(kRelaxed); }
@@ -110,6 +112,26 @@ void confirm(Setting setting, int32_t value) {
   std::unique_lock lock(cam_json_context.StateLock, std::defer_lock);
   if (kRows[setting].guarded) lock.lock();
   camera_settings.confirmed[setting].store(value, kRelaxed);
+}
+
+int32_t unanswered(Setting setting) { return camera_settings.unanswered[setting].load(kRelaxed); }
+
+bool take_mark(Setting setting) {
+  int32_t free = 0;
+  return camera_settings.unanswered[setting].compare_exchange_strong(free, kMarkTaken, kRelaxed);
+}
+
+std::atomic<int32_t>* mark_of(Setting setting) {
+  const bool marked = std::ranges::find(kMarkedSettings, setting) != std::end(kMarkedSettings);
+  return marked ? &camera_settings.unanswered[setting] : nullptr;
+}
+
+void answered(Setting setting) { camera_settings.unanswered[setting].store(0, kRelaxed); }
+
+void forget_unanswered() {
+  for (const Setting setting : kMarkedSettings) {
+    if (unanswered(setting) > 0) answered(setting);
+  }
 }
 
 int32_t cam_get_stream_bitrate() { return confirmed(kStreamRate); }

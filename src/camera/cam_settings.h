@@ -1,9 +1,11 @@
 // CameraSettings: what has been asked of the camera and what it has confirmed, and the tables that
 // turn the application's small integers into the camera service's strings and back.
 //
-// A command function stores the requested value just before it sends; a reply with rval 0 copies it
-// to the confirmed one. All words are relaxed atomics. Those marked `guarded` in the table are in
-// addition written and read under StateLock, so that a status record never mixes two states.
+// A command function stores the requested value just before it sends, and keeps it whether or not
+// it is sent or granted: a reply with rval 0 copies it to the confirmed one. Whether an answer is
+// still awaited is another matter, and has a mark of its own. All words are relaxed atomics. Those
+// marked `guarded` in the table are in addition written and read under StateLock, so that a status
+// record never mixes two states.
 #pragma once
 
 #include <atomic>
@@ -62,12 +64,13 @@ inline constexpr int32_t kModeVideo = 1;
 struct CameraSettings {
   std::atomic<int32_t> requested[kSettingCount];
   std::atomic<int32_t> confirmed[kSettingCount];
-  std::atomic<int32_t> default_reset_pending;
+  // The msg_id whose answer a marked setting waits for; 0: none, kMarkTaken: about to be sent.
+  std::atomic<int32_t> unanswered[kSettingCount];
 };
 
 extern CameraSettings camera_settings;
 
-// Requested and confirmed values to their defaults, no reset pending.
+// Requested and confirmed values to their defaults, nothing unanswered.
 void cam_settings_init();
 
 [[nodiscard]] int32_t requested(Setting setting);
@@ -75,6 +78,20 @@ void request(Setting setting, int32_t value);
 // Both take StateLock when the setting is guarded: never while holding SendLock.
 [[nodiscard]] int32_t confirmed(Setting setting);
 void confirm(Setting setting, int32_t value);
+
+// The marks: of the colour style (one set), of the resolution (260, the set, 259: a chain) and of
+// the default settings (260, the set). Set when a text leaves (cam_send.h); cleared by any answer
+// to it, by a send that found no connection, and by the end of the connection.
+inline constexpr Setting kMarkedSettings[] = {kColorStyle, kResolution, kDefaultSetting};
+inline constexpr int32_t kMarkTaken = -1;
+[[nodiscard]] int32_t unanswered(Setting setting);
+// Takes a free mark before a set is made; the send then makes it wait or frees it. False: not free.
+[[nodiscard]] bool take_mark(Setting setting);
+// For the send: null for a setting without a mark.
+[[nodiscard]] std::atomic<int32_t>* mark_of(Setting setting);
+void answered(Setting setting);
+// The connection is gone, and with it every answer. A mark that is only taken stays its sender's.
+void forget_unanswered();
 
 // For the dispatch.
 [[nodiscard]] int32_t cam_get_stream_bitrate();

@@ -3,7 +3,9 @@
 
 #include <sys/resource.h>
 
+#include "camera/cam_commands.h"
 #include "camera/cam_json.h"
+#include "camera/cam_setters.h"
 #include "camera/cam_settings.h"
 #include "camera/cam_state.h"
 #include "camera/cam_status.h"
@@ -78,14 +80,15 @@ TEST_F(CamClient, TheEndOfAConnectionClearsWhatCanNoLongerBeAnswered) {
   supervisor::set_sd_query_pending(1);
   camera_state.pending_photo_after_switch.store(1);
   camera_state.pending_record_after_switch.store(1);
-  camera_settings.default_reset_pending.store(1);
+  cam_request_default_setting();
   cam_set_op_state(16);
+  cam_set_resolution(4);
+  cam_set_color_style(2);
   (void)timeline();
-  request(kResolution, 4);
-  request(kColorStyle, 2);
   cam_connection_lost();
-  EXPECT_EQ(requested(kResolution), 1) << "an unanswered request would refuse the next one";
-  EXPECT_EQ(requested(kColorStyle), 0);
+  for (const Setting setting : kMarkedSettings) EXPECT_EQ(unanswered(setting), 0) << setting;
+  EXPECT_EQ(requested(kResolution), 4) << "what was requested is not taken back";
+  EXPECT_EQ(requested(kColorStyle), 2);
   EXPECT_EQ(supervisor::get_record_cmd_pending(), 0);
   EXPECT_EQ(supervisor::get_mode_switch_pending(), 0);
   EXPECT_EQ(supervisor::get_setting_pending(), 0);
@@ -93,7 +96,6 @@ TEST_F(CamClient, TheEndOfAConnectionClearsWhatCanNoLongerBeAnswered) {
   EXPECT_EQ(supervisor::get_sd_query_pending(), 0);
   EXPECT_EQ(camera_state.pending_photo_after_switch.load(), 0);
   EXPECT_EQ(camera_state.pending_record_after_switch.load(), 0);
-  EXPECT_EQ(camera_settings.default_reset_pending.load(), 0);
   EXPECT_EQ(cam_get_op_state(), 0U);
   EXPECT_EQ(timeline(), Timeline{});
 }

@@ -75,6 +75,22 @@ TEST_F(CamConfBoard, BothSettingsAreGivenToTheCamera) {
   EXPECT_THAT(sent(), ElementsAre(kVivid, kDay));
 }
 
+// What is requested is the business of the command that tells it.
+TEST_F(CamConfBoard, AValueThatCannotBeToldIsNotRequested) {
+  load("colstyle=7\n", std::chrono::seconds(0));
+  EXPECT_EQ(confirmed(kColorStyle), 7);
+  EXPECT_EQ(requested(kColorStyle), 0);
+  EXPECT_THAT(sent(), IsEmpty());
+}
+
+TEST_F(CamConfBoard, WhatWasRequestedInVainDoesNotKeepTheFileFromTheCamera) {
+  request(kColorStyle, 3);
+  load("colstyle=2\n", std::chrono::seconds(0));
+  EXPECT_EQ(requested(kColorStyle), 2);
+  EXPECT_EQ(confirmed(kColorStyle), 2);
+  EXPECT_THAT(sent(), ElementsAre(kVivid));
+}
+
 TEST_F(CamConfBoard, WordsAreFoundAnywhereInALine) {
   load("# my colstyle:2;wblance=1\n\nunknown=7\nthe wblance 1", std::chrono::seconds(0));
   EXPECT_THAT(sent(), ElementsAre(kVivid, kDay)) << "one setting a line, the colour style first";

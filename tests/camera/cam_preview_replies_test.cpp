@@ -1,4 +1,5 @@
 // Answers around the preview and the stream rate: 259, 260 and 16; the ids that are ignored.
+#include "camera/cam_commands.h"
 #include "camera/cam_json.h"
 #include "camera/cam_settings.h"
 #include "camera/camera_rig.h"
@@ -62,13 +63,13 @@ TEST_F(PreviewReply, AStopWithNothingToSetSendsNothing) {
 }
 
 TEST_F(PreviewReply, AStopForADefaultResetSendsIt) {
-  camera_settings.default_reset_pending.store(1);
+  mark_of(kDefaultSetting)->store(kMsgStopPreview);
   request(kResolution, 4);
   say(R"({"rval":0,"msg_id":260})");
   EXPECT_EQ(timeline(),
             Timeline{R"({"msg_id":2,"token":77,"param":"on","type":"default_setting"})"});
   EXPECT_EQ(supervisor::get_preview_stopped(), 0);
-  EXPECT_EQ(camera_settings.default_reset_pending.load(), 1) << "its own answer clears it";
+  EXPECT_EQ(unanswered(kDefaultSetting), kMsgSet) << "its own answer clears it";
 }
 
 class PreviewStopRefusal : public PreviewReply,
@@ -85,13 +86,13 @@ TEST_P(PreviewStopRefusal, EndsAResolutionSwitch) {
 }
 
 TEST_P(PreviewStopRefusal, EndsADefaultReset) {
-  camera_settings.default_reset_pending.store(1);
+  mark_of(kDefaultSetting)->store(kMsgStopPreview);
   confirm(kResolution, 8);
   say(GetParam());
   EXPECT_EQ(timeline(), Timeline{camera_ack("09", "04", "08")});
   EXPECT_EQ(supervisor::get_preview_stopped(), 0);
   EXPECT_EQ(supervisor::get_setting_pending(), 0);
-  EXPECT_EQ(camera_settings.default_reset_pending.load(), 0);
+  EXPECT_EQ(unanswered(kDefaultSetting), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, PreviewStopRefusal,

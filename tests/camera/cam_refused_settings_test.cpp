@@ -83,7 +83,7 @@ TEST_F(RefusedSetting, ADefaultResetIsNotPendingAnyMore) {
   (void)timeline();
   refuse("default_setting");
   EXPECT_EQ(timeline(), Timeline{"sleep 10"});
-  EXPECT_EQ(camera_settings.default_reset_pending.load(), 0);
+  EXPECT_EQ(unanswered(kDefaultSetting), 0);
   // The next stop of the preview belongs to a resolution again.
   request(kResolution, 9);
   say(R"({"rval":0,"msg_id":260})");
@@ -95,13 +95,13 @@ TEST_F(RefusedSetting, ADefaultResetIsNotPendingAnyMore) {
 
 TEST_F(RefusedSetting, AnotherTypeLeavesARequestThatWaits) {
   request_9();
-  request(kColorStyle, 2);
-  camera_settings.default_reset_pending.store(1);
+  cam_set_color_style(2);
+  cam_request_default_setting();
   refuse("contrast");
-  EXPECT_EQ(requested(kResolution), 9);
+  EXPECT_EQ(unanswered(kResolution), kMsgStopPreview);
   EXPECT_EQ(supervisor::get_setting_pending(), 1);
-  EXPECT_EQ(requested(kColorStyle), 2);
-  EXPECT_EQ(camera_settings.default_reset_pending.load(), 1);
+  EXPECT_EQ(unanswered(kColorStyle), kMsgSet);
+  EXPECT_EQ(unanswered(kDefaultSetting), kMsgStopPreview);
 }
 
 TEST_F(RefusedSetting, ATimelapseStopThatMetAPendingCommandMayBeSentAgain) {

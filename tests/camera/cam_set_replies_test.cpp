@@ -191,10 +191,10 @@ TEST_F(SetReply, AShutterPriorityAsksForTheShutter) {
 }
 
 TEST_F(SetReply, ADefaultResetRemovesTheSettingsFile) {
-  camera_settings.default_reset_pending.store(1);
+  mark_of(kDefaultSetting)->store(2);
   confirm_type("default_setting");
   EXPECT_EQ(timeline(), (Timeline{"run rm /pref/cam.conf", camera_ack("09", "00", "00")}));
-  EXPECT_EQ(camera_settings.default_reset_pending.load(), 0);
+  EXPECT_EQ(unanswered(kDefaultSetting), 0);
   EXPECT_EQ(cam_get_op_state(), kOp);
 }
 

@@ -153,7 +153,9 @@ TEST_F(Setters, AColourChangeWaitsForTheAnswerToTheOneBefore) {
   (void)cam_set_color_style(2);
   EXPECT_EQ(timeline(), Timeline{});
   EXPECT_EQ(requested(kColorStyle), 1);
-  confirm(kColorStyle, 1);
+  say(R"({"rval":0,"msg_id":2,"type":"color_style"})");
+  EXPECT_EQ(confirmed(kColorStyle), 1);
+  (void)timeline();
   EXPECT_EQ(cam_set_color_style(2), 0);
   EXPECT_EQ(timeline(), (Timeline{"sleep 10", set_text("VIVID", "color_style")}));
 }

@@ -39,6 +39,7 @@ class ResolutionRequest : public CameraTest {
     EXPECT_EQ(requested(kResolution), index);
     EXPECT_EQ(supervisor::get_setting_pending(), 1);
     supervisor::set_setting_pending(0);
+    answered(kResolution);
     request(kResolution, 4);
   }
 };
@@ -56,7 +57,8 @@ TEST_F(ResolutionRequest, DoesNothingInPhotoMode) {
 
 TEST_F(ResolutionRequest, DoesNothingForWhatIsRequestedAlready) {
   expect_refused(4);
-  request(kResolution, 6);
+  EXPECT_EQ(cam_set_resolution(6), 0);
+  (void)timeline();
   expect_refused(6);
 }
 
@@ -124,18 +126,18 @@ class SettingRequest : public CameraTest {};
 
 TEST_F(SettingRequest, ADefaultResetStopsThePreviewFirst) {
   EXPECT_EQ(cam_request_default_setting(), 0);
-  EXPECT_EQ(camera_settings.default_reset_pending.load(), 1);
+  EXPECT_EQ(unanswered(kDefaultSetting), kMsgStopPreview);
   say(R"({"rval":0,"msg_id":260})");
   say(R"({"rval":0,"msg_id":2,"type":"default_setting"})");
   EXPECT_EQ(timeline(), (Timeline{kStopPreview, set_text("on", "default_setting"),
                                   "run rm /pref/cam.conf", camera_ack("09", "00", "00")}));
-  EXPECT_EQ(camera_settings.default_reset_pending.load(), 0);
+  EXPECT_EQ(unanswered(kDefaultSetting), 0);
 }
 
 TEST_F(SettingRequest, WithoutAConnectionNoResetIsPending) {
   disconnect();
   printed_by([] { EXPECT_EQ(cam_request_default_setting(), -2); });
-  EXPECT_EQ(camera_settings.default_reset_pending.load(), 0);
+  EXPECT_EQ(unanswered(kDefaultSetting), 0);
 }
 
 TEST_F(SettingRequest, AManualAeModeIsOnlySet) {

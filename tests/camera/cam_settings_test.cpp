@@ -38,13 +38,13 @@ TEST_F(CamSettings, TheDefaultsAreRequestedAndConfirmed) {
   for (int setting = 0; setting < kSettingCount; setting++) {
     settle(static_cast<Setting>(setting), 99);
   }
-  camera_settings.default_reset_pending.store(1);
+  for (const Setting setting : kMarkedSettings) mark_of(setting)->store(2);
   cam_settings_init();
   for (const auto& [setting, value] : kDefaults) {
     EXPECT_EQ(requested(setting), value) << "setting " << setting;
     EXPECT_EQ(confirmed(setting), value) << "setting " << setting;
   }
-  EXPECT_EQ(camera_settings.default_reset_pending.load(), 0);
+  for (const Setting setting : kMarkedSettings) EXPECT_EQ(unanswered(setting), 0) << setting;
 }
 
 TEST_F(CamSettings, RequestedAndConfirmedAreTwoValues) {

@@ -120,7 +120,7 @@ CameraTest::CameraTest() {
   EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()), 0);
   connection_.reset(ends[0]);
   service_.reset(ends[1]);
-  camera::cam_json_publish(connection_.get(), "first", 5);
+  reconnect();
   seen_events_ = fake_base::events().size();
   take_traffic();
   timeline_.clear();
@@ -154,6 +154,12 @@ void CameraTest::say(std::string_view text) {
 }
 
 void CameraTest::disconnect() { camera::cam_json_withdraw(); }
+
+void CameraTest::reconnect() {
+  camera::cam_json_publish(connection_.get(), "first", 5);
+  std::array<char, 8> first{};
+  EXPECT_EQ(recv(service_.get(), first.data(), first.size(), MSG_DONTWAIT), 5);
+}
 
 void CameraTest::settle(camera::Setting setting, int32_t value) {
   camera::request(setting, value);
@@ -216,7 +222,7 @@ void CameraTest::on_base_event() {
   take_base_events(true);
   take_traffic();
   take_base_events(false);
-  if (look_) look_();
+  if (const auto look = look_) look();  // a copy: it may put another in its place
 }
 
 Timeline CameraTest::timeline() {

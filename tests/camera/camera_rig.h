@@ -60,6 +60,8 @@ class CameraTest : public fake_base::FakeBaseTest {
   [[nodiscard]] Timeline timeline();
   // No connection to the camera service any more.
   static void disconnect();
+  // And one again.
+  void reconnect();
   // The service goes away without a word: the next send fails.
   void break_connection() { service_.reset(); }
   // Runs at every sleep, before the code under test goes on.

@@ -192,7 +192,7 @@ TEST_F(SettingControl, ARecordingKeepsCardResolutionAndDefaults) {
   supervisor::set_recording(1);
   for (const int sub : {1, 2, 9}) expect_refused(setting(sub, 0), "recording");
   EXPECT_EQ(supervisor::get_setting_pending(), 0);
-  EXPECT_EQ(camera::camera_settings.default_reset_pending.load(), 0);
+  EXPECT_EQ(camera::unanswered(camera::kDefaultSetting), 0);
   EXPECT_EQ(camera::requested(camera::kResolution), 4);
 }
 
@@ -217,7 +217,7 @@ TEST_F(SettingControl, Sub8AppliesAnAeModeWithItsSettings) {
 TEST_F(SettingControl, Sub9AsksForTheDefaultSettings) {
   EXPECT_EQ(setting_control(setting(9, 0)), 0);
   EXPECT_EQ(service_.sent(), R"({"msg_id":260,"token":7})");
-  EXPECT_EQ(camera::camera_settings.default_reset_pending.load(), 1);
+  EXPECT_EQ(camera::unanswered(camera::kDefaultSetting), camera::kMsgStopPreview);
 }
 
 TEST_F(SettingControl, Sub16TakesItsEightValues) {
