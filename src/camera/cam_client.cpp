@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 
+#include <algorithm>
 #include <csignal>
 
 #include "base/clock.h"
@@ -25,6 +26,7 @@ constexpr uint16_t kServicePort = 7878;
 constexpr int kPollMs = 2000;
 constexpr time_t kSendTimeoutS = 2;
 constexpr size_t kReadSize = 4096;
+constexpr int kManySilent = 10;
 constexpr auto kRelaxed = std::memory_order_relaxed;
 
 bool connect_to_service(const base::Descriptor& connection) {
@@ -41,18 +43,32 @@ bool connect_to_service(const base::Descriptor& connection) {
          0;
 }
 
-// Returns when the connection has ended.
-void serve(CamJsonContext& context, int connection) {
+// Returns when the connection has ended: whether it has brought anything.
+bool serve(CamJsonContext& context, int connection) {
   static char text[kReadSize + 1];  // receive thread only; a full read is still a terminated text
+  bool heard = false;
   while (context.ConnState.load(kRelaxed) == kCamConnected) {
     pollfd readable{connection, POLLIN, 0};
     const int ready = poll(&readable, 1, kPollMs);
-    if (ready < 0) return;
+    if (ready < 0) break;
     if (ready == 0) continue;
     const ssize_t received = recv(connection, text, kReadSize, 0);
-    if (received < 1) return;
+    if (received < 1) break;
+    heard = true;
     text[received] = '\0';
     cam_handle_message(&context, text, static_cast<size_t>(received));
+  }
+  return heard;
+}
+
+// A service that takes connections only to close them must not keep this thread, which other work
+// has to wait for, from ever pausing. `silent` counts the connections in a row that brought
+// nothing.
+void pause_after_silence(int silent) {
+  if (silent >= kManySilent) {
+    base::sleep_s(2);
+  } else if (silent > 0) {
+    base::sleep_ms(1);
   }
 }
 
@@ -95,18 +111,20 @@ void* cam_json_thread(void* argument) {
   auto& context = *static_cast<CamJsonContext*>(argument);
   base::detach_self();
   cam_json_withdraw();
-  for (;;) {
-    const base::Descriptor connection(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  for (int silent = 0;;) {
+    base::Descriptor connection(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (!connection.open()) return nullptr;
     if (!connect_to_service(connection)) {
       base::sleep_s(2);
       continue;
     }
     cam_start_session(connection.get());
-    serve(context, connection.get());
+    silent = serve(context, connection.get()) ? 0 : std::min(silent + 1, kManySilent);
     // Withdrawn before it is closed: no sender can still hold the number.
     cam_json_withdraw();
     cam_connection_lost();
+    connection.reset();
+    pause_after_silence(silent);
   }
 }
 
