@@ -19,7 +19,8 @@ namespace fs = std::filesystem;
 class CopyFolder {
  public:
   CopyFolder() {
-    char name[] = "/tmp/board_test.XXXXXX";
+    // With a space, as the path of a repository may have one.
+    char name[] = "/tmp/board test.XXXXXX";
     if (::mkdtemp(name) == nullptr) throw std::system_error(errno, std::generic_category(), name);
     path_ = name;
     fs::create_directory(path_ + "/bin");
@@ -71,17 +72,24 @@ std::string shared_file(const std::string& path) {
   return to;
 }
 
+std::string start_folder(User user) {
+  const bool elsewhere = user == User::kOrdinary && ::geteuid() == 0;
+  return elsewhere ? copy_folder() : fs::current_path().string();
+}
+
 std::vector<std::string> board_command(User user, const std::vector<std::string>& arguments) {
   std::vector<std::string> command;
   if (user == User::kOrdinary && ::geteuid() == 0) {
     // The search path of root holds folders that are closed to others, and an ordinary one no sbin;
-    // and the folder of this run's reports is closed as well.
+    // the folder of this run's reports is closed as well, and so is the current directory if the
+    // repository lies in root's home.
     command = {"setpriv",
                "--reuid=65534",
                "--regid=65534",
                "--clear-groups",
                "env",
                "--unset=GTEST_OUTPUT",
+               "--chdir=" + start_folder(user),
                "PATH=/usr/local/bin:/usr/bin:/bin",
                copy_folder() + "/board/board"};
   } else {

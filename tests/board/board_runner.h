@@ -21,6 +21,10 @@ enum class User { kCaller, kOrdinary };
 [[nodiscard]] std::vector<std::string> board_command(User user,
                                                      const std::vector<std::string>& arguments);
 
+// The directory in which that command starts: the caller's current one, or copy_folder() for uid
+// 65534.
+[[nodiscard]] std::string start_folder(User user);
+
 // A folder that every user can read, made on first use and removed when the process ends; holds
 // "board/" and, under "bin/", whatever shared_file has copied.
 [[nodiscard]] const std::string& copy_folder();

@@ -165,11 +165,24 @@ TEST_P(Board, OwnProfileAndBoundFilesAreShown) {
 
 TEST_P(Board, RepositoryAndCurrentDirectoryAreAtTheirPaths) {
   EXPECT_EQ(printed("pwd; test -x \"$(command -v node)\" && node -p 6*7"),
-            std::filesystem::current_path().string() + "\n42\n");
+            start_folder(GetParam()) + "\n42\n");
   if (GetParam() == User::kCaller) {
-    EXPECT_EQ(printed("ls -d " SOURCE_DIR "/board/board"), SOURCE_DIR "/board/board\n");
+    EXPECT_EQ(printed("ls -d '" SOURCE_DIR "/board/board'"), SOURCE_DIR "/board/board\n");
   }
   EXPECT_THAT(run_script(GetParam(), "touch /usr/x").output, HasSubstr("Read-only file system"));
+}
+
+// As the build folder is when root has cloned into its home.
+TEST_P(Board, StartsFromADirectoryThatIsClosedToOthers) {
+  const std::string before = std::filesystem::current_path();
+  const std::string closed = copy_folder() + "/closed to others";
+  std::filesystem::create_directory(closed);
+  std::filesystem::permissions(closed, std::filesystem::perms::owner_all);
+  std::filesystem::current_path(closed);
+  const Outcome outcome = run_script(GetParam(), "echo started");
+  std::filesystem::current_path(before);
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.output, "started\n");
 }
 
 // The rights are looked at and never tried: a board that had them would change this machine.
@@ -183,12 +196,14 @@ TEST_P(Board, HasNoRightToSetTheClockToRebootOrToLoadModules) {
 TEST_P(Board, ClockShimRecordsTheCallAndSucceeds) {
   const std::string shim = shared_file(CLOCK_SHIM);
   const std::string program = shared_file(INSIDE_TEST);
-  // Sanitizers insist on being first in a program; the shim is without one.
+  // Sanitizers insist on being first in a program; the shim is without one. A path in LD_PRELOAD
+  // ends at a space.
   const std::string script =
-      "export ASAN_OPTIONS=verify_asan_link_order=0 CLOCKSHIM_LOG=/tmp/clock.log; LD_PRELOAD=" +
-      shim + " " + program + " --set-clock 1500000000 && cat /tmp/clock.log";
-  const Outcome outcome = run_board(
-      GetParam(), {"exec", "--bind", copy_folder(), copy_folder(), "--", "bash", "-c", script});
+      "export ASAN_OPTIONS=verify_asan_link_order=0 CLOCKSHIM_LOG=/tmp/clock.log;"
+      "LD_PRELOAD=/run/libclockshim.so /run/program --set-clock 1500000000 && cat /tmp/clock.log";
+  const Outcome outcome =
+      run_board(GetParam(), {"exec", "--bind", shim, "/run/libclockshim.so", "--bind", program,
+                             "/run/program", "--", "bash", "-c", script});
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.output, "1500000000 0\n");
 }
