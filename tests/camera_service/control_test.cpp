@@ -237,7 +237,8 @@ TEST_F(ControlCommands, WrongCommandsAreRefusedInWords) {
 }
 
 TEST_F(ControlCommands, ProgramIsAClientOfItself) {
-  const std::string ctl = BIN_DIR "/camera_service ctl --control " + program_.control() + " ";
+  const std::string program = "\"" BIN_DIR "/camera_service\" ctl --control ";
+  const std::string ctl = program + program_.control() + " ";
   const CommandResult set = run_command(ctl + "rval 772 -9 1");
   EXPECT_EQ(set.status, 0);
   EXPECT_EQ(set.output, "");
@@ -246,7 +247,7 @@ TEST_F(ControlCommands, ProgramIsAClientOfItself) {
   const CommandResult refused = run_command(ctl + "nonsense");
   EXPECT_EQ(refused.status, 1);
   EXPECT_EQ(refused.output, "camera_service: there is no command \"nonsense\"; see help\n");
-  EXPECT_EQ(run_command(BIN_DIR "/camera_service ctl --control /nonexistent/ctl state").status, 2);
+  EXPECT_EQ(run_command(program + "/nonexistent/ctl state").status, 2);
 }
 
 TEST(ControlScript, LinesOfAScriptAreCarriedOutAtStart) {

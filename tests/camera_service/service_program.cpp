@@ -40,7 +40,7 @@ ServiceProgram::ServiceProgram(const std::string& options, const std::string& wr
   std::string prefix = wrapper;
   for (size_t at = prefix.find("CARD"); at != std::string::npos; at = prefix.find("CARD"))
     prefix.replace(at, 4, card());
-  std::string command = "exec " BIN_DIR "/camera_service --port 0 --card " + card() +
+  std::string command = "exec \"" BIN_DIR "/camera_service\" --port 0 --card " + card() +
                         " --control " + control() + " " + options;
   if (!prefix.empty()) command = "mkdir -p " + card() + "; exec " + prefix + " '" + command + "'";
   const std::string output = folder_ / "output";

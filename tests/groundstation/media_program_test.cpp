@@ -293,8 +293,8 @@ TEST(MediaProgram, PlayKeys) {
   Folder folder;
   const std::string command = fmt::format(
       "(sleep 0.2; printf p; sleep 0.2; printf r; sleep 0.1; printf 5; sleep 0.1; printf q) | "
-      "{}/groundstation --camera 127.0.0.1 --bind 127.0.0.1 media --port {} play B.MP4 --keys -o "
-      "{} >/dev/null",
+      "\"{}/groundstation\" --camera 127.0.0.1 --bind 127.0.0.1 media --port {} play B.MP4 --keys "
+      "-o {} >/dev/null",
       BIN_DIR, camera.port(), folder / "b.h264");
   EXPECT_EQ(std::system(command.c_str()), 0);
   const auto requests = camera.requests();

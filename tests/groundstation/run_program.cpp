@@ -41,8 +41,8 @@ ProgramResult run_program(const std::string& arguments, const std::string& input
   const std::string out = temporary_path("out");
   const std::string err = temporary_path("err");
   std::ofstream(in) << input;
-  const std::string command =
-      fmt::format("{} {}/groundstation {} <{} >{} 2>{}", before, BIN_DIR, arguments, in, out, err);
+  const std::string command = fmt::format("{} \"{}/groundstation\" {} <{} >{} 2>{}", before,
+                                          BIN_DIR, arguments, in, out, err);
   const int status = std::system(command.c_str());
   ProgramResult result{WIFEXITED(status) ? WEXITSTATUS(status) : -1, read_file(out),
                        read_file(err)};

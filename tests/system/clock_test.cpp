@@ -13,6 +13,7 @@ namespace {
 using namespace support;  // NOLINT
 
 constexpr const char* kNotes = "/tmp/clock.log";
+constexpr const char* kShim = "/tmp/libclockshim.so";
 constexpr const char* kTold =
     R"({"msg_id":2,"token":7,"type":"camera_clock","param":"2020-01-01 08:00:00"})";
 
@@ -24,7 +25,10 @@ Frame clock_message() {
 // A settimeofday that notes its calls. A sanitizer wants to be loaded before anything else; it can
 // do without.
 Environment noting_clock() {
-  return {{"LD_PRELOAD", LIB_DIR "/libclockshim.so"},
+  // A path in LD_PRELOAD ends at a space.
+  std::filesystem::remove(kShim);
+  std::filesystem::create_symlink(LIB_DIR "/libclockshim.so", kShim);
+  return {{"LD_PRELOAD", kShim},
           {"CLOCKSHIM_LOG", kNotes},
           {"ASAN_OPTIONS", sanitizer_options()[0].second + ":verify_asan_link_order=0"}};
 }

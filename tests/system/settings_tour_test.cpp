@@ -26,9 +26,10 @@ struct Told {
 // Runs the lines in one shell of the ground station, on one link.
 Told ground(const std::string& lines) {
   write_file(kLines, lines);
-  const std::string command =
-      std::string("exec on-peer " BIN_DIR "/groundstation --json --timeout 20 shell <") + kLines;
-  const CommandResult run = run_command({"sh", "-c", command}, seconds(240), sanitizer_options());
+  const CommandResult run =
+      run_command({"sh", "-c", "exec on-peer \"$0\" --json --timeout 20 shell <\"$1\"",
+                   BIN_DIR "/groundstation", kLines},
+                  seconds(240), sanitizer_options());
   Told told{run.status, {}, run.output};
   std::istringstream stream(run.output);
   for (std::string line; std::getline(stream, line);) {

@@ -90,7 +90,7 @@ TEST(CrashSignal, PrintsTheFaultAndABacktraceThatBeginsThere) {
 TEST(Start, RunsWithoutStandardDescriptors) {
   PeerLink peer;
   peer.keep_alive();
-  ChildProcess closed({"sh", "-c", "exec " BIN_DIR "/maintask 0<&- 1>&- 2>&-"},
+  ChildProcess closed({"sh", "-c", "exec \"$0\" 0<&- 1>&- 2>&-", BIN_DIR "/maintask"},
                       sanitizer_options());
   ASSERT_TRUE(peer.wait_for_id(0, seconds(15), 0));
   ASSERT_TRUE(peer.wait_for_id(0, seconds(15), peer.mark()));  // the link holds
