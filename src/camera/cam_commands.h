@@ -29,7 +29,7 @@ int32_t cam_query_sd();
 int32_t cam_query_space(bool total);  // "total" or "free"
 
 int32_t cam_format_sd();
-int32_t cam_cmd_2817();  // before a firmware update
+int32_t cam_cmd_2817();  // 1 s after this board's new firmware has been moved into its place
 // Requests that the service knows and nothing in this system needs.
 int32_t cam_cmd_773();
 int32_t cam_cmd_2561();

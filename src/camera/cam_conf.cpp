@@ -54,7 +54,7 @@ void save_line(const ConfRow& row, int32_t baseline) {
   base::run_shell(command);
 }
 
-// One shot, default scheduling; owns nothing.
+// One shot, with the scheduling of the receive thread that starts it; owns nothing.
 void* load_thread(void*) {
   base::detach_self();
   cam_conf_load(&cam_conf_owner);

@@ -198,8 +198,9 @@ int firmware_push_report(const CommandLong& command) {
   return 0;
 }
 
-// Default scheduling. Owns the push from the reading of the image to the board's verdict; shares
-// the record under its lock. Ends with the push; the next one is started by a HEARTBEAT.
+// SCHED_RR 2, inherited from the peer thread. Owns the push from the reading of the image to the
+// board's verdict; shares the record under its lock. Ends with the push; the next one is started by
+// a HEARTBEAT.
 void* FirmwarePushThread(void*) {
   base::detach_self();
   FirmwarePush& push = firmware_push;

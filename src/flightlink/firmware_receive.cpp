@@ -174,8 +174,8 @@ int firmware_chunk(uint8_t length, const uint8_t* data) {
   return 0;
 }
 
-// Default scheduling. Asks for chunks under the receive lock's protection, then owns the image
-// alone; runs once and ends when the image is in place or has failed.
+// Scheduled as the link thread that starts it. Asks for chunks under the receive lock's protection,
+// then owns the image alone; runs once and ends when the image is in place or has failed.
 void* FirmwareReceiveThread(void*) {
   base::detach_self();
   fw_step_set(kStepTransfer);

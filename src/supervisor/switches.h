@@ -23,8 +23,9 @@ int32_t get_video_flowing();
 // Stores 1 for any non-zero argument.
 void set_video_flowing(int32_t on);
 
-// Start-up: reads the marker files of the card. The factory test marker empties both media folders,
-// which takes 3 s, before any service has seen them.
+// Start-up, once the services run: reads the marker files of the card. The factory test marker has
+// the photo and the video folder emptied, for which start-up waits 3 s. The media lists, which are
+// read before, name the old files until the next rescan.
 void read_marker_files();
 
 }  // namespace supervisor
