@@ -1,27 +1,24 @@
 // MAC binding on the board: the real iptables, read back and proved by traffic from two stations.
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <poll.h>
-#include <sched.h>
 #include <sys/socket.h>
 
 #include <cctype>
-#include <cstdlib>
 #include <string>
-#include <thread>
-#include <vector>
 
 #include "base/descriptor.h"
 #include "flightlink/mac_bind.h"
 #include "support/board_files.h"
 #include "support/child_process.h"
+#include "support/station.h"
 
 namespace flightlink {
 namespace {
 
 using base::Descriptor;
+using support::Station;
 
 const std::string kTable = "/tmp/macset.txt";
 const std::string kSecondMac = "02:4b:9c:de:f0:70";
@@ -48,48 +45,9 @@ sockaddr_in board_address(uint16_t port) {
   return to;
 }
 
-// A station on the radio, in a network namespace of its own.
-struct Station {
-  std::string network;
-  std::string mac;
-
-  [[nodiscard]] int in_its_network(const std::string& script) const {
-    return support::run_command({"on-peer", "sh", "-c", script}, support::seconds(20),
-                                {{"BOARD_PEER_NETNS", network}})
-        .status;
-  }
-  // Whether the board answers it. The first of the tries may be lost while addresses are learnt.
-  [[nodiscard]] bool reaches_the_board() const {
-    return in_its_network(
-               "ping -q -c1 -W1 192.168.31.1 >/dev/null || "
-               "ping -q -c1 -W1 192.168.31.1 >/dev/null") == 0;
-  }
-  // A connection of this station: only the thread that makes the socket moves to its network.
-  [[nodiscard]] Descriptor connect_to(uint16_t port) const {
-    Descriptor made;
-    std::thread([&] {
-      const Descriptor there(open(network.c_str(), O_RDONLY | O_CLOEXEC));
-      ASSERT_EQ(setns(there.get(), CLONE_NEWNET), 0);
-      made = Descriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-      const sockaddr_in to = board_address(port);
-      ASSERT_EQ(connect(made.get(), reinterpret_cast<const sockaddr*>(&to), sizeof(to)), 0);
-    }).join();
-    return made;
-  }
-};
-
 class MacBindBoard : public ::testing::Test {
  protected:
-  static void SetUpTestSuite() {
-    const char* script =
-        "ip netns add second &&"
-        "on-peer ip link add link wlan0 name wlan0 netns second address 02:4b:9c:de:f0:70"
-        "  type macvlan mode bridge &&"
-        "export BOARD_PEER_NETNS=/run/netns/second &&"
-        "on-peer ip link set wlan0 up && on-peer ip address add 192.168.31.112/24 dev wlan0";
-    const support::CommandResult made = support::run_command({"bash", "-c", script});
-    ASSERT_EQ(made.status, 0) << made.output;
-  }
+  static void SetUpTestSuite() { other_ = support::add_second_station(); }
   // The filter is up while a test may fail: nothing of it may reach the next one.
   MacBindBoard() { clear_mac_table(); }
   ~MacBindBoard() override { clear_mac_table(); }
@@ -104,7 +62,9 @@ class MacBindBoard : public ::testing::Test {
     const sockaddr_in here = board_address(8866);
     EXPECT_EQ(bind(server.get(), reinterpret_cast<const sockaddr*>(&here), sizeof(here)), 0);
     EXPECT_EQ(listen(server.get(), 1), 0);
-    const Descriptor phone = station.connect_to(8866);
+    const Descriptor phone = station.open_socket(SOCK_STREAM);
+    const sockaddr_in to = board_address(8866);
+    EXPECT_EQ(connect(phone.get(), reinterpret_cast<const sockaddr*>(&to), sizeof(to)), 0);
     pollfd waiting{server.get(), POLLIN, 0};
     EXPECT_EQ(poll(&waiting, 1, 3000), 1);
     const Descriptor accepted(accept(server.get(), nullptr, nullptr));
@@ -113,9 +73,10 @@ class MacBindBoard : public ::testing::Test {
     return result;
   }
 
-  const Station phone_{std::getenv("BOARD_PEER_NETNS"), std::getenv("BOARD_PEER_MAC")};
-  const Station other_{"/run/netns/second", kSecondMac};
+  const Station phone_ = support::peer_station();
+  static Station other_;
 };
+Station MacBindBoard::other_;
 
 TEST_F(MacBindBoard, WithoutBindingEveryStationGetsThrough) {
   EXPECT_EQ(rules(), kOpenRules);

@@ -5,34 +5,19 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <poll.h>
-#include <sched.h>
 #include <sys/socket.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <thread>
 
 namespace support {
 namespace {
 
-// A socket stays in the network namespace of the thread that made it.
-int open_in_peer_namespace(int receive_buffer) {
-  const char* path = std::getenv("BOARD_PEER_NETNS");
-  const base::Descriptor name(path == nullptr ? -1 : open(path, O_RDONLY | O_CLOEXEC));
-  if (!name.open() || setns(name.get(), CLONE_NEWNET) != 0) return -1;
-  const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  if (receive_buffer != 0) {
-    setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &receive_buffer, sizeof(receive_buffer));
-  }
-  return fd;
-}
-
-bool try_connect(int fd, milliseconds limit) {
+bool try_connect(int fd, const std::string& host, milliseconds limit) {
   fcntl(fd, F_SETFL, O_NONBLOCK);
   sockaddr_in board{};
   board.sin_family = AF_INET;
   board.sin_port = htons(8866);
-  inet_pton(AF_INET, "192.168.31.1", &board.sin_addr);
+  inet_pton(AF_INET, host.c_str(), &board.sin_addr);
   if (connect(fd, reinterpret_cast<const sockaddr*>(&board), sizeof(board)) != 0) {
     pollfd connected{fd, POLLOUT, 0};
     if (poll(&connected, 1, static_cast<int>(limit.count())) != 1) return false;
@@ -46,12 +31,15 @@ bool try_connect(int fd, milliseconds limit) {
 
 }  // namespace
 
-AppClient::AppClient(Until until, int receive_buffer, milliseconds limit) {
+AppClient::AppClient(Until until, int receive_buffer, milliseconds limit, const Station& from) {
   const bool reached = poll_until(
       [&] {
         ended_ = false;
-        std::thread([&] { socket_.reset(open_in_peer_namespace(receive_buffer)); }).join();
-        if (!socket_.open() || !try_connect(socket_.get(), limit)) return false;
+        socket_ = from.open_socket(SOCK_STREAM);
+        if (receive_buffer != 0) {
+          setsockopt(socket_.get(), SOL_SOCKET, SO_RCVBUF, &receive_buffer, sizeof(receive_buffer));
+        }
+        if (!socket_.open() || !try_connect(socket_.get(), from.board, limit)) return false;
         return until == Until::kConnected || wait_for_bytes({}, seconds(2));
       },
       limit);

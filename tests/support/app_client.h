@@ -1,5 +1,5 @@
-// A TCP application on the peer's side of the board's network, 192.168.31.111, port 8866 of the
-// board.
+// A TCP application on the peer's side of the board's network, 192.168.31.111, or on another
+// station; port 8866 of the board.
 #pragma once
 
 #include <span>
@@ -8,6 +8,7 @@
 #include "base/descriptor.h"
 #include "support/mavlink.h"
 #include "support/patience.h"
+#include "support/station.h"
 
 namespace support {
 
@@ -20,7 +21,7 @@ class AppClient {
   // the size of the socket's buffer; 0 leaves it to the system. The test fails when the limit
   // passes.
   explicit AppClient(Until until = Until::kServed, int receive_buffer = 0,
-                     milliseconds limit = seconds(10));
+                     milliseconds limit = seconds(10), const Station& from = peer_station());
 
   // A good frame; false when the connection has ended.
   bool send(const Frame& frame) { return send_bytes(encode(frame)); }

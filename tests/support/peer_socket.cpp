@@ -1,17 +1,16 @@
 #include "support/peer_socket.h"
 
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
-#include <sched.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 
 #include <array>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
+
+#include "support/station.h"
 
 namespace support {
 namespace {
@@ -24,12 +23,8 @@ sockaddr_in address(const char* host, uint16_t port) {
   return result;
 }
 
-// A socket stays in the network namespace of the thread that made it.
 int open_in_peer_namespace(uint16_t port) {
-  const char* path = std::getenv("BOARD_PEER_NETNS");
-  const base::Descriptor name(path == nullptr ? -1 : open(path, O_RDONLY | O_CLOEXEC));
-  if (!name.open() || setns(name.get(), CLONE_NEWNET) != 0) return -1;
-  base::Descriptor socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  base::Descriptor socket = peer_station().open_socket(SOCK_DGRAM);
   if (!socket.open()) return -1;
   const int buffer = 8 << 20;
   setsockopt(socket.get(), SOL_SOCKET, SO_RCVBUF, &buffer, sizeof(buffer));
@@ -42,14 +37,10 @@ int open_in_peer_namespace(uint16_t port) {
 }  // namespace
 
 PeerSocket::PeerSocket(uint16_t port) : stop_(eventfd(0, EFD_CLOEXEC)) {
-  int error = 0;
-  std::thread([&] {
-    socket_.reset(open_in_peer_namespace(port));
-    error = errno;
-  }).join();
+  socket_.reset(open_in_peer_namespace(port));
   if (!socket_.open()) {
     ADD_FAILURE() << "no socket on the peer's side (is this running in a board?): "
-                  << std::strerror(error);
+                  << std::strerror(errno);
     return;
   }
   receiver_ = std::thread([this] { receive(); });
