@@ -29,6 +29,7 @@ constexpr int kBacklog = 1;
 constexpr int kPollMs = 2000;
 constexpr uint32_t kNormalMs = 10000;
 constexpr uint32_t kHeartbeatMs = 300;
+constexpr int kSilenceMs = 10000;
 constexpr int kSocketBuffer = 204800;
 constexpr uint8_t kTos = 0x0F;
 constexpr uint32_t kAccepted = 1;
@@ -42,12 +43,15 @@ void set_option(int fd, int level, int name, int value) {
   setsockopt(fd, level, name, &value, sizeof(value));
 }
 
-// Neither a send nor a close may keep this side waiting.
+// Neither a send nor a close may keep this side waiting, nor an application that has vanished:
+// nothing of it ends the session, and the filter may be closed to all others, or even to its own
+// packets. The heartbeats that it leaves unacknowledged let the kernel end the connection.
 void make_prompt(int connection) {
   fcntl(connection, F_SETFL, O_NONBLOCK);
   int one = 1;
   ioctl(connection, FIONBIO, &one);
   set_option(connection, IPPROTO_TCP, TCP_NODELAY, 1);
+  set_option(connection, IPPROTO_TCP, TCP_USER_TIMEOUT, kSilenceMs);
   const linger at_once{1, 0};
   setsockopt(connection, SOL_SOCKET, SO_LINGER, &at_once, sizeof(at_once));
 }

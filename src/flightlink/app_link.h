@@ -1,8 +1,9 @@
 // The server of the TCP application on port 8866: one session at a time, MAVLink 1 both ways.
 //
 // A session begins with the accept (link state 1) and is confirmed by the application's first
-// HEARTBEAT (link state 2); without one it is cut after 10 s. While MAC binding is enabled, the
-// filter is up from the accept until the next reset.
+// HEARTBEAT (link state 2); without one it is cut after 10 s. In either state it ends when the
+// application has acknowledged nothing for 10 s. While MAC binding is enabled, the filter is up
+// from the accept until the next reset.
 #pragma once
 
 #include "flightlink/mavlink_frame.h"

@@ -18,7 +18,8 @@ int set_mac_bind(int socket);
 int save_macaddr(const char* mac);
 
 // Accept, after set_mac_bind: closes the input to all but the table's addresses and the loopback
-// address. An empty table closes it to every station; the session's own time-out ends that.
+// address. A table that lacks the phone keeps out its acknowledgements as well: the connection
+// times out (app_link), and the reset that follows opens the input again.
 void bind_macaddr_from_table();
 
 // Reset: opens the input to everybody. The table is kept.

@@ -133,6 +133,7 @@ TEST(AppAccept, SetsTheConnectionUp) {
     const int fd = mavlink_context.KRConnFd.load();
     EXPECT_EQ(fcntl(fd, F_GETFL) & O_NONBLOCK, O_NONBLOCK);
     EXPECT_EQ(option(fd, IPPROTO_TCP, TCP_NODELAY), 1);
+    EXPECT_EQ(option(fd, IPPROTO_TCP, TCP_USER_TIMEOUT), 10000);
     linger waits{};
     socklen_t size = sizeof(waits);
     ASSERT_EQ(getsockopt(fd, SOL_SOCKET, SO_LINGER, &waits, &size), 0);
@@ -235,7 +236,7 @@ TEST(AppServe, ASecondApplicationWaitsInTheBacklog) {
   });
 }
 
-TEST(AppSession, TheEndResetsTheConnectionInsteadOfLingering) {
+TEST(AppSession, TheEndIsOrderlyForTheApplicationAndDoesNotLinger) {
   in_fresh_process([] {
     start_without_binding();
     ASSERT_EQ(app_server_open(), 0);
@@ -245,7 +246,15 @@ TEST(AppSession, TheEndResetsTheConnectionInsteadOfLingering) {
     pollfd ended{application.get(), POLLIN, 0};
     ASSERT_EQ(poll(&ended, 1, 2000), 1);
     uint8_t byte = 0;
-    EXPECT_LT(recv(application.get(), &byte, 1, 0), 1);
+    EXPECT_EQ(recv(application.get(), &byte, 1, 0), 0);
+    // The reset behind it: neither side waits for the other one's end.
+    tcp_info info{};
+    socklen_t size = sizeof(info);
+    for (int tries = 0; tries < 2000 && info.tcpi_state != TCP_CLOSE; tries++) {
+      ASSERT_EQ(getsockopt(application.get(), IPPROTO_TCP, TCP_INFO, &info, &size), 0);
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_EQ(info.tcpi_state, TCP_CLOSE);
     EXPECT_EQ(period(mavlink_context.normal_timer), 0U);
     EXPECT_EQ(period(mavlink_context.app_heartbeat_timer), 0U);
   });
