@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdio>
 
 #include "base/clock.h"
 #include "base/descriptor.h"
@@ -17,6 +18,7 @@
 #include "camera/cam_settings.h"
 #include "camera/cam_state.h"
 #include "camera/cam_status.h"
+#include "camera/cam_watch.h"
 #include "supervisor/camera_flags.h"
 
 namespace camera {
@@ -51,12 +53,22 @@ bool serve(CamJsonContext& context, int connection) {
     pollfd readable{connection, POLLIN, 0};
     const int ready = poll(&readable, 1, kPollMs);
     if (ready < 0) break;
-    if (ready == 0) continue;
-    const ssize_t received = recv(connection, text, kReadSize, 0);
-    if (received < 1) break;
-    heard = true;
-    text[received] = '\0';
-    cam_handle_message(&context, text, static_cast<size_t>(received));
+    // Answers that came while this thread was busy with others are not late: they are handled
+    // first, and judged by the time before that.
+    const uint64_t now = base::monotonic_us();
+    if (ready > 0) {
+      const ssize_t received = recv(connection, text, kReadSize, 0);
+      if (received < 1) break;
+      heard = true;
+      text[received] = '\0';
+      cam_handle_message(&context, text, static_cast<size_t>(received));
+    }
+    const char* overdue = cam_overdue_answer(now);
+    if (overdue != nullptr) {
+      std::printf("%s(line=%d):no answer for %d s: %s!\n", "cam_json_thread", 160, kAnswerLimitS,
+                  overdue);
+      break;
+    }
   }
   return heard;
 }
@@ -82,6 +94,7 @@ int cam_json_init() {
     word->store(0, kRelaxed);
   }
   context.JsonConnFd.store(0, kRelaxed);
+  base::set_waiting(context.SessionRequest, 0);
   cam_settings_init();
   flightlink::mavlink_timer_create(&context.RecordTickTimer, cam_record_tick);
   flightlink::mavlink_timer_create(&context.StatusTimer, cam_status_report);
@@ -101,6 +114,7 @@ void cam_connection_lost() {
   // A time-lapse ends here: its operation code is cleared, so no slice follows.
   camera_state.TimelapseState.store(kTimelapseIdle, kRelaxed);
   camera_state.TimelapseStopSent.store(0, kRelaxed);
+  base::set_waiting(cam_json_context.SessionRequest, 0);
   forget_unanswered();
   cam_clear_op_state();
 }

@@ -41,6 +41,7 @@ int32_t send_record_command(int32_t msg_id) {
 void cam_start_session(int connection) {
   char text[150];
   const size_t length = base::format_text(text, "{\"msg_id\":%d,\"token\":%d}", kMsgSession, 0);
+  base::set_waiting(cam_json_context.SessionRequest, kMsgSession);
   cam_json_publish(connection, text, length);
 }
 

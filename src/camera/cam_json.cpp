@@ -15,6 +15,20 @@ namespace {
 constexpr auto kRelaxed = std::memory_order_relaxed;
 
 uint32_t cam_op_state = kCamOpIdle;  // under SendLock
+// Written under SendLock; 0: no answer is awaited. Read without it: the receive thread must not
+// wait behind a sender that waits for the service, which may wait for it.
+std::atomic<uint64_t> cam_op_since{0};
+
+// SendLock is held.
+void store_op_state(uint32_t code) {
+  cam_op_state = code;
+  const bool awaited = code != kCamOpIdle && code != kCamOpTimelapse;
+  if (!awaited) {
+    cam_op_since.store(0, kRelaxed);
+  } else if (cam_op_since.load(kRelaxed) == 0) {
+    cam_op_since.store(base::monotonic_us(), kRelaxed);
+  }
+}
 
 int32_t disconnected() {
   std::printf("%s(line=%d):json is disconnected!\n", "a12_json_send", 130);
@@ -64,11 +78,10 @@ int32_t a12_json_send(CamJsonContext* context, const char* text, size_t length) 
   return send_if_connected(*context, text, length, [] {});
 }
 
-int32_t cam_json_send_marked(const char* text, size_t length, std::atomic<int32_t>& mark,
-                             int32_t msg_id) {
+int32_t cam_json_send_marked(const char* text, size_t length, base::Waiting& mark, int32_t msg_id) {
   const int32_t result =
-      send_if_connected(cam_json_context, text, length, [&] { mark.store(msg_id, kRelaxed); });
-  if (result != 0) mark.store(0, kRelaxed);
+      send_if_connected(cam_json_context, text, length, [&] { base::set_waiting(mark, msg_id); });
+  if (result != 0) base::set_waiting(mark, 0);
   return result;
 }
 
@@ -87,7 +100,7 @@ int32_t cam_set_op_state(uint32_t code) {
   if (code > kCamOpHighest) return -1;
   {
     const std::lock_guard lock(cam_json_context.SendLock);
-    cam_op_state = code;
+    store_op_state(code);
   }
   base::sleep_ms(10);
   return 0;
@@ -95,12 +108,14 @@ int32_t cam_set_op_state(uint32_t code) {
 
 void cam_clear_op_state() {
   const std::lock_guard lock(cam_json_context.SendLock);
-  cam_op_state = kCamOpIdle;
+  store_op_state(kCamOpIdle);
 }
 
 uint32_t cam_get_op_state() {
   const std::lock_guard lock(cam_json_context.SendLock);
   return cam_op_state;
 }
+
+uint64_t cam_op_since_us() { return cam_op_since.load(kRelaxed); }
 
 }  // namespace camera

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <mutex>
 
+#include "base/waiting.h"
 #include "flightlink/link_timer.h"
 
 namespace camera {
@@ -29,6 +30,7 @@ struct CamJsonContext {
   flightlink::LinkTimer RecordTickTimer;
   flightlink::LinkTimer StatusTimer;
   flightlink::LinkTimer TimelapseTimer;
+  base::Waiting SessionRequest;  // receive thread only
 };
 
 // The one instance; zero at start.
@@ -46,8 +48,7 @@ void cam_json_withdraw();
 int32_t a12_json_send(CamJsonContext* context, const char* text, size_t length);
 // The same for a text whose answer somebody waits for: `mark` is set to `msg_id` before any answer
 // can come, and to 0 when there is no connection.
-int32_t cam_json_send_marked(const char* text, size_t length, std::atomic<int32_t>& mark,
-                             int32_t msg_id);
+int32_t cam_json_send_marked(const char* text, size_t length, base::Waiting& mark, int32_t msg_id);
 
 // Ends the connection if there has ever been a session; the receive thread then connects anew.
 void cam_json_disconnect();
@@ -65,5 +66,8 @@ int32_t cam_set_op_state(uint32_t code);
 // Stores a code that was checked by the caller, without the pause: for the end of a connection.
 void cam_clear_op_state();
 [[nodiscard]] uint32_t cam_get_op_state();
+// Since when it has not been idle, by base::monotonic_us; 0 while it is, and while a time-lapse
+// runs.
+[[nodiscard]] uint64_t cam_op_since_us();
 
 }  // namespace camera

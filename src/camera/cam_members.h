@@ -3,9 +3,16 @@
 
 #include <cjson/cJSON.h>
 
+#include <memory>
 #include <optional>
 
 namespace camera {
+
+struct JsonDeleter {
+  void operator()(cJSON* object) const { cJSON_Delete(object); }
+};
+// Owns a parsed message.
+using Json = std::unique_ptr<cJSON, JsonDeleter>;
 
 [[nodiscard]] inline std::optional<int> number_member(const cJSON* object, const char* name) {
   const cJSON* member = cJSON_GetObjectItem(object, name);

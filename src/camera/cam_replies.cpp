@@ -1,7 +1,6 @@
 #include "camera/cam_replies.h"
 
 #include <cstring>
-#include <memory>
 
 #include "base/clock.h"
 #include "base/text.h"
@@ -29,11 +28,6 @@ constexpr auto kRelaxed = std::memory_order_relaxed;
 constexpr uint32_t kStatusPeriodMs = 300;
 constexpr uint32_t kRecordTickMs = 1000;
 
-struct JsonDeleter {
-  void operator()(cJSON* object) const { cJSON_Delete(object); }
-};
-using Json = std::unique_ptr<cJSON, JsonDeleter>;
-
 bool succeeded(const cJSON* reply) { return number_member(reply, "rval") == 0; }
 
 void camera_ack(uint8_t subject, bool ok, int32_t value) {
@@ -44,6 +38,7 @@ void camera_ack(uint8_t subject, bool ok, int32_t value) {
 void stop_record_tick() { flightlink::mavlink_timer_set(&cam_json_context.RecordTickTimer, 0); }
 
 void session_reply(const cJSON* reply) {
+  base::set_waiting(cam_json_context.SessionRequest, 0);
   const auto param = number_member(reply, "param");
   if (!succeeded(reply) || !param) return;
   cam_json_context.Token.store(*param, kRelaxed);

@@ -45,7 +45,7 @@ int32_t cam_send_marked(Setting setting, int32_t msg_id, const char* format, ...
   va_start(arguments, format);
   const Command command = formatted(format, arguments);
   va_end(arguments);
-  std::atomic<int32_t>* mark = mark_of(setting);
+  base::Waiting* mark = mark_of(setting);
   return mark != nullptr ? cam_json_send_marked(command.text, command.length, *mark, msg_id)
                          : a12_json_send(&cam_json_context, command.text, command.length);
 }

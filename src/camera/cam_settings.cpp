@@ -92,7 +92,7 @@ void cam_settings_init() {
   for (const SettingRow& row : kRows) {
     camera_settings.requested[row.setting].store(row.confirmed_default, kRelaxed);
     camera_settings.confirmed[row.setting].store(row.confirmed_default, kRelaxed);
-    camera_settings.unanswered[row.setting].store(0, kRelaxed);
+    answered(row.setting);
   }
 }
 
@@ -114,19 +114,26 @@ void confirm(Setting setting, int32_t value) {
   camera_settings.confirmed[setting].store(value, kRelaxed);
 }
 
-int32_t unanswered(Setting setting) { return camera_settings.unanswered[setting].load(kRelaxed); }
+int32_t unanswered(Setting setting) {
+  return camera_settings.unanswered[setting].what.load(kRelaxed);
+}
+
+uint64_t unanswered_since_us(Setting setting) {
+  return base::waiting_since(camera_settings.unanswered[setting]);
+}
 
 bool take_mark(Setting setting) {
   int32_t free = 0;
-  return camera_settings.unanswered[setting].compare_exchange_strong(free, kMarkTaken, kRelaxed);
+  return camera_settings.unanswered[setting].what.compare_exchange_strong(free, kMarkTaken,
+                                                                          kRelaxed);
 }
 
-std::atomic<int32_t>* mark_of(Setting setting) {
+base::Waiting* mark_of(Setting setting) {
   const bool marked = std::ranges::find(kMarkedSettings, setting) != std::end(kMarkedSettings);
   return marked ? &camera_settings.unanswered[setting] : nullptr;
 }
 
-void answered(Setting setting) { camera_settings.unanswered[setting].store(0, kRelaxed); }
+void answered(Setting setting) { base::set_waiting(camera_settings.unanswered[setting], 0); }
 
 void forget_unanswered() {
   for (const Setting setting : kMarkedSettings) {

@@ -11,6 +11,8 @@
 #include <atomic>
 #include <cstdint>
 
+#include "base/waiting.h"
+
 namespace camera {
 
 // In the order in which a reply's "type" is looked for.
@@ -64,8 +66,8 @@ inline constexpr int32_t kModeVideo = 1;
 struct CameraSettings {
   std::atomic<int32_t> requested[kSettingCount];
   std::atomic<int32_t> confirmed[kSettingCount];
-  // The msg_id whose answer a marked setting waits for; 0: none, kMarkTaken: about to be sent.
-  std::atomic<int32_t> unanswered[kSettingCount];
+  // The msg_id whose answer a marked setting waits for, or kMarkTaken: it is about to be sent.
+  base::Waiting unanswered[kSettingCount];
 };
 
 extern CameraSettings camera_settings;
@@ -85,10 +87,12 @@ void confirm(Setting setting, int32_t value);
 inline constexpr Setting kMarkedSettings[] = {kColorStyle, kResolution, kDefaultSetting};
 inline constexpr int32_t kMarkTaken = -1;
 [[nodiscard]] int32_t unanswered(Setting setting);
+// By base::monotonic_us; 0 when nothing is awaited.
+[[nodiscard]] uint64_t unanswered_since_us(Setting setting);
 // Takes a free mark before a set is made; the send then makes it wait or frees it. False: not free.
 [[nodiscard]] bool take_mark(Setting setting);
 // For the send: null for a setting without a mark.
-[[nodiscard]] std::atomic<int32_t>* mark_of(Setting setting);
+[[nodiscard]] base::Waiting* mark_of(Setting setting);
 void answered(Setting setting);
 // The connection is gone, and with it every answer. A mark that is only taken stays its sender's.
 void forget_unanswered();

@@ -3,7 +3,7 @@
 //
 // One byte per flag, one setter (keeps the low byte of its argument) and one getter (widened to 32
 // bits) per flag. Any thread may call; the words are relaxed atomics and no order between them is
-// relied upon. Nothing fails.
+// relied upon. Nothing fails. Of the flags that wait for an answer it is known since when.
 #pragma once
 
 #include <atomic>
@@ -32,12 +32,16 @@ void set_recording(int32_t value);
 int32_t get_recording();
 void set_record_cmd_pending(int32_t value);
 int32_t get_record_cmd_pending();
+uint64_t get_record_cmd_pending_since_us();  // by base::monotonic_us; 0 while the flag is 0
 void set_mode_switch_pending(int32_t value);
 int32_t get_mode_switch_pending();
+uint64_t get_mode_switch_pending_since_us();
 void set_setting_pending(int32_t value);
 int32_t get_setting_pending();
+uint64_t get_setting_pending_since_us();
 void set_photo_pending(int32_t value);
 int32_t get_photo_pending();
+uint64_t get_photo_pending_since_us();
 void set_record_ack_via_uart(int32_t value);
 int32_t get_record_ack_via_uart();
 void set_photo_mode(int32_t value);
@@ -46,6 +50,7 @@ void set_photo_sequence(int32_t value);
 int32_t get_photo_sequence();
 void set_sd_query_pending(int32_t value);
 int32_t get_sd_query_pending();
+uint64_t get_sd_query_pending_since_us();
 void set_clock_set_ok(int32_t value);
 int32_t get_clock_set_ok();
 void set_preview_stopped(int32_t value);

@@ -63,7 +63,7 @@ TEST_F(PreviewReply, AStopWithNothingToSetSendsNothing) {
 }
 
 TEST_F(PreviewReply, AStopForADefaultResetSendsIt) {
-  mark_of(kDefaultSetting)->store(kMsgStopPreview);
+  base::set_waiting(*mark_of(kDefaultSetting), kMsgStopPreview);
   request(kResolution, 4);
   say(R"({"rval":0,"msg_id":260})");
   EXPECT_EQ(timeline(),
@@ -86,7 +86,7 @@ TEST_P(PreviewStopRefusal, EndsAResolutionSwitch) {
 }
 
 TEST_P(PreviewStopRefusal, EndsADefaultReset) {
-  mark_of(kDefaultSetting)->store(kMsgStopPreview);
+  base::set_waiting(*mark_of(kDefaultSetting), kMsgStopPreview);
   confirm(kResolution, 8);
   say(GetParam());
   EXPECT_EQ(timeline(), Timeline{camera_ack("09", "04", "08")});

@@ -191,7 +191,7 @@ TEST_F(SetReply, AShutterPriorityAsksForTheShutter) {
 }
 
 TEST_F(SetReply, ADefaultResetRemovesTheSettingsFile) {
-  mark_of(kDefaultSetting)->store(2);
+  base::set_waiting(*mark_of(kDefaultSetting), 2);
   confirm_type("default_setting");
   EXPECT_EQ(timeline(), (Timeline{"run rm /pref/cam.conf", camera_ack("09", "00", "00")}));
   EXPECT_EQ(unanswered(kDefaultSetting), 0);

@@ -38,7 +38,7 @@ TEST_F(CamSettings, TheDefaultsAreRequestedAndConfirmed) {
   for (int setting = 0; setting < kSettingCount; setting++) {
     settle(static_cast<Setting>(setting), 99);
   }
-  for (const Setting setting : kMarkedSettings) mark_of(setting)->store(2);
+  for (const Setting setting : kMarkedSettings) base::set_waiting(*mark_of(setting), 2);
   cam_settings_init();
   for (const auto& [setting, value] : kDefaults) {
     EXPECT_EQ(requested(setting), value) << "setting " << setting;

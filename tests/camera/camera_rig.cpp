@@ -59,6 +59,7 @@ void reset_context() {
   context.Token.store(kToken, kRelaxed);
   context.SessionStarted.store(0, kRelaxed);
   context.SpaceQueryTotal.store(0, kRelaxed);
+  base::set_waiting(context.SessionRequest, 0);
   forget_timer(flightlink::mavlink_context.peer_heartbeat_timer);
   for (auto* timer : {&context.RecordTickTimer, &context.StatusTimer, &context.TimelapseTimer}) {
     forget_timer(*timer);

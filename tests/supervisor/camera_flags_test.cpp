@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "fake_base/fake_base.h"
 #include "supervisor/switches.h"
 
 namespace supervisor {
@@ -71,6 +72,38 @@ TEST_F(CameraFlags, AreBytesInTheRecordsOrder) {
   static_assert(sizeof(CameraActivityFlags) == 11);
   for (size_t i = 1; i < std::size(kFlags); i++) {
     EXPECT_EQ(&kFlags[i].word - &kFlags[i - 1].word, 1) << kFlags[i].name;
+  }
+}
+
+struct AwaitedFlag {
+  const char* name;
+  void (*set)(int32_t);
+  uint64_t (*since_us)();
+};
+
+constexpr AwaitedFlag kAwaited[] = {
+    {"record_cmd_pending", set_record_cmd_pending, get_record_cmd_pending_since_us},
+    {"mode_switch_pending", set_mode_switch_pending, get_mode_switch_pending_since_us},
+    {"setting_pending", set_setting_pending, get_setting_pending_since_us},
+    {"photo_pending", set_photo_pending, get_photo_pending_since_us},
+    {"sd_query_pending", set_sd_query_pending, get_sd_query_pending_since_us},
+};
+
+TEST_F(CameraFlags, OfAnAwaitedAnswerItIsKnownSinceWhen) {
+  for (const AwaitedFlag& flag : kAwaited) {
+    fake_base::reset();  // 1000 s
+    flag.set(1);
+    fake_base::advance_us(5);
+    flag.set(2);
+    for (const AwaitedFlag& other : kAwaited) {
+      EXPECT_EQ(other.since_us(), other.name == flag.name ? 1000000000U : 0U)
+          << flag.name << " read as " << other.name;
+    }
+    flag.set(256);
+    EXPECT_EQ(flag.since_us(), 0U) << flag.name;
+    flag.set(1);
+    EXPECT_EQ(flag.since_us(), 1000000005U) << flag.name;
+    flag.set(0);
   }
 }
 
