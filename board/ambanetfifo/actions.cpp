@@ -156,6 +156,8 @@ constexpr ActionRow kActions[] = {
      [](S& s, const C& c, uint64_t) { s.faults.configuration = count(c); }},
     {"create-fail", 0, 1, kAny, false,
      [](S& s, const C& c, uint64_t) { s.faults.create = count(c); }},
+    {"create-delay", 1, 1, kAny, false,
+     [](S& s, const C& c, uint64_t) { s.faults.create_us = uint64_t{c.numbers[0]} * 1000; }},
     {"peek-fail", 0, 1, kAny, true,
      [](S& s, const C& c, uint64_t) { fail_peeks(s, c); }},
     {"stop-delay", 0, 1, kAny, false,

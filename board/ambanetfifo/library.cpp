@@ -257,7 +257,11 @@ EXPORTED int32_t AmbaNetFifo_GetDefaultCFG(void* configuration) {
 
 EXPORTED void* AmbaNetFifo_Create(void* configuration) {
   State& all = ambanetfifo::state();
-  const std::lock_guard held(all.lock);
+  std::unique_lock held(all.lock);
+  const uint64_t delay_us = all.faults.create_us;
+  held.unlock();
+  if (delay_us != 0) base::sleep_us(delay_us);
+  held.lock();
   return ambanetfifo::create(all, *static_cast<const FifoConfiguration*>(configuration));
 }
 

@@ -97,6 +97,7 @@ struct Faults {
   uint32_t info = 0;
   uint32_t configuration = 0;
   uint32_t create = 0;
+  uint64_t create_us = 0;  // every creation takes that long
   uint32_t stop = 0;
   bool inactive = false;
   bool paused = false;

@@ -56,6 +56,14 @@ TEST(Cycle, NoCallbackRunsAfterTheStopReturnedZero) {
   EXPECT_EQ(reader.heard().size(), before);
 }
 
+TEST(Cycle, ACreationTakesAsLongAsTheScriptSays) {
+  FifoReader reader("create-delay 40\n");
+  ASSERT_GE(reader.begin(), 0);
+  const uint64_t begin_us = base::monotonic_us();
+  EXPECT_TRUE(reader.attach());  // two readers
+  EXPECT_GE(base::monotonic_us() - begin_us, 80'000U);
+}
+
 TEST(Cycle, StoppingIsNotZeroWhileTheLoopRuns) {
   FifoReader reader;
   ASSERT_TRUE(reader.open());
