@@ -1,9 +1,8 @@
 // The frame ring: a fixed block of 100 slots for frames of up to 102400 bytes, one allocation in
 // all.
 //
-// One producer, which takes no lock; consumers take the ring's mutex. `count` is what orders the
-// two: a slot belongs to the producer until it has raised the count, and again once a pop has
-// lowered it.
+// One producer, which takes no lock; consumers take the ring's mutex. A slot belongs to the
+// producer until it has raised the count, and again once a pop has moved the read index past it.
 #pragma once
 
 #include <atomic>
@@ -26,9 +25,10 @@ struct alignas(16) FrameRing {
   std::atomic<uint32_t> read_index;
   std::atomic<uint32_t> write_index;
   std::atomic<uint32_t> full;   // 1 when the indices are equal because every slot is taken
-  std::atomic<uint32_t> count;  // frames in the ring, never above 100
+  std::atomic<uint32_t> count;  // frames in the ring, never above 100; refuses no push
   std::mutex mutex;
   std::condition_variable condition;  // notified by every pop
+  std::atomic<uint32_t> popping;      // 1 + the slot that a pop is giving back, otherwise 0
 };
 static_assert(sizeof(FrameRing) == 10240512);
 
@@ -38,7 +38,8 @@ static_assert(sizeof(FrameRing) == 10240512);
 void frame_ring_free(FrameRing* ring);
 
 // Stores a copy of a frame. Returns 0; -1 for a null argument or a length that is negative or above
-// kFrameRingSlotSize, and, with "Queue:queue is full!" on standard output, when no slot is free.
+// kFrameRingSlotSize, and, with "Queue:queue is full!" on standard output, when no slot is free:
+// the indices are equal and the full flag is set.
 int32_t frame_ring_push(FrameRing* ring, const void* bytes, int32_t length);
 
 // Takes the oldest frame out and copies it. Returns its length; -1 for a null argument, an empty
