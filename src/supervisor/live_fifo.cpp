@@ -74,6 +74,7 @@ void fill_info(LiveTrackInfo& info, const FifoTrackRecord& record) {
 int32_t attach_track(const FifoTrackRecord& record, FifoConfiguration& configuration) {
   if (record.kind != kTrackVideo && record.kind != kTrackAudio) return 0;
   LiveTrack& track = record.kind == kTrackVideo ? live_fifo.video : live_fifo.audio;
+  if (track_open(track)) return 0;  // a second reader would hold the ring and nobody would drain it
   fill_info(record.kind == kTrackVideo ? live_fifo.video_info : live_fifo.audio_info, record);
   if (record.source == 0) return 0;
   configuration.source = record.source;
@@ -119,14 +120,24 @@ void count_stray(void* fifo) {
   }
 }
 
+bool readers_open() { return track_open(live_fifo.video) || track_open(live_fifo.audio); }
+
+// Under the set-up lock. A cycle that had readers and has none ends here, for both threads.
+bool cycle_ended() {
+  if (live_fifo.cycle_open.load(kRelaxed) != 0 && !readers_open()) live_fifo.cycle_ended = true;
+  return live_fifo.cycle_ended;
+}
+
 int32_t control_start() {
-  if (track_open(live_fifo.video) || track_open(live_fifo.audio)) return 0;
+  const std::lock_guard held(live_fifo.setup_lock);
+  if (readers_open() || cycle_ended()) return 0;
   if (live_stream_setup() != 0) return -1;
   show_reading();
   return 0;
 }
 
 int32_t control_stop() {
+  const std::lock_guard held(live_fifo.setup_lock);
   if (track_open(live_fifo.video)) {
     AmbaNetFifo_ReportStatus(kStatusStopped);
     live_fifo.video_stop.store(1, kRelaxed);
@@ -142,6 +153,10 @@ int live_fifo_begin_cycle() {
   clear_track(live_fifo.video, live_fifo.video_info);
   clear_track(live_fifo.audio, live_fifo.audio_info);
   clear_cycle_flags();
+  {
+    const std::lock_guard held(live_fifo.setup_lock);
+    live_fifo.cycle_ended = false;
+  }
   live_fifo.video_frames.store(0, kRelaxed);
   live_fifo.audio_frames.store(0, kRelaxed);
   live_fifo.stray_fifo.store(nullptr, kRelaxed);
@@ -157,6 +172,9 @@ int live_fifo_begin_cycle() {
 }
 
 void live_fifo_attach() {
+  // Over the pause of a failed set-up as well: its blinking cannot follow a start's steady light.
+  const std::lock_guard held(live_fifo.setup_lock);
+  if (readers_open()) return;
   if (live_stream_setup() == 0) {
     show_reading();
     return;
@@ -169,9 +187,10 @@ void live_fifo_attach() {
 int live_fifo_pass() {
   bool worked = video_pass();
   worked = audio_pass() || worked;
-  if (live_fifo.cycle_open.load(kRelaxed) != 0 && !track_open(live_fifo.video) &&
-      !track_open(live_fifo.audio)) {
-    return 0;
+  if (live_fifo.cycle_open.load(kRelaxed) != 0 && !readers_open()) {
+    // Looked at again when a set-up that may be under way is over.
+    const std::lock_guard held(live_fifo.setup_lock);
+    if (cycle_ended()) return 0;
   }
   if (!worked) base::sleep_ms(10);
   return 1;

@@ -1,7 +1,8 @@
 // The records of the live media FIFO reader: one track for video and one for audio.
 //
-// A track's handle, ring and pending count change only under the track's lock; the two locks are
-// never held together. Stop and cycle flags are relaxed atomics.
+// A track's handle, ring and pending count change only under the track's lock; the two track locks
+// are never held together, but each may be taken under the set-up lock. Stop and cycle flags are
+// relaxed atomics.
 #pragma once
 
 #include <atomic>
@@ -10,7 +11,7 @@
 
 namespace supervisor {
 
-// Atomics: a set-up on the event thread may meet the main thread's.
+// Atomics: a set-up on the event thread writes what the main thread reads.
 struct LiveTrackInfo {
   std::atomic<uint32_t> word0;
   std::atomic<uint32_t> time_scale;  // ticks per second of the time stamps
@@ -43,6 +44,11 @@ struct LiveFifoState {
   std::atomic<uint32_t> audio_frames;
   std::atomic<void*> stray_fifo;  // announced entries without belonging to a track
   std::atomic<uint32_t> stray_count;
+  // Held for a whole set-up, for a stop (which has to find every reader of a set-up under way) and
+  // for the decision that the cycle has ended. Never held while the event processing is being
+  // stopped: a callback may be waiting for it.
+  std::mutex setup_lock;
+  bool cycle_ended;  // under setup_lock: this cycle's readers are gone and it gets no others
 };
 
 extern LiveFifoState live_fifo;

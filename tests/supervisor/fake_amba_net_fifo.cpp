@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <mutex>
 
 namespace fake_fifo {
 
@@ -14,7 +15,12 @@ namespace {
 
 State the_state;
 
-void call(const std::string& text) { the_state.calls.push_back(text); }
+std::mutex recording;
+
+void call(const std::string& text) {
+  const std::lock_guard held(recording);
+  the_state.calls.push_back(text);
+}
 
 std::string name(const void* reader) {
   if (reader == &video_reader) return "video";
@@ -73,6 +79,7 @@ void* AmbaNetFifo_ExecEventProcess(void* argument) {
 
 int32_t AmbaNetFifo_StopEventProcess() {
   call("stop");
+  if (the_state.on_stop) the_state.on_stop();
   if (the_state.stop_results.empty()) return 0;
   const int32_t result = the_state.stop_results.front();
   the_state.stop_results.pop_front();
@@ -102,6 +109,8 @@ int32_t AmbaNetFifo_GetDefaultCFG(void* configuration) {
 
 void* AmbaNetFifo_Create(void* configuration) {
   call("create");
+  if (the_state.on_create) the_state.on_create();
+  const std::lock_guard held(fake_fifo::recording);
   the_state.created.push_back(*static_cast<FifoConfiguration*>(configuration));
   if (the_state.handles.empty()) return nullptr;
   void* handle = the_state.handles.front();

@@ -1,5 +1,5 @@
 // A FIFO library that obeys the test: it gives out what the test puts in and keeps a list of the
-// calls. Used by one thread at a time.
+// calls. Used by one thread at a time, but that its calls may come from several.
 #pragma once
 
 #include <cstdint>
@@ -27,6 +27,10 @@ struct State {
   int32_t list_result = 0;
   int32_t media_result = 0;
   int32_t defaults_result = 0;
+
+  // Called by every creation before it has an effect, and by every stop of the event processing.
+  std::function<void()> on_create;
+  std::function<void()> on_stop;
 
   // What the next creations give; afterwards null.
   std::deque<void*> handles;

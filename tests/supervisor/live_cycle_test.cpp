@@ -43,6 +43,7 @@ TEST_F(LiveCycleTest, BeginForgetsThePreviousCycle) {
   live_control_event(3, nullptr);
   live_fifo.video_frames.store(5);
   live_fifo.audio_frames.store(6);
+  live_fifo.cycle_ended = true;
   ASSERT_EQ(live_fifo_begin_cycle(), 0);
   for (const LiveTrack* track : {&live_fifo.video, &live_fifo.audio}) {
     EXPECT_EQ(track->fifo, nullptr);
@@ -59,6 +60,7 @@ TEST_F(LiveCycleTest, BeginForgetsThePreviousCycle) {
   EXPECT_EQ(live_fifo.video_stop.load(), 0);
   EXPECT_EQ(live_fifo.audio_stop.load(), 0);
   EXPECT_EQ(live_fifo.final_event_seen.load(), 0);
+  EXPECT_FALSE(live_fifo.cycle_ended);
   EXPECT_EQ(live_fifo.video_frames.load(), 0U);
   EXPECT_EQ(live_fifo.audio_frames.load(), 0U);
   EXPECT_EQ(live_fifo.stray_fifo.load(), nullptr);

@@ -188,6 +188,16 @@ TEST_F(LiveSetup, OtherKindsOfTracksAreSkipped) {
   EXPECT_EQ(live_fifo.audio.fifo, &fake_fifo::audio_reader);
 }
 
+TEST_F(LiveSetup, ASecondTrackOfAKindDoesNotReplaceTheFirstOnesReader) {
+  platform::FifoMediaInfo& media = fake_fifo::state().media;
+  media.tracks[1].kind = 1;
+  EXPECT_EQ(live_stream_setup(), 0);
+  EXPECT_EQ(fake_fifo::state().created.size(), 1U);
+  EXPECT_EQ(live_fifo.video.fifo, &fake_fifo::video_reader);
+  EXPECT_EQ(live_fifo.video.base, media.tracks[0].ring_start);
+  EXPECT_EQ(live_fifo.video_info.time_scale, 30000U);
+}
+
 TEST_F(LiveSetup, AtMostFourTracksAreRead) {
   platform::FifoMediaInfo& media = fake_fifo::state().media;
   for (auto& track : media.tracks) track.kind = 9;
