@@ -13,7 +13,7 @@
 
 #include "base/clock.h"
 #include "base/descriptor.h"
-#include "flightlink/reliable_udp.h"
+#include "flightlink/wire/reliable_udp.h"
 
 namespace {
 

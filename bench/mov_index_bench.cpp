@@ -12,10 +12,10 @@
 #include <random>
 #include <string>
 
-#include "media/mov_boxes.h"
-#include "media/mov_header.h"
-#include "media/mov_index.h"
-#include "media/mov_seek.h"
+#include "media/movie/header.h"
+#include "media/movie/index.h"
+#include "media/movie/mov_boxes.h"
+#include "media/movie/seek.h"
 
 extern "C" {
 #include <libavformat/avformat.h>

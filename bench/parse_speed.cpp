@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "base/clock.h"
-#include "flightlink/mavlink_frame.h"
+#include "flightlink/frame/mavlink_frame.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // A thumbnail of a recording of 3840x2160 pictures: video_thumbnail against the ffmpeg program
 // making the same picture, in turns. The recordings are made first.
 //   video_thumbnail_bench [RUNS]: runs of each, 15 if not given
-#include "media/video_thumbnail.h"
+#include "media/movie/thumbnail.h"
 
 #include <spawn.h>
 #include <sys/wait.h>
@@ -16,7 +16,7 @@
 
 #include "base/clock.h"
 #include "base/shell.h"
-#include "media/av_owners.h"
+#include "media/movie/av_owners.h"
 
 namespace {
 

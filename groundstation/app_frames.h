@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "flightlink/mavlink_frame.h"
+#include "flightlink/frame/mavlink_frame.h"
 #include "groundstation/peer_messages.h"
 
 namespace groundstation {

@@ -21,7 +21,7 @@
 #include <string>
 #include <variant>
 
-#include "flightlink/mavlink_frame.h"
+#include "flightlink/frame/mavlink_frame.h"
 #include "groundstation/camera_status.h"
 
 namespace groundstation {

@@ -14,7 +14,7 @@
 #include <span>
 #include <string_view>
 
-#include "flightlink/mavlink_frame.h"
+#include "flightlink/frame/mavlink_frame.h"
 #include "groundstation/peer_messages.h"
 
 namespace groundstation {

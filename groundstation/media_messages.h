@@ -19,7 +19,7 @@
 #include <string_view>
 #include <variant>
 
-#include "flightlink/mavlink_frame.h"
+#include "flightlink/frame/mavlink_frame.h"
 
 namespace groundstation {
 

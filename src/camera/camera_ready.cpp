@@ -1,8 +1,8 @@
 #include "camera/camera_ready.h"
 
-#include "camera/cam_json.h"
-#include "supervisor/camera_flags.h"
-#include "supervisor/switches.h"
+#include "camera/connection.h"
+#include "supervisor/state/camera_flags.h"
+#include "supervisor/state/switches.h"
 
 namespace camera {
 

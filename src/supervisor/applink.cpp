@@ -5,10 +5,10 @@
 //
 // The road to the UDP peer is served as well: frames of the application for the system ids with the
 // low nibble 5 leave on it. Without a peer it costs an idle socket.
-#include "flightlink/app_link.h"
-#include "flightlink/serial_link.h"
-#include "flightlink/stick_link.h"
-#include "supervisor/live_fifo.h"
+#include "flightlink/links/app_link.h"
+#include "flightlink/links/serial_link.h"
+#include "flightlink/links/stick_link.h"
+#include "supervisor/fifo/reader.h"
 #include "supervisor/startup.h"
 
 int main() {

@@ -2,9 +2,9 @@
 // KRVMEDIA/testmode.conf. The camera service's client, for the photo and the recording test, and
 // the runner. Takes no arguments; ends by a signal, or at once with status 255 when there is no
 // marker.
-#include "camera/cam_client.h"
+#include "camera/client.h"
 #include "supervisor/startup.h"
-#include "supervisor/testmode.h"
+#include "supervisor/testmode/testmode.h"
 
 int main() {
   supervisor::prepare_process();

@@ -1,6 +1,6 @@
 // maintask: the main process of the camera module. Takes no arguments and never returns: it ends
 // through a signal.
-#include "supervisor/live_fifo.h"
+#include "supervisor/fifo/reader.h"
 #include "supervisor/startup.h"
 
 int main() {

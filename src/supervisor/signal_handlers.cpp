@@ -10,8 +10,8 @@
 #include <cstdlib>
 
 #include "base/text.h"
-#include "flightlink/reliable_udp.h"
-#include "media/transfer.h"
+#include "flightlink/wire/reliable_udp.h"
+#include "media/channel/transfer.h"
 
 namespace supervisor {
 namespace {

@@ -7,17 +7,17 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "camera/cam_client.h"
+#include "camera/client.h"
 #include "config/korvanprofile.h"
-#include "flightlink/firmware_board.h"
-#include "flightlink/peer_link.h"
-#include "flightlink/reliable_udp.h"
-#include "media/live_video.h"
-#include "media/transfer.h"
-#include "supervisor/indicator.h"
-#include "supervisor/live_fifo.h"
+#include "flightlink/firmware/boards.h"
+#include "flightlink/links/peer_link.h"
+#include "flightlink/wire/reliable_udp.h"
+#include "media/channel/transfer.h"
+#include "media/live/video_sender.h"
+#include "supervisor/fifo/reader.h"
 #include "supervisor/signal_handlers.h"
-#include "supervisor/switches.h"
+#include "supervisor/state/indicator.h"
+#include "supervisor/state/switches.h"
 
 namespace supervisor {
 namespace {

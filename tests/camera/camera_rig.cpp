@@ -7,14 +7,14 @@
 #include <array>
 #include <csignal>
 
-#include "camera/cam_json.h"
-#include "camera/cam_replies.h"
-#include "camera/cam_state.h"
-#include "camera/cam_status.h"
+#include "camera/connection.h"
 #include "camera/frame_decoder.h"
-#include "flightlink/link_context.h"
-#include "supervisor/camera_flags.h"
-#include "supervisor/switches.h"
+#include "camera/replies.h"
+#include "camera/service_state.h"
+#include "camera/status_record.h"
+#include "flightlink/wire/link_context.h"
+#include "supervisor/state/camera_flags.h"
+#include "supervisor/state/switches.h"
 
 namespace camera_test {
 namespace {

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "base/descriptor.h"
-#include "camera/cam_settings.h"
+#include "camera/settings_table.h"
 #include "fake_base/fake_base.h"
 
 namespace camera_test {

@@ -2,7 +2,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "flightlink/mavlink_frame.h"
+#include "flightlink/frame/mavlink_frame.h"
 
 using namespace flightlink;  // NOLINT
 

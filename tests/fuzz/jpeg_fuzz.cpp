@@ -1,7 +1,7 @@
 // Any bytes as a photo: loaded, its EXIF data read and put back, saved. What was saved has to load.
 #include <cstdlib>
 
-#include "media/jpeg_data.h"
+#include "media/photo/jpeg_data.h"
 
 using namespace media;  // NOLINT
 

@@ -12,9 +12,9 @@
 #include <string>
 
 #include "fake_base/fake_base.h"
-#include "media/media_files.h"
-#include "media/transfer_context.h"
-#include "media/transfer_requests.h"
+#include "media/card/store.h"
+#include "media/channel/transfer_context.h"
+#include "media/channel/transfer_requests.h"
 
 using namespace media;  // NOLINT
 

@@ -10,10 +10,10 @@
 #include <vector>
 
 #include "base/descriptor.h"
-#include "media/mov_header.h"
-#include "media/mov_index.h"
-#include "media/mov_read_frame.h"
-#include "media/mov_seek.h"
+#include "media/movie/header.h"
+#include "media/movie/index.h"
+#include "media/movie/read_frame.h"
+#include "media/movie/seek.h"
 
 namespace {
 

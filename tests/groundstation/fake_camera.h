@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "base/descriptor.h"
-#include "flightlink/mavlink_frame.h"
+#include "flightlink/frame/mavlink_frame.h"
 
 namespace groundstation_test {
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "flightlink/mavlink_frame.h"
+#include "flightlink/frame/mavlink_frame.h"
 #include "groundstation/firmware_messages.h"
 
 namespace groundstation {

@@ -17,10 +17,10 @@
 #include <thread>
 #include <utility>
 
-#include "flightlink/reliable_udp.h"
-#include "media/media_files.h"
-#include "media/transfer.h"
-#include "media/transfer_context.h"
+#include "flightlink/wire/reliable_udp.h"
+#include "media/card/store.h"
+#include "media/channel/transfer.h"
+#include "media/channel/transfer_context.h"
 
 // Before any worker runs, the exit handler goes through the exit list on purpose, although that is
 // no async-signal-safe work: nothing else runs yet that it could meet.

@@ -14,7 +14,7 @@
 
 #include "base/descriptor.h"
 #include "firmware_sender.h"
-#include "flightlink/reliable_udp.h"
+#include "flightlink/wire/reliable_udp.h"
 #include "support/fixtures.h"
 
 namespace {

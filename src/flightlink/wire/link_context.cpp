@@ -1,0 +1,151 @@
+#include "flightlink/wire/link_context.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "base/shell.h"
+#include "base/text.h"
+#include "flightlink/wire/link_status.h"
+
+namespace flightlink {
+
+MavlinkContext mavlink_context{};
+
+namespace {
+
+constexpr auto kRelaxed = std::memory_order_relaxed;
+
+std::mutex lamp_lock;              // held while the script runs
+int32_t link_indicator_last = -1;  // under lamp_lock
+
+void report_send_error(const char* function, int line) {
+  std::fprintf(stderr, "%s(line=%d):send error,%s!\n", function, line, std::strerror(errno));
+}
+
+void wait_for_send_lock() {
+  while (sem_wait(&mavlink_context.send_lock) != 0 && errno == EINTR) {
+  }
+}
+
+// Returns the descriptor for the caller to close, shut down so that its reader wakes; 0 when
+// somebody else has it.
+int take_connection() {
+  MavlinkContext& context = mavlink_context;
+  context.link_state.store(0, kRelaxed);
+  context.send_enabled.store(0, kRelaxed);
+  context.session_flag.store(0, kRelaxed);
+  app_timers_stop();
+  clear_link_status();
+  const int connection = context.KRConnFd.exchange(0, std::memory_order_acq_rel);
+  if (connection != 0) shutdown(connection, SHUT_RDWR);
+  return connection;
+}
+
+// The number must not come to mean another connection while the reader still waits on it.
+void close_behind_reader(int connection) {
+  if (connection == 0) return;
+  mavlink_context.reader_lock.lock();
+  mavlink_context.reader_lock.unlock();
+  close(connection);
+}
+
+// The common part of the two senders to the application.
+void send_to_app(const uint8_t* bytes, size_t length, const char* function, int line) {
+  MavlinkContext& context = mavlink_context;
+  if (context.link_state.load(kRelaxed) == 0 || context.send_enabled.load(kRelaxed) == 0) return;
+  if (sem_wait(&context.send_lock) != 0) return;
+  const int connection = context.KRConnFd.load(std::memory_order_acquire);
+  if (context.send_enabled.load(kRelaxed) == 1 && connection != 0) {
+    const ssize_t sent = send(connection, bytes, length, 0);
+    if (sent < 1) {
+      const int error = errno;
+      close_behind_reader(take_connection());
+      errno = error;
+      report_send_error(function, line);
+    }
+  }
+  sem_post(&context.send_lock);
+}
+
+}  // namespace
+
+void link_context_init() {
+  MavlinkContext& context = mavlink_context;
+  for (auto* word :
+       {&context.listen_socket, &context.KRConnFd, &context.peer_socket, &context.stick_socket}) {
+    word->store(0, kRelaxed);
+  }
+  for (auto* word : {&context.link_state, &context.send_enabled, &context.session_flag,
+                     &context.throttle_flag, &context.last_clock}) {
+    word->store(0, kRelaxed);
+  }
+  for (auto* byte : {&context.byte_2, &context.byte_100, &context.peer_nibble,
+                     &context.app_is_high_address, &context.binding_disabled}) {
+    byte->store(0, kRelaxed);
+  }
+  context.peer_address = {};
+  sem_init(&context.send_lock, 0, 1);
+}
+
+uint32_t get_throttle_flag() { return mavlink_context.throttle_flag.load(kRelaxed); }
+
+void mavlink_send(const MavlinkMessage* message) {
+  uint8_t wire[kMavlinkMaxFrame];
+  const size_t length = mavlink_frame_to_buffer(wire, message);
+  send_to_app(wire, length, "mavlink_send", 859);
+}
+
+void mavlink_send_buff(const uint8_t* bytes, size_t length) {
+  send_to_app(bytes, length, "mavlink_send_buff", 883);
+}
+
+void app_timers_stop() {
+  MavlinkContext& context = mavlink_context;
+  mavlink_timer_set(&context.normal_timer, 0);
+  mavlink_timer_set(&context.app_heartbeat_timer, 0);
+  mavlink_timer_set(&context.disconnect_timer, 0);
+  std::printf("stop heart beat timer ok!\n");
+}
+
+void app_session_end() {
+  const int connection = take_connection();
+  // Also when somebody else closes it: a sender that fails on the old session must not meet the
+  // next.
+  wait_for_send_lock();
+  sem_post(&mavlink_context.send_lock);
+  close_behind_reader(connection);
+}
+
+int peer_udp_send(const MavlinkMessage* message) {
+  uint8_t wire[kMavlinkMaxFrame];
+  const size_t length = mavlink_frame_to_buffer(wire, message);
+  MavlinkContext& context = mavlink_context;
+  ssize_t sent = 0;
+  {
+    const std::lock_guard lock(context.peer_lock);
+    const int socket = context.peer_socket.load(kRelaxed);
+    if (socket == 0) return -2;
+    sent = sendto(socket, wire, length, 0, reinterpret_cast<const sockaddr*>(&context.peer_address),
+                  sizeof(context.peer_address));
+  }
+  if (sent < 1) {
+    mavlink_timer_set(&context.peer_heartbeat_timer, 0);
+    link_indicator_set(0);
+  }
+  return static_cast<int>(sent);
+}
+
+void link_indicator_set(int32_t value) {
+  const std::lock_guard lock(lamp_lock);
+  if (link_indicator_last == value) return;
+  link_indicator_last = value;
+  char command[100];
+  base::format_text(command, "/usr/local/share/script/t_gpio.sh 10 %d", value);
+  base::run_shell(command);
+}
+
+}  // namespace flightlink

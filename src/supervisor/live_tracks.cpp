@@ -1,7 +1,0 @@
-#include "supervisor/live_tracks.h"
-
-namespace supervisor {
-
-LiveFifoState live_fifo{};
-
-}  // namespace supervisor

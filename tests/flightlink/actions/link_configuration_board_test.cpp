@@ -1,0 +1,230 @@
+// The peer's HEARTBEAT and the link configuration that it fetches from the card. The files are
+// real; what cat prints is the recording fake's.
+#include "flightlink/actions/link_configuration.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+
+#include "fake_base/fake_base.h"
+#include "flightlink/actions/dispatch.h"
+#include "flightlink/wire/link_context.h"
+#include "flightlink/wire/link_status.h"
+#include "support/fresh_process.h"
+#include "support/peer_capture.h"
+
+namespace flightlink {
+namespace {
+
+using link_test::Bytes;
+using link_test::hex;
+using link_test::in_fresh_process;
+using link_test::PeerCapture;
+using link_test::zeros;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+constexpr const char* kMac = "/tmp/SD0/destmac.conf";
+constexpr const char* kChannel = "/tmp/SD0/channel.conf";
+constexpr const char* kBandwidth = "/tmp/SD0/bw.conf";
+constexpr const char* kReadMac = "/bin/cat /tmp/SD0/destmac.conf";
+constexpr const char* kReadChannel = "/bin/cat /tmp/SD0/channel.conf";
+constexpr const char* kReadBandwidth = "/bin/cat /tmp/SD0/bw.conf";
+
+class LinkConfigurationBoard : public ::testing::Test {
+ protected:
+  LinkConfigurationBoard() { remove_all(); }
+  ~LinkConfigurationBoard() override { remove_all(); }
+  static void remove_all() {
+    for (const char* path : {kMac, kChannel, kBandwidth}) std::filesystem::remove(path);
+  }
+  static void put(std::initializer_list<const char*> paths) {
+    for (const char* path : paths) std::ofstream(path) << "x\n";
+  }
+};
+
+// The text field of a link configuration frame: 30 bytes from payload offset 2.
+std::string text_of(const Bytes& frame) {
+  return {frame.begin() + 8, std::find(frame.begin() + 8, frame.begin() + 38, 0)};
+}
+
+TEST_F(LinkConfigurationBoard, PushesTheThreeFilesInOrder) {
+  put({kMac, kChannel, kBandwidth});
+  in_fresh_process([] {
+    fake_base::reset();
+    PeerCapture peer;
+    for (const char* line : {"02:4b:9c:de:f0:6f\n", "161\n", "20"})
+      fake_base::push_shell_line(line);
+    EXPECT_EQ(link_configuration_push(), 0);
+    EXPECT_THAT(fake_base::commands(), ElementsAre(kReadMac, kReadChannel, kReadBandwidth));
+    EXPECT_EQ(peer.next(),
+              hex("fe 2c 00 25 00 3b 00 02 30 32 3a 34 62 3a 39 63 3a 64 65 3a 66 30 3a 36 66 " +
+                  zeros(25) + "e5 94"));
+    EXPECT_EQ(peer.next(), hex("fe 2c 01 25 00 3b 00 00 31 36 31 " + zeros(39) + "20 bc"));
+    EXPECT_EQ(peer.next(), hex("fe 2c 02 25 00 3b 00 01 32 30 " + zeros(40) + "ac 4e"));
+    // Never again.
+    EXPECT_EQ(link_configuration_push(), 0);
+    EXPECT_EQ(peer.next(), Bytes());
+    EXPECT_EQ(fake_base::commands().size(), 3U);
+  });
+}
+
+TEST_F(LinkConfigurationBoard, MissingFilesAreSkipped) {
+  put({kChannel});
+  in_fresh_process([] {
+    fake_base::reset();
+    PeerCapture peer;
+    fake_base::push_shell_line("36\n");
+    EXPECT_EQ(link_configuration_push(), 0);
+    EXPECT_THAT(fake_base::commands(), ElementsAre(kReadChannel));
+    const std::vector<Bytes> frames = peer.all();
+    ASSERT_EQ(frames.size(), 1U);
+    EXPECT_EQ(frames[0][7], 0);
+    EXPECT_EQ(text_of(frames[0]), "36");
+  });
+}
+
+TEST_F(LinkConfigurationBoard, ACardWithoutFilesCompletesThePushForGood) {
+  in_fresh_process([] {
+    fake_base::reset();
+    PeerCapture peer;
+    EXPECT_EQ(link_configuration_push(), 0);
+    put({kMac, kChannel, kBandwidth});
+    fake_base::push_shell_line("late\n");
+    EXPECT_EQ(link_configuration_push(), 0);
+    EXPECT_THAT(fake_base::commands(), IsEmpty());
+    EXPECT_THAT(peer.all(), IsEmpty());
+  });
+}
+
+TEST_F(LinkConfigurationBoard, AnEmptyMacFileAbortsThePushUntilTheNextHeartbeat) {
+  put({kMac, kChannel, kBandwidth});
+  in_fresh_process([] {
+    fake_base::reset();
+    PeerCapture peer;
+    EXPECT_EQ(link_configuration_push(), -1);
+    EXPECT_EQ(link_configuration_push(), -1);
+    EXPECT_THAT(fake_base::commands(), ElementsAre(kReadMac, kReadMac));
+    EXPECT_THAT(peer.all(), IsEmpty());
+    for (const char* line : {"aa\n", "1\n", "2\n"}) fake_base::push_shell_line(line);
+    EXPECT_EQ(link_configuration_push(), 0);
+    EXPECT_EQ(peer.all().size(), 3U);
+  });
+}
+
+TEST_F(LinkConfigurationBoard, AnEmptyLaterFileStartsThePushAgainFromTheFirst) {
+  put({kMac, kChannel, kBandwidth});
+  in_fresh_process([] {
+    fake_base::reset();
+    PeerCapture peer;
+    fake_base::push_shell_line("aa\n");
+    EXPECT_EQ(link_configuration_push(), -1);
+    EXPECT_THAT(fake_base::commands(), ElementsAre(kReadMac, kReadChannel));
+    EXPECT_EQ(peer.all().size(), 1U);
+    for (const char* line : {"aa\n", "1\n", "2\n"}) fake_base::push_shell_line(line);
+    EXPECT_EQ(link_configuration_push(), 0);
+    const std::vector<Bytes> frames = peer.all();
+    ASSERT_EQ(frames.size(), 3U);
+    EXPECT_EQ(frames[0][7], 2);
+    EXPECT_EQ(frames[1][7], 0);
+    EXPECT_EQ(frames[2][7], 1);
+  });
+}
+
+TEST_F(LinkConfigurationBoard, TheTextHasAtMost29CharactersAndLosesOneNewline) {
+  put({kMac, kChannel, kBandwidth});
+  in_fresh_process([] {
+    fake_base::reset();
+    PeerCapture peer;
+    fake_base::push_shell_line("abcdefghijklmnopqrstuvwxyz0123456789\n");
+    fake_base::push_shell_line("abcdefghijklmnopqrstuvwxyz012\n");
+    fake_base::push_shell_line("a b\r\n");
+    EXPECT_EQ(link_configuration_push(), 0);
+    const std::vector<Bytes> frames = peer.all();
+    ASSERT_EQ(frames.size(), 3U);
+    EXPECT_EQ(text_of(frames[0]), "abcdefghijklmnopqrstuvwxyz012");
+    EXPECT_EQ(text_of(frames[1]), "abcdefghijklmnopqrstuvwxyz012");
+    EXPECT_EQ(text_of(frames[2]), "a b\r");
+    for (const Bytes& frame : frames) {
+      ASSERT_EQ(frame.size(), 52U);
+      EXPECT_EQ(frame[6], 0);
+      EXPECT_EQ(frame[37], 0);
+      EXPECT_EQ(Bytes(frame.begin() + 38, frame.begin() + 50), Bytes(12, 0));
+    }
+  });
+}
+
+int heartbeat(uint32_t custom_mode, uint8_t system_status) {
+  MavlinkMessage message{};
+  for (size_t i = 0; i < 4; i++) {
+    message.payload[i] = static_cast<uint8_t>(custom_mode >> (8 * i));
+  }
+  message.payload[7] = system_status;
+  message.len = 9;
+  return peer_dispatch(&message);
+}
+
+TEST_F(LinkConfigurationBoard, AHeartbeatStoresNibbleAndLinkStatus) {
+  in_fresh_process([] {
+    fake_base::reset();
+    link_context_init();
+    EXPECT_EQ(heartbeat(0, 0xA2), 0);
+    EXPECT_EQ(mavlink_context.peer_nibble.load(), 10);
+    EXPECT_EQ(get_link_status(), 2);
+    heartbeat(0, 0x52);
+    EXPECT_EQ(mavlink_context.peer_nibble.load(), 5);
+    EXPECT_EQ(get_link_status(), 2);
+    heartbeat(0xF503, 94);  // 5e
+    EXPECT_EQ(mavlink_context.peer_nibble.load(), 5);
+    EXPECT_EQ(get_link_status(), 14);
+    heartbeat(0xF504, 95);  // 5f
+    EXPECT_EQ(get_link_status(), 15);
+    heartbeat(0x1F503, 0x13);
+    EXPECT_EQ(mavlink_context.peer_nibble.load(), 1);
+    EXPECT_EQ(get_link_status(), 3);
+    heartbeat(0, 0);
+    EXPECT_EQ(mavlink_context.peer_nibble.load(), 0);
+    EXPECT_EQ(get_link_status(), 0);
+  });
+}
+
+TEST_F(LinkConfigurationBoard, AnAnnouncingHeartbeatOnlyPushes) {
+  put({kChannel});
+  in_fresh_process([] {
+    fake_base::reset();
+    PeerCapture peer;
+    mavlink_context.peer_nibble.store(10);
+    set_link_status(2);
+    EXPECT_EQ(heartbeat(0xF503, 95), -1);  // the file holds nothing yet
+    EXPECT_EQ(mavlink_context.peer_nibble.load(), 10);
+    EXPECT_EQ(get_link_status(), 2);
+    EXPECT_THAT(peer.all(), IsEmpty());
+    fake_base::push_shell_line("36\n");
+    EXPECT_EQ(heartbeat(0xF503, 95), 0);
+    EXPECT_EQ(peer.all().size(), 1U);
+    EXPECT_EQ(mavlink_context.peer_nibble.load(), 10);
+    EXPECT_EQ(get_link_status(), 2);
+  });
+}
+
+TEST_F(LinkConfigurationBoard, EveryHeartbeatTriesThePush) {
+  put({kMac});
+  in_fresh_process([] {
+    fake_base::reset();
+    PeerCapture peer;
+    heartbeat(0, 0x52);
+    heartbeat(0, 0x52);
+    EXPECT_THAT(fake_base::commands(), ElementsAre(kReadMac, kReadMac));
+    fake_base::push_shell_line("aa\n");
+    heartbeat(0, 0x52);
+    heartbeat(0, 0x52);
+    EXPECT_EQ(fake_base::commands().size(), 3U);
+    EXPECT_EQ(peer.all().size(), 1U);
+  });
+}
+
+}  // namespace
+}  // namespace flightlink

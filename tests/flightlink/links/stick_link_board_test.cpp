@@ -1,0 +1,209 @@
+// The stick relay on its port.
+#include "flightlink/links/stick_link.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/socket.h>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+#include "fake_base/fake_base.h"
+#include "flightlink/links/serial_link.h"
+#include "flightlink/wire/link_context.h"
+#include "flightlink/wire/serial_line.h"
+#include "support/fresh_process.h"
+#include "support/pty.h"
+
+namespace flightlink {
+namespace {
+
+using link_test::Bytes;
+using link_test::hex;
+using link_test::in_fresh_process;
+using link_test::Pty;
+using ::testing::ElementsAre;
+
+// The relay's two ends: its socket, and a serial line on a pseudo terminal.
+class Relay {
+ public:
+  Relay() : near_(open(far.name().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC)) {
+    fake_base::reset();
+    link_context_init();
+    EXPECT_EQ(serial_line_set_opt(near_.get(), 115200, 8, 'N', 1, 0), 0);
+    serial_link.fd.store(near_.get());
+    EXPECT_EQ(stick_socket_open(), 0);
+  }
+  ~Relay() { stick_socket_close(); }
+  Relay(const Relay&) = delete;
+  Relay& operator=(const Relay&) = delete;
+
+  // One datagram through the relay; returns what came out on the line, `wanted` bytes if all is
+  // well.
+  Bytes relay(const Bytes& datagram, size_t wanted) {
+    const base::Descriptor fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    sockaddr_in to{};
+    to.sin_family = AF_INET;
+    to.sin_port = htons(8867);
+    to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    EXPECT_EQ(sendto(fd.get(), datagram.data(), datagram.size(), 0,
+                     reinterpret_cast<const sockaddr*>(&to), sizeof(to)),
+              static_cast<ssize_t>(datagram.size()));
+    Bytes bytes;
+    // Beside the relay: a long datagram does not fit into the line's buffer.
+    std::thread reading([&] { bytes = far.read_bytes(wanted); });
+    EXPECT_EQ(stick_socket_serve(), 0);
+    reading.join();
+    return bytes;
+  }
+
+  Pty far;
+
+ private:
+  base::Descriptor near_;
+};
+
+TEST(StickRelay, DatagramsPassOnlyInLinkState2) {
+  in_fresh_process([] {
+    Relay relay;
+    const Bytes datagram = hex("00 fe 0a 0d 11 13 ff");
+    for (const uint32_t state : {0U, 1U, 3U}) {
+      mavlink_context.link_state.store(state);
+      EXPECT_EQ(relay.relay(datagram, 0), Bytes()) << state;
+    }
+    mavlink_context.link_state.store(2);
+    EXPECT_EQ(relay.relay(datagram, datagram.size()), datagram);
+    EXPECT_EQ(relay.relay({}, 0), Bytes());  // an empty one is no fault
+    mavlink_context.link_state.store(0);
+    EXPECT_EQ(relay.relay(datagram, 0), Bytes());
+  });
+}
+
+TEST(StickRelay, TheLongestDatagramPassesWhole) {
+  in_fresh_process([] {
+    Relay relay;
+    mavlink_context.link_state.store(2);
+    Bytes datagram(65507);
+    for (size_t i = 0; i < datagram.size(); i++) datagram[i] = static_cast<uint8_t>(i * 7);
+    EXPECT_EQ(relay.relay(datagram, datagram.size()), datagram);
+  });
+}
+
+TEST(StickRelay, WithoutALineADatagramIsDropped) {
+  in_fresh_process([] {
+    Relay relay;
+    mavlink_context.link_state.store(2);
+    serial_link.fd.store(0);
+    EXPECT_EQ(relay.relay(hex("01 02"), 0), Bytes());
+  });
+}
+
+TEST(StickRelay, WritesUnderTheWriteMutex) {
+  in_fresh_process([] {
+    Relay relay;
+    mavlink_context.link_state.store(2);
+    std::unique_lock lock(serial_link.write_mutex);
+    std::atomic<bool> out{false};
+    std::thread relaying([&] {
+      EXPECT_EQ(relay.relay(hex("01 02"), 2), hex("01 02"));
+      out = true;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_FALSE(out);
+    lock.unlock();
+    relaying.join();
+  });
+}
+
+TEST(StickSocket, OpenPrintsTwoLinesAndListensOnItsPort) {
+  in_fresh_process([] {
+    link_context_init();
+    ::testing::internal::CaptureStdout();
+    ASSERT_EQ(stick_socket_open(), 0);
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(),
+              "MavlinkRecvStickThread(1043):stick socket socket create ok ! !\n"
+              "MavlinkRecvStickThread(1063):stick socket bind ok !\n");
+    const int fd = mavlink_context.stick_socket.load();
+    sockaddr_in own{};
+    socklen_t size = sizeof(own);
+    getsockname(fd, reinterpret_cast<sockaddr*>(&own), &size);
+    EXPECT_EQ(ntohs(own.sin_port), 8867);
+    EXPECT_EQ(own.sin_addr.s_addr, htonl(INADDR_ANY));
+    int reuse = 0;
+    size = sizeof(reuse);
+    getsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &reuse, &size);
+    EXPECT_EQ(reuse, 1);
+    stick_socket_close();
+    EXPECT_EQ(mavlink_context.stick_socket.load(), 0);
+    EXPECT_EQ(fcntl(fd, F_GETFD), -1);
+  });
+}
+
+struct Enough {};
+
+TEST(StickSocket, ATakenPortIsTriedAgainEverySecond) {
+  in_fresh_process([] {
+    fake_base::reset();
+    link_context_init();
+    const base::Descriptor other(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    sockaddr_in own{};
+    own.sin_family = AF_INET;
+    own.sin_port = htons(8867);
+    ASSERT_EQ(bind(other.get(), reinterpret_cast<const sockaddr*>(&own), sizeof(own)), 0);
+    fake_base::on_sleep([](uint64_t) {
+      if (fake_base::sleeps().size() == 2) throw Enough();
+    });
+    ::testing::internal::CaptureStdout();
+    EXPECT_THROW(MavlinkRecvStickThread(nullptr), Enough);
+    const std::string one_try =
+        "MavlinkRecvStickThread(1043):stick socket socket create ok ! !\nbind fail!\n";
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(), one_try + one_try);
+    EXPECT_THAT(fake_base::sleeps(), ElementsAre(1000000U, 1000000U));
+    EXPECT_EQ(mavlink_context.stick_socket.load(), 0);
+  });
+}
+
+void ignore_signal(int) {}
+
+TEST(StickSocket, AnInterruptedWaitIsReportedAndGoesOn) {
+  in_fresh_process([] {
+    link_context_init();
+    ASSERT_EQ(stick_socket_open(), 0);
+    struct sigaction action {};
+    action.sa_handler = ignore_signal;
+    sigaction(SIGUSR2, &action, nullptr);
+    std::atomic<bool> done{false};
+    const pthread_t reader = pthread_self();
+    ::testing::internal::CaptureStdout();
+    ::testing::internal::CaptureStderr();
+    std::thread interrupting([&] {
+      while (!done) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        if (!done) pthread_kill(reader, SIGUSR2);
+      }
+    });
+    EXPECT_EQ(stick_socket_serve(), 0);
+    done = true;
+    interrupting.join();
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(),
+              "MavlinkRecvStickThread(line=1072):select failed!,exit\n");
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+              "select failed!: Interrupted system call\n");
+  });
+}
+
+TEST(StickStart, StartsTheThreadWithDefaultScheduling) {
+  fake_base::reset();
+  EXPECT_EQ(stick_link_start(), 0);
+  ASSERT_EQ(fake_base::threads().size(), 1U);
+  EXPECT_EQ(fake_base::threads()[0].body, &MavlinkRecvStickThread);
+  EXPECT_EQ(fake_base::threads()[0].priority, 0);
+}
+
+}  // namespace
+}  // namespace flightlink

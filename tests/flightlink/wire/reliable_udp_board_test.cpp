@@ -1,0 +1,117 @@
+// The acknowledged sender with the real timer, thread and port 8866 of a board.
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+#include "base/descriptor.h"
+#include "flightlink/wire/reliable_udp.h"
+#include "support/fresh_process.h"
+#include "support/peer_capture.h"
+
+namespace flightlink {
+namespace {
+
+using link_test::Bytes;
+using link_test::in_fresh_process;
+using std::chrono::milliseconds;
+
+void block_alarm() {
+  sigset_t alarm;
+  sigemptyset(&alarm);
+  sigaddset(&alarm, SIGALRM);
+  pthread_sigmask(SIG_BLOCK, &alarm, nullptr);
+}
+
+// Waits until the acknowledgement thread has its port.
+void start() {
+  block_alarm();
+  ASSERT_EQ(reliable_udp_init(), 0);
+  for (int i = 0; i < 1000 && reliable_udp_context.ack_socket.load() == 0; i++) {
+    std::this_thread::sleep_for(milliseconds(5));
+  }
+  ASSERT_NE(reliable_udp_context.ack_socket.load(), 0);
+}
+
+void send_acknowledgement(const Bytes& frame) {
+  const base::Descriptor fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  sockaddr_in to{};
+  to.sin_family = AF_INET;
+  to.sin_port = htons(8866);
+  to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  const uint8_t bytes[] = {'?', 'F', 'F', frame[4], frame[5], frame[6], frame[7]};
+  EXPECT_EQ(
+      sendto(fd.get(), bytes, sizeof(bytes), 0, reinterpret_cast<const sockaddr*>(&to), sizeof(to)),
+      7);
+}
+
+TEST(ReliableUdpBoard, AnAnsweredSendSucceeds) {
+  in_fresh_process([] {
+    start();
+    sockaddr_in address{};
+    const base::Descriptor far = link_test::open_loopback(&address);
+    std::thread answering([&far] {
+      Bytes frame(2000);
+      // The first two copies are lost, the third is answered.
+      for (int i = 0; i < 3; i++) EXPECT_EQ(recv(far.get(), frame.data(), frame.size(), 0), 21);
+      send_acknowledgement(frame);
+    });
+    reliable_udp_context.timeout_us = 50000;
+    const base::Descriptor own(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    EXPECT_EQ(reliable_udp_send("hello", 5, own.get(), &address), 5);
+    answering.join();
+    EXPECT_GE(reliable_udp_context.last_rtt_us, 150000.0F);  // 50 ms and 100 ms were waited out
+    EXPECT_EQ(reliable_udp_context.retries, 0);
+  });
+}
+
+TEST(ReliableUdpBoard, AnUnansweredSendTimesOut) {
+  in_fresh_process([] {
+    start();
+    sockaddr_in address{};
+    const base::Descriptor far = link_test::open_loopback(&address);
+    reliable_udp_context.timeout_us = 50000;
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(reliable_udp_send("hello", 5, far.get(), &address), -110);
+    const auto waited = std::chrono::steady_clock::now() - begin;
+    // 50 + 100 + 200 + 400 + 800 ms
+    EXPECT_GE(waited, milliseconds(1550));
+    EXPECT_LT(waited, milliseconds(4000));
+  });
+}
+
+TEST(ReliableUdpBoard, StoppingItEndsTheProcess) {
+  std::fflush(nullptr);
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    start();
+    reliable_udp_deinit();
+    _exit(0);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFSIGNALED(status));
+  EXPECT_EQ(WTERMSIG(status), SIGKILL);
+}
+
+TEST(ReliableUdpBoard, WithoutItsPortTheThreadEndsAndSendsGoUnanswered) {
+  in_fresh_process([] {
+    block_alarm();
+    const base::Descriptor taken(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    sockaddr_in own{};
+    own.sin_family = AF_INET;
+    own.sin_port = htons(8866);
+    ASSERT_EQ(bind(taken.get(), reinterpret_cast<const sockaddr*>(&own), sizeof(own)), 0);
+    ASSERT_EQ(reliable_udp_init(), 0);
+    EXPECT_EQ(pthread_join(reliable_udp_context.receiver, nullptr), 0);
+    EXPECT_EQ(reliable_udp_context.ack_socket.load(), 0);
+  });
+}
+
+}  // namespace
+}  // namespace flightlink

@@ -1,0 +1,394 @@
+// The acknowledged sender on a clock that moves by itself: frames, scanning, time-outs, estimator.
+#include "flightlink/wire/reliable_udp.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+
+#include "base/bytes.h"
+#include "base/descriptor.h"
+#include "fake_base/fake_base.h"
+#include "support/fresh_process.h"
+#include "support/peer_capture.h"
+
+namespace {
+
+bool no_memory = false;
+
+}  // namespace
+
+// The linker sends the frame's allocation here.
+extern "C" void* __real__ZnamRKSt9nothrow_t(size_t size, const std::nothrow_t& tag);
+extern "C" void* __wrap__ZnamRKSt9nothrow_t(size_t size, const std::nothrow_t& tag) {
+  return no_memory ? nullptr : __real__ZnamRKSt9nothrow_t(size, tag);
+}
+
+namespace flightlink {
+namespace {
+
+using link_test::Bytes;
+using link_test::hex;
+using link_test::in_fresh_process;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+constexpr uint64_t kStart = 1000000000;  // of the fake clock, us; 0x3b9aca00
+
+std::string events_of(const std::string& kind) {
+  std::string found;
+  for (const std::string& event : fake_base::events()) {
+    if (event.starts_with(kind)) found += event + "; ";
+  }
+  return found;
+}
+
+void acknowledge(uint32_t stamp) {
+  uint8_t bytes[8] = {'F', 'F'};
+  base::store_u32le(bytes + 2, stamp);
+  reliable_udp_scan(bytes, 6);
+}
+
+// A far side on loopback.
+struct FarSide {
+  FarSide() {
+    fake_base::reset();
+    EXPECT_EQ(reliable_udp_init(), 0);
+    socket = link_test::open_loopback(&address);
+  }
+  int send(const std::string& text) {
+    return reliable_udp_send(text.data(), static_cast<int>(text.size()), socket.get(), &address);
+  }
+  std::vector<Bytes> received() {
+    std::vector<Bytes> datagrams;
+    for (;;) {
+      Bytes bytes(70000);
+      const ssize_t size = recv(socket.get(), bytes.data(), bytes.size(), MSG_DONTWAIT);
+      if (size < 0) return datagrams;
+      bytes.resize(static_cast<size_t>(size));
+      datagrams.push_back(bytes);
+    }
+  }
+  sockaddr_in address{};
+  base::Descriptor socket;
+};
+
+TEST(ReliableChecksum, IsTheInternetChecksumOfLittleEndianWords) {
+  const auto checksum = [](const Bytes& bytes) {
+    return reliable_udp_checksum(bytes.data(), bytes.size());
+  };
+  EXPECT_EQ(checksum({}), 0xFFFF);
+  EXPECT_EQ(checksum({0x34, 0x12}), 0xEDCB);                          // ~1234
+  EXPECT_EQ(checksum({0xFF, 0xFF, 0x01, 0x00}), 0xFFFE);              // 10000 folds to 0001
+  EXPECT_EQ(checksum({0xFF, 0xFF, 0xFF, 0xFF}), 0x0000);              // 1fffe folds to ffff
+  EXPECT_EQ(checksum({0x00, 0x80, 0x00, 0x80, 0x02, 0x00}), 0xFFFC);  // 10002 folds to 0003
+}
+
+TEST(ReliableChecksum, AnOddLastByteIsAddedAsItIs) {
+  const Bytes one = {0x80};
+  EXPECT_EQ(reliable_udp_checksum(one.data(), 1), 0xFF7F);
+  const Bytes three = {'a', 'b', 'c'};  // 6261 + 0063 = 62c4
+  EXPECT_EQ(reliable_udp_checksum(three.data(), 3), 0x9D3B);
+}
+
+TEST(ReliableInit, StartsTheRecordTheTimerAndTheThread) {
+  in_fresh_process([] {
+    fake_base::reset();
+    ReliableUdpContext& context = reliable_udp_context;
+    context.last_rtt_us = context.srtt_us = context.rttvar_us = 9;
+    context.retries = 9;
+    context.timeout_us = context.ack_stamp = 9;
+    context.send_time_us = context.ack_arrival_us = 9;
+    EXPECT_EQ(reliable_udp_init(), 0);
+    EXPECT_EQ(context.last_rtt_us, 0.0F);
+    EXPECT_EQ(context.srtt_us, 0.0F);
+    EXPECT_EQ(context.rttvar_us, 0.75F);
+    EXPECT_EQ(context.retries, 0);
+    EXPECT_EQ(context.timeout_us, 2000000U);
+    EXPECT_EQ(context.send_time_us, 0U);
+    EXPECT_EQ(context.ack_stamp, 0U);
+    EXPECT_EQ(context.ack_arrival_us, 0U);
+    ASSERT_EQ(fake_base::threads().size(), 1U);
+    EXPECT_EQ(fake_base::threads()[0].priority, 2);
+  });
+}
+
+TEST(ReliableInit, AThreadThatCannotBeStartedGivesMinusOneAndDeinitStaysSafe) {
+  in_fresh_process([] {
+    fake_base::reset();
+    fake_base::fail_next_thread();
+    EXPECT_EQ(reliable_udp_init(), -1);
+    reliable_udp_deinit();
+    reliable_udp_deinit();
+  });
+}
+
+TEST(ReliableSend, RefusesWhatItCannotSend) {
+  in_fresh_process([] {
+    FarSide far;
+    const int fd = far.socket.get();
+    EXPECT_EQ(reliable_udp_send(nullptr, 1, fd, &far.address), -22);
+    EXPECT_EQ(reliable_udp_send("x", 0, fd, &far.address), -22);
+    EXPECT_EQ(reliable_udp_send("x", -1, fd, &far.address), -22);
+    EXPECT_EQ(reliable_udp_send("x", INT_MIN, fd, &far.address), -22);
+    EXPECT_EQ(reliable_udp_send("x", 1, 0, &far.address), -22);
+    EXPECT_EQ(reliable_udp_send("x", 1, fd, nullptr), -22);
+    no_memory = true;
+    EXPECT_EQ(reliable_udp_send("x", 1, fd, &far.address), -12);
+    EXPECT_THAT(far.received(), IsEmpty());
+    EXPECT_THAT(fake_base::events(), IsEmpty());
+  });
+}
+
+TEST(ReliableSend, FrameHoldsStampLengthChecksumAndPayload) {
+  in_fresh_process([] {
+    FarSide far;
+    fake_base::on_sleep([](uint64_t) { acknowledge(kStart); });
+    EXPECT_EQ(far.send("abc"), 3);
+    EXPECT_THAT(far.received(), ElementsAre(hex("43 30 58 46 00 ca 9a 3b 03 00 3b 9d "
+                                                "61 62 63 46 58 30 43")));
+  });
+}
+
+TEST(ReliableSend, StampIsTheLowHalfOfTheTime) {
+  in_fresh_process([] {
+    FarSide far;
+    fake_base::advance_us((1ULL << 32) + 5 - kStart);
+    fake_base::on_sleep([](uint64_t) { acknowledge(5); });
+    EXPECT_EQ(far.send("ab"), 2);
+    EXPECT_THAT(far.received(),
+                ElementsAre(hex("43 30 58 46 05 00 00 00 02 00 9e 9d 61 62 46 58 30 43")));
+  });
+}
+
+TEST(ReliableSend, AStampOfZeroIsNoAcknowledgementByItself) {
+  in_fresh_process([] {
+    FarSide far;
+    fake_base::advance_us((1ULL << 32) - kStart);
+    EXPECT_EQ(far.send("ab"), -110);
+    EXPECT_EQ(far.received().size(), 5U);
+  });
+}
+
+TEST(ReliableSend, FiveUnansweredSendsGiveMinus110) {
+  in_fresh_process([] {
+    FarSide far;
+    errno = 0;
+    EXPECT_EQ(far.send("abc"), -110);
+    EXPECT_EQ(errno, ETIMEDOUT);
+    const std::vector<Bytes> frames = far.received();
+    ASSERT_EQ(frames.size(), 5U);
+    for (const Bytes& frame : frames) EXPECT_EQ(frame, frames[0]);
+    // The time-out is at its upper end already; each wait is 500 steps.
+    EXPECT_EQ(events_of("alarm"),
+              "alarm 2000000; alarm 2000000; alarm 2000000; alarm 2000000; alarm 2000000; ");
+    EXPECT_EQ(fake_base::sleeps(), std::vector<uint64_t>(2500, 4000));
+    EXPECT_EQ(reliable_udp_context.retries, 5);
+    EXPECT_EQ(reliable_udp_context.timeout_us, 2000000U);
+  });
+}
+
+TEST(ReliableSend, TheTimeOutDoublesWithEveryRetry) {
+  in_fresh_process([] {
+    FarSide far;
+    reliable_udp_context.timeout_us = 50000;
+    EXPECT_EQ(far.send("abc"), -110);
+    EXPECT_EQ(events_of("alarm"),
+              "alarm 50000; alarm 100000; alarm 200000; alarm 400000; alarm 800000; ");
+    EXPECT_EQ(reliable_udp_context.timeout_us, 1600000U);
+    // The next send begins with what the last one ended with, and stays below the upper end.
+    EXPECT_EQ(far.send("abc"), -110);
+    EXPECT_EQ(reliable_udp_context.timeout_us, 2000000U);
+  });
+}
+
+TEST(ReliableSend, ATimeOutOutsideTheLimitsIsPulledIn) {
+  in_fresh_process([] {
+    FarSide far;
+    reliable_udp_context.timeout_us = 10;
+    EXPECT_EQ(far.send("abc"), -110);
+    EXPECT_EQ(events_of("alarm"),
+              "alarm 10; alarm 100000; alarm 200000; alarm 400000; alarm 800000; ");
+    EXPECT_EQ(fake_base::sleeps()[0], 100U);  // 50000 / 500
+    reliable_udp_context.timeout_us = 4000000000U;
+    fake_base::on_sleep([](uint64_t us) {
+      EXPECT_EQ(us, 4000U);  // 2000000 / 500
+      acknowledge(static_cast<uint32_t>(reliable_udp_context.send_time_us));
+    });
+    EXPECT_EQ(far.send("abc"), 3);
+  });
+}
+
+TEST(ReliableSend, AnAcknowledgementWithAnotherStampIsIgnored) {
+  in_fresh_process([] {
+    FarSide far;
+    fake_base::on_sleep([](uint64_t) { acknowledge(kStart + 1); });
+    EXPECT_EQ(far.send("abc"), -110);
+    EXPECT_EQ(far.received().size(), 5U);
+  });
+}
+
+TEST(ReliableSend, AnOldAcknowledgementIsForgottenBeforeASend) {
+  in_fresh_process([] {
+    FarSide far;
+    acknowledge(kStart);
+    EXPECT_EQ(far.send("abc"), -110);
+  });
+}
+
+TEST(ReliableSend, ARetryThatIsAnsweredSucceeds) {
+  in_fresh_process([] {
+    FarSide far;
+    fake_base::on_sleep([](uint64_t) {
+      if (fake_base::sleeps().size() == 501) acknowledge(kStart);
+    });
+    EXPECT_EQ(far.send("abc"), 3);
+    EXPECT_EQ(far.received().size(), 2U);
+    EXPECT_EQ(reliable_udp_context.retries, 0);
+    // Measured from the stamp: 2000000 + 4000.
+    EXPECT_EQ(reliable_udp_context.last_rtt_us, 2004000.0F);
+  });
+}
+
+TEST(ReliableSend, AFailedSendEndsAtOnce) {
+  in_fresh_process([] {
+    FarSide far;
+    const std::string too_long(65500, 'x');  // with its frame over one datagram
+    EXPECT_EQ(far.send(too_long), -1);
+    EXPECT_EQ(errno, EMSGSIZE);
+    EXPECT_THAT(fake_base::events(), IsEmpty());
+  });
+}
+
+TEST(ReliableSend, TheAlarmIsLetThroughOnlyWhileSending) {
+  in_fresh_process([] {
+    FarSide far;
+    sigset_t alarm;
+    sigemptyset(&alarm);
+    sigaddset(&alarm, SIGALRM);
+    pthread_sigmask(SIG_BLOCK, &alarm, nullptr);
+    fake_base::on_sleep([](uint64_t) {
+      sigset_t now;
+      pthread_sigmask(SIG_BLOCK, nullptr, &now);
+      EXPECT_EQ(sigismember(&now, SIGALRM), 0);
+      acknowledge(kStart);
+    });
+    EXPECT_EQ(far.send("abc"), 3);
+    sigset_t after;
+    pthread_sigmask(SIG_BLOCK, nullptr, &after);
+    EXPECT_EQ(sigismember(&after, SIGALRM), 1);
+  });
+}
+
+// Acknowledges the packet in flight so that it arrives `us` after it was sent.
+void answer_after(FarSide& far, uint64_t us) {
+  fake_base::on_sleep([us](uint64_t slept) {
+    fake_base::advance_us(us - slept);
+    acknowledge(static_cast<uint32_t>(reliable_udp_context.send_time_us));
+  });
+  EXPECT_EQ(far.send("abc"), 3);
+  fake_base::on_sleep(nullptr);
+}
+
+TEST(ReliableEstimator, FollowsTheHandWorkedSequence) {
+  in_fresh_process([] {
+    FarSide far;
+    const ReliableUdpContext& context = reliable_udp_context;
+    answer_after(far, 400000);
+    EXPECT_EQ(context.last_rtt_us, 400000.0F);
+    EXPECT_EQ(context.srtt_us, 50000.0F);        // 0 + 400000 / 8
+    EXPECT_EQ(context.rttvar_us, 100000.5625F);  // 0.75 + (400000 - 0.75) / 4
+    EXPECT_EQ(context.timeout_us, 450002U);      // 50000 + 400002.25
+    answer_after(far, 100000);
+    EXPECT_EQ(context.srtt_us, 56250.0F);         // 50000 + 50000 / 8
+    EXPECT_EQ(context.rttvar_us, 87500.421875F);  // 100000.5625 + (50000 - 100000.5625) / 4
+    EXPECT_EQ(context.timeout_us, 406251U);       // 56250 + 350001.6875
+    // Both sends disarm the timer at their end.
+    EXPECT_EQ(events_of("alarm"), "alarm 2000000; alarm 0; alarm 450002; alarm 0; ");
+  });
+}
+
+TEST(ReliableEstimator, AnEarlierArrivalCountsByItsSize) {
+  in_fresh_process([] {
+    FarSide far;
+    reliable_udp_context.srtt_us = 800000;
+    reliable_udp_context.rttvar_us = 1000;
+    answer_after(far, 80000);
+    EXPECT_EQ(reliable_udp_context.srtt_us, 710000.0F);    // 800000 - 720000 / 8
+    EXPECT_EQ(reliable_udp_context.rttvar_us, 180750.0F);  // 1000 + 719000 / 4
+    EXPECT_EQ(reliable_udp_context.timeout_us, 1433000U);
+  });
+}
+
+TEST(ReliableEstimator, TheTimeOutStaysBetween50000And2000000) {
+  in_fresh_process([] {
+    FarSide far;
+    answer_after(far, 8000);  // 1000 + 4 x 2000.5625
+    EXPECT_EQ(reliable_udp_context.srtt_us, 1000.0F);
+    EXPECT_EQ(reliable_udp_context.timeout_us, 50000U);
+    EXPECT_EQ(reliable_udp_init(), 0);
+    answer_after(far, 1999999);  // 249999.875 + 4 x 500000.3 is above
+    EXPECT_EQ(reliable_udp_context.timeout_us, 2000000U);
+  });
+}
+
+// The stamp that a datagram leaves behind; 0 when it holds none.
+uint32_t scanned(const std::string& text) {
+  reliable_udp_context.ack_stamp = 0;
+  reliable_udp_context.ack_arrival_us = 0;
+  Bytes bytes = hex(text);
+  const size_t length = bytes.size();
+  bytes.resize(length + 2);
+  reliable_udp_scan(bytes.data(), length);
+  return reliable_udp_context.ack_stamp;
+}
+
+class ReliableScan : public fake_base::FakeBaseTest {};
+
+TEST_F(ReliableScan, TakesTheFourBytesBehindTheMark) {
+  EXPECT_EQ(scanned("46 46 04 03 02 01"), 0x01020304U);
+  EXPECT_EQ(reliable_udp_context.ack_arrival_us, kStart);
+  EXPECT_EQ(scanned("00 46 00 46 46 04 03 02 01 99"), 0x01020304U);
+}
+
+TEST_F(ReliableScan, AStampMayBeCutByTheEnd) {
+  // Five bytes are left from the mark: enough, though the stamp's last byte is missing.
+  EXPECT_EQ(scanned("46 46 03 02 01"), 0x00010203U);
+  EXPECT_EQ(scanned("77 46 46 03 02 01"), 0x00010203U);
+}
+
+TEST_F(ReliableScan, FourBytesFromTheMarkAreNotEnough) {
+  for (const char* text : {"", "46", "46 46", "46 46 01", "46 46 01 02", "00 00 46 46 01 02"}) {
+    EXPECT_EQ(scanned(text), 0U) << text;
+    EXPECT_EQ(reliable_udp_context.ack_arrival_us, 0U) << text;
+  }
+}
+
+TEST_F(ReliableScan, TheLastOfSeveralStampsCounts) {
+  EXPECT_EQ(scanned("46 46 01 00 00 00 46 46 02 00 00 00"), 2U);
+  EXPECT_EQ(scanned("46 46 01 00 00 00 aa bb 46 46 02 00 00 00 cc"), 2U);
+}
+
+TEST_F(ReliableScan, AMarkInsideAStampIsSkipped) {
+  EXPECT_EQ(scanned("46 46 46 46 00 00 05 00 00 00"), 0x00004646U);
+  EXPECT_EQ(scanned("46 46 01 46 46 00 05 00 00 00"), 0x00464601U);
+}
+
+TEST_F(ReliableScan, OneLetterAloneIsNoMark) {
+  EXPECT_EQ(scanned("46 00 46 00 46 00 46 00"), 0U);
+  EXPECT_EQ(scanned("66 66 01 02 03 04"), 0U);
+}
+
+TEST_F(ReliableScan, AFullDatagramOfMarksEndsInsideItsBytes) {
+  Bytes bytes(4096, 0x46);
+  bytes.resize(4098);
+  reliable_udp_scan(bytes.data(), 4096);
+  EXPECT_EQ(reliable_udp_context.ack_stamp, 0x46464646U);
+}
+
+}  // namespace
+}  // namespace flightlink

@@ -1,0 +1,97 @@
+#include "media/card/names.h"
+
+#include <gtest/gtest.h>
+
+#include "supervisor/state/camera_flags.h"
+
+namespace media {
+namespace {
+
+TEST(MediaFileKind, LooksForThePartAnywhereInTheName) {
+  EXPECT_EQ(media_file_kind(nullptr), 4);
+  EXPECT_EQ(media_file_kind(""), 4);
+  EXPECT_EQ(media_file_kind("a.JPG"), 1);
+  EXPECT_EQ(media_file_kind("a.jpg.txt"), 1);
+  EXPECT_EQ(media_file_kind("JPEGs"), 1);
+  EXPECT_EQ(media_file_kind("a.jpeg"), 4);
+  EXPECT_EQ(media_file_kind("a.Jpg"), 4);
+  EXPECT_EQ(media_file_kind("X.mp4"), 3);
+  EXPECT_EQ(media_file_kind("X.MP4"), 3);
+  EXPECT_EQ(media_file_kind("X.MP4.jpg"), 1);
+  EXPECT_EQ(media_file_kind("X.avi"), 4);
+}
+
+TEST(MediaFileKind, AThumbnailIsAPhoto) {
+  EXPECT_EQ(media_file_kind("X_v.JPG"), 1);
+  EXPECT_EQ(media_file_kind("X_p.JPG"), 1);
+}
+
+std::string thumb_of(const char* name, size_t size = 200) {
+  char buffer[200];
+  std::snprintf(buffer, sizeof(buffer), "%s", name);
+  const int32_t result = media_thumb_name(buffer, size);
+  return result == 0 ? buffer : "refused " + std::string(buffer);
+}
+
+TEST(MediaThumbName, ReplacesTheLastSuffix) {
+  EXPECT_EQ(thumb_of("20200101_120000AB.JPG"), "20200101_120000AB_p.JPG");
+  EXPECT_EQ(thumb_of("X.MP4"), "X_v.JPG");
+  EXPECT_EQ(thumb_of("a.b.MP4"), "a.b_v.JPG");
+  EXPECT_EQ(thumb_of("/tmp/SD0/KRVMEDIA/THUMB/a.jpg"), "/tmp/SD0/KRVMEDIA/THUMB/a_p.JPG");
+  EXPECT_EQ(thumb_of("a.jpg.txt"), "a.jpg_p.JPG");
+}
+
+TEST(MediaThumbName, RefusesWhatHasNoDotOrNoKind) {
+  EXPECT_EQ(thumb_of("JPG"), "refused JPG");
+  EXPECT_EQ(thumb_of("a.txt"), "refused a.txt");
+  EXPECT_EQ(media_thumb_name(nullptr, 10), -1);
+  char name[4] = {'.', 'J', 'P', 'G'};
+  EXPECT_EQ(media_thumb_name(name, sizeof(name)), -1);
+  EXPECT_EQ(media_thumb_name(name, 0), -1);
+}
+
+TEST(MediaThumbName, IsCutToTheBuffer) {
+  EXPECT_EQ(thumb_of("X.MP4", 6), "X_v.J");
+  EXPECT_EQ(thumb_of("X.MP4", 8), "X_v.JPG");
+}
+
+class MediaPhotoName : public ::testing::Test {
+ protected:
+  ~MediaPhotoName() override {
+    supervisor::set_photo_mode(0);
+    supervisor::set_photo_sequence(0);
+  }
+
+  static std::string name_of(const char* name, int32_t mode, int32_t sequence) {
+    supervisor::set_photo_mode(mode);
+    supervisor::set_photo_sequence(sequence);
+    char to[50] = "kept";
+    const int32_t result = media_photo_name(name, to, sizeof(to));
+    return std::to_string(result) + " " + to;
+  }
+};
+
+TEST_F(MediaPhotoName, HasTheTimeTheModeAndTheNumber) {
+  EXPECT_EQ(name_of("20200101_120000AB.JPG", 1, 5), "1 20200101_120000_PR05.JPG");
+  EXPECT_EQ(name_of("20200101_120000AB.JPG", 2, 3), "1 20200101_120000_PW03.JPG");
+  EXPECT_EQ(name_of("20200101_120000AB.JPG", 3, 10), "1 20200101_120000_PV10.JPG");
+  EXPECT_EQ(name_of("20200101_120000AB.JPG", 4, 0), "1 20200101_120000_PH00.JPG");
+  EXPECT_EQ(name_of("20200101_120000AB.JPG", 7, 255), "1 20200101_120000_PH255.JPG");
+}
+
+TEST_F(MediaPhotoName, IsNotMadeInModeZero) {
+  EXPECT_EQ(name_of("20200101_120000AB.JPG", 0, 3), "0 kept");
+}
+
+TEST_F(MediaPhotoName, ShortNamesStayShortAndLongOnesAreCut) {
+  EXPECT_EQ(name_of("a.JPG", 1, 1), "1 a.JPG_PR01.JPG");
+  supervisor::set_photo_mode(1);
+  char to[18];
+  EXPECT_EQ(media_photo_name("20200101_120000AB.JPG", to, sizeof(to)), 1);
+  EXPECT_STREQ(to, "20200101_120000_P");
+  EXPECT_EQ(media_photo_name(nullptr, to, sizeof(to)), 0);
+  EXPECT_EQ(media_photo_name("a", nullptr, 5), 0);
+}
+
+}  // namespace
+}  // namespace media

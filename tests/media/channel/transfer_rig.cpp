@@ -1,0 +1,119 @@
+#include "media/channel/transfer_rig.h"
+
+#include <arpa/inet.h>
+#include <sys/socket.h>
+
+#include <cstring>
+
+#include "base/text.h"
+#include "media/card/store.h"
+
+namespace media_test {
+
+using media::MEDIA_VIDEO;
+using media::transfer_context;
+
+TransferRig::TransferRig() : receiver_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof(address);
+  EXPECT_EQ(bind(receiver_.get(), reinterpret_cast<const sockaddr*>(&address), size), 0);
+  EXPECT_EQ(getsockname(receiver_.get(), reinterpret_cast<sockaddr*>(&address), &size), 0);
+  const int buffer = 1 << 20;
+  setsockopt(receiver_.get(), SOL_SOCKET, SO_RCVBUF, &buffer, sizeof(buffer));
+  sender_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  sem_init(&context.send_slots, 0, 2);
+  context.sock = sender_;
+  context.peer = address;
+  context.queue.reset();
+  context.queued = 0;
+  for (std::atomic<int32_t>* word :
+       {&context.new_work, &context.cancel, &context.stream_hold, &context.stream_hold_id,
+        &context.seek_pending, &context.seek_time, &context.paused}) {
+    word->store(0);
+  }
+}
+
+TransferRig::~TransferRig() {
+  context.sock = 0;
+  context.peer = {};
+  context.queue.reset();
+  context.queued = 0;
+  close(sender_);
+  for (int32_t kind = media::MEDIA_PHOTO; kind <= MEDIA_VIDEO; kind++) {
+    media::media_list_free(media::media_list(kind));
+  }
+}
+
+Bytes TransferRig::next() {
+  Bytes bytes(65536);
+  const ssize_t size = recv(receiver_.get(), bytes.data(), bytes.size(), MSG_DONTWAIT);
+  bytes.resize(size < 0 ? 0 : static_cast<size_t>(size));
+  return bytes;
+}
+
+std::vector<std::string> TransferRig::said() {
+  std::vector<std::string> result;
+  for (Bytes bytes = next(); !bytes.empty(); bytes = next()) result.push_back(words(bytes));
+  return result;
+}
+
+std::string TransferRig::words(const Bytes& datagram) {
+  if (datagram.at(0) > 1) {
+    return "data " + std::to_string(datagram[0]) + " " + std::to_string(datagram.size() - 1);
+  }
+  const auto frame =
+      support::decode({support::Bytes(datagram.begin() + 1, datagram.end()), support::Time{}});
+  if (!frame) return "no frame";
+  EXPECT_EQ(frame->system, 36);
+  EXPECT_EQ(frame->component, 100);
+  const auto text = [&](size_t at, size_t most) {
+    const char* from = reinterpret_cast<const char*>(frame->payload.data()) + at;
+    return std::string(from, strnlen(from, most));
+  };
+  if (frame->id == 22) return "list " + text(24, 30);
+  return (datagram[0] == 1 ? "1 " : "") + text(3, 251);
+}
+
+void TransferRig::block() { context.sock = 0; }
+void TransferRig::unblock() { context.sock = sender_; }
+
+support::Frame file_request(uint8_t kind, uint8_t operation, const std::string& name,
+                            const std::string& argument) {
+  support::Bytes payload(243);
+  payload[1] = kind;
+  std::memcpy(payload.data() + 2, name.data(), std::min<size_t>(name.size(), 120));
+  payload[122] = operation;
+  std::memcpy(payload.data() + 123, argument.data(), std::min<size_t>(argument.size(), 120));
+  return support::message(142, payload);
+}
+
+flightlink::MavlinkMessage parsed(const support::Frame& frame) {
+  flightlink::MavlinkMessage message{};
+  message.magic = 0xFE;
+  message.len = static_cast<uint8_t>(frame.payload.size());
+  message.sysid = frame.system;
+  message.compid = frame.component;
+  message.msgid = frame.id;
+  std::memcpy(message.payload, frame.payload.data(), frame.payload.size());
+  return message;
+}
+
+std::unique_ptr<media::WorkItem> make_item(const std::string& name, const std::string& path,
+                                           uint16_t kind, int64_t offset) {
+  auto item = std::make_unique<media::WorkItem>();
+  item->notify = 1;
+  item->cancel_on_new_work = 1;
+  item->work.offset = offset;
+  item->work.kind = kind;
+  base::format_text(item->work.path, "%s", path.c_str());
+  base::format_text(item->work.name, "%s", name.c_str());
+  return item;
+}
+
+void run_queue() {
+  while (transfer_context.queue != nullptr) media::transfer_work_once(&transfer_context);
+}
+
+}  // namespace media_test

@@ -1,0 +1,276 @@
+#include "media/channel/video_streamer.h"
+
+#include "fake_base/fake_base.h"
+#include "media/channel/transfer_rig.h"
+
+namespace media {
+namespace {
+
+using media_test::Bytes;
+using media_test::make_item;
+using Words = std::vector<std::string>;
+
+Bytes be32(size_t value) {
+  return {static_cast<uint8_t>(value >> 24), static_cast<uint8_t>(value >> 16),
+          static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value)};
+}
+
+Bytes atom(const std::string& type, const Bytes& payload) {
+  return be32(payload.size() + 8) + media_test::text_bytes(type) + payload;
+}
+
+Bytes table(const std::vector<size_t>& words) {
+  Bytes bytes;
+  for (const size_t word : words) bytes = bytes + be32(word);
+  return bytes;
+}
+
+const Bytes kSps{0x67, 1, 2, 3};
+const Bytes kPps{0x68, 4};
+
+// The sample description of an H.264 track, with the parameter sets if it is to have them.
+Bytes sample_description(bool avc) {
+  Bytes description(78);
+  if (avc) {
+    description = description + atom("avcC", Bytes{1, 0x64, 0, 0x28, 0xFF, 0xE1, 0, 4} + kSps +
+                                                 Bytes{1, 0, 2} + kPps);
+  }
+  return Bytes(4) + be32(1) + atom("avc1", description);
+}
+
+// A recording of one sample per second, each of one NAL unit of that many bytes: the start code
+// that it gets takes the place of its length. Every third sample, from the first on, is a key
+// frame. Samples lie one after the other.
+struct Form {
+  bool avc = true;            // has parameter sets
+  bool key_frames = true;     // has a table of them; without one every sample is a key frame
+  bool wide_offsets = false;  // of 64 bits
+};
+Bytes recording(const std::vector<size_t>& nal_sizes, const Form& form = {}) {
+  Bytes data;
+  std::vector<size_t> sizes;
+  for (size_t i = 0; i < nal_sizes.size(); i++) {
+    data = data + be32(nal_sizes[i]) + Bytes(nal_sizes[i], static_cast<uint8_t>(0x10 + i));
+    sizes.push_back(nal_sizes[i] + 4);
+  }
+  std::vector<size_t> keys{0, 0};
+  for (size_t i = 0; i < sizes.size(); i += 3) keys.push_back(i + 1);
+  keys[1] = keys.size() - 2;
+  std::vector<size_t> size_words{0, 0, sizes.size()};
+  size_words.insert(size_words.end(), sizes.begin(), sizes.end());
+  const Bytes tkhd = Bytes(76) + be32(160U << 16) + be32(90U << 16);
+  const Bytes stbl =
+      atom("stsd", sample_description(form.avc)) + atom("stts", table({0, 1, sizes.size(), 1000})) +
+      atom("stsc", table({0, 1, 1, sizes.size(), 1})) +
+      (form.wide_offsets ? atom("co64", table({0, 1, 0, 24})) : atom("stco", table({0, 1, 24}))) +
+      (form.key_frames ? atom("stss", table(keys)) : Bytes{}) + atom("stsz", table(size_words));
+  const Bytes moov = atom(
+      "moov",
+      atom("trak", atom("tkhd", tkhd) + atom("mdia", atom("mdhd", table({0, 0, 0, 1000, 0, 0})) +
+                                                         atom("minf", atom("stbl", stbl)))));
+  return atom("ftyp", Bytes(8)) + atom("mdat", data) + moov;
+}
+
+class VideoStreamer : public fake_base::FakeBaseTest {
+ protected:
+  int32_t play(const Bytes& file, int32_t from_ms = 0) {
+    media_test::write_file(path_, file);
+    item_ = make_item("a.MP4", path_, 3);
+    rig_.context.seek_time = from_ms;
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    const int32_t result = video_streamer(item_.get(), &rig_.context);
+    testing::internal::GetCapturedStdout();
+    testing::internal::GetCapturedStderr();
+    return result;
+  }
+  // Pieces of the whole play, after the notice.
+  std::vector<Bytes> pieces() {
+    std::vector<Bytes> result;
+    for (Bytes next = rig_.next(); !next.empty(); next = rig_.next()) {
+      if (next[0] == 3) result.push_back(next);
+    }
+    return result;
+  }
+
+  media_test::TransferRig rig_;
+  media_test::TemporaryFolder folder_;
+  std::string path_ = folder_.path("a.MP4");
+  std::unique_ptr<WorkItem> item_;
+};
+
+TEST_F(VideoStreamer, NoticeThenParameterSetsThenFramesThenTheEnd) {
+  EXPECT_EQ(play(recording({10, 20, 30})), 0);
+  EXPECT_EQ(rig_.said(), (Words{"TIME:0;SCALE:1000", "data 3 14", "data 3 14", "data 3 24",
+                                "data 3 34", "TRANSCOMPLETE:a.MP4"}));
+}
+
+TEST_F(VideoStreamer, ParameterSetsHaveStartCodes) {
+  play(recording({10}));
+  EXPECT_EQ(pieces().at(0), (Bytes{3, 0, 0, 0, 1} + kSps + Bytes{0, 0, 0, 1} + kPps));
+}
+
+TEST_F(VideoStreamer, FrameOf8181BytesLeavesWholeAndUnshifted) {
+  play(recording({8177}));
+  EXPECT_EQ(pieces().at(1), (Bytes{3, 0, 0, 0, 1} + Bytes(8177, 0x10)));
+}
+
+TEST_F(VideoStreamer, FrameOf9000BytesLeavesShiftedByOne) {
+  play(recording({8996}));
+  const std::vector<Bytes> sent = pieces();
+  ASSERT_EQ(sent.size(), 3U);
+  EXPECT_EQ(sent[1], (Bytes{3, 3, 0, 0, 0, 1} + Bytes(8176, 0x10)));
+  // 820 bytes; the frame's last byte is never sent.
+  EXPECT_EQ(sent[2], (Bytes{3} + Bytes(819, 0x10)));
+}
+
+TEST_F(VideoStreamer, FrameOf8182BytesIsOneFullPieceAndOneByte) {
+  play(recording({8178}));
+  const std::vector<Bytes> sent = pieces();
+  ASSERT_EQ(sent.size(), 3U);
+  EXPECT_EQ(sent[1], (Bytes{3, 3, 0, 0, 0, 1} + Bytes(8176, 0x10)));
+  EXPECT_EQ(sent[2], (Bytes{3, 0x10}));
+}
+
+TEST_F(VideoStreamer, StartsAtTheNearestKeyFrame) {
+  // Keys are samples 1, 4 and 7; 5 s is sample 5, nearest to 4.
+  EXPECT_EQ(play(recording({1, 2, 3, 4, 5, 6, 7, 8}), 5000), 0);
+  const std::vector<Bytes> sent = pieces();
+  ASSERT_EQ(sent.size(), 6U);
+  EXPECT_EQ(sent[1], (Bytes{3, 0, 0, 0, 1} + Bytes(4, 0x13)));
+  EXPECT_EQ(sent[5], (Bytes{3, 0, 0, 0, 1} + Bytes(8, 0x17)));
+}
+
+// Behind the end of the time table a time is the number of a sample that does not exist.
+TEST_F(VideoStreamer, BeyondTheEndOfARecordingWithoutKeyFramesNothingIsPlayed) {
+  const Form form{.key_frames = false};
+  for (const std::vector<size_t>& sizes :
+       {std::vector<size_t>{10, 20, 30}, {30, 20, 10, 40}, {10}, {9000, 9000}}) {
+    for (const int32_t from_ms : {static_cast<int32_t>(sizes.size()) * 1000, 5000, 2147483647}) {
+      EXPECT_EQ(play(recording(sizes, form), from_ms), 0);
+      EXPECT_EQ(rig_.said(), (Words{"TIME:" + std::to_string(from_ms) + ";SCALE:1000", "data 3 14",
+                                    "TRANSCOMPLETE:a.MP4"}));
+    }
+  }
+}
+
+TEST_F(VideoStreamer, EverySecondOfARecordingWithoutKeyFramesIsPlayed) {
+  EXPECT_EQ(play(recording({10, 20, 30}, {.key_frames = false}), 2000), 0);
+  EXPECT_EQ(rig_.said(), (Words{"TIME:2000;SCALE:1000", "data 3 14", "data 3 24", "data 3 34",
+                                "TRANSCOMPLETE:a.MP4"}));
+}
+
+TEST_F(VideoStreamer, SeekBeyondTheEndEndsAPlay) {
+  rig_.context.paused = 1;
+  fake_base::on_sleep([&](uint64_t) {
+    rig_.context.paused = 0;
+    rig_.context.seek_time = 999000;
+    rig_.context.seek_pending = 1;
+  });
+  EXPECT_EQ(play(recording({10, 20, 30}, {.key_frames = false})), 0);
+  EXPECT_EQ(rig_.said(), (Words{"TIME:0;SCALE:1000", "TIME:999000;SCALE:1000", "data 3 14",
+                                "TRANSCOMPLETE:a.MP4"}));
+}
+
+TEST_F(VideoStreamer, SeekBackFromBeyondTheEndPlaysOn) {
+  rig_.context.paused = 1;
+  fake_base::on_sleep([&](uint64_t) {
+    rig_.context.paused = 0;
+    rig_.context.seek_time = 2000;
+    rig_.context.seek_pending = 1;
+  });
+  EXPECT_EQ(play(recording({10, 20, 30}, {.key_frames = false}), 999000), 0);
+  EXPECT_EQ(rig_.said(), (Words{"TIME:999000;SCALE:1000", "TIME:2000;SCALE:1000", "data 3 14",
+                                "data 3 24", "data 3 34", "TRANSCOMPLETE:a.MP4"}));
+}
+
+TEST_F(VideoStreamer, CancelledPlaySaysNothing) {
+  rig_.context.cancel = 1;
+  EXPECT_EQ(play(recording({10})), 0);
+  EXPECT_EQ(rig_.said(), Words{"TIME:0;SCALE:1000"});
+}
+
+TEST_F(VideoStreamer, PauseLooksEveryHalfSecond) {
+  rig_.context.paused = 1;
+  int looks = 0;
+  fake_base::on_sleep([&](uint64_t us) {
+    EXPECT_EQ(us, 500000U);
+    if (++looks == 3) rig_.context.paused = 0;
+  });
+  play(recording({10}));
+  EXPECT_EQ(looks, 3);
+  EXPECT_EQ(rig_.said().back(), "TRANSCOMPLETE:a.MP4");
+}
+
+TEST_F(VideoStreamer, SeekStartsAgainWithItsNotice) {
+  rig_.context.paused = 1;
+  fake_base::on_sleep([&](uint64_t) {
+    rig_.context.paused = 0;
+    rig_.context.seek_time = 4000;
+    rig_.context.seek_pending = 1;
+  });
+  play(recording({1, 2, 3, 4}));
+  EXPECT_EQ(rig_.said(), (Words{"TIME:0;SCALE:1000", "TIME:4000;SCALE:1000", "data 3 14",
+                                "data 3 8", "TRANSCOMPLETE:a.MP4"}));
+  EXPECT_EQ(rig_.context.seek_pending, 0);
+}
+
+TEST_F(VideoStreamer, LinkThatIsDownIsWaitedFor) {
+  rig_.block();
+  fake_base::on_sleep([&](uint64_t us) {
+    EXPECT_EQ(us, 10000U);
+    rig_.unblock();
+  });
+  play(recording({10}));
+  EXPECT_EQ(rig_.said().front(), "TIME:0;SCALE:1000");
+}
+
+TEST_F(VideoStreamer, RecordingWithoutParameterSetsEndsAfterItsNotice) {
+  EXPECT_EQ(play(recording({10}, {.avc = false})), -1);
+  EXPECT_EQ(rig_.said(), Words{"TIME:0;SCALE:1000"});
+}
+
+// Without places of samples every sample begins where the file does: its first atom's size is
+// taken as the length of a frame, and that one frame is the whole play.
+TEST_F(VideoStreamer, RecordingWithOffsetsOf64BitsPlaysTheStartOfTheFileOnce) {
+  for (const int32_t from_ms : {0, 2000}) {
+    EXPECT_EQ(play(recording({10, 20, 30}, {.wide_offsets = true}), from_ms), 0);
+    const std::string time = "TIME:" + std::to_string(from_ms) + ";SCALE:1000";
+    EXPECT_EQ(rig_.words(rig_.next()), time);
+    EXPECT_EQ(rig_.words(rig_.next()), "data 3 14");
+    // The 16 bytes behind the size of `ftyp`: the rest of it and the size of `mdat`.
+    EXPECT_EQ(rig_.next(), (Bytes{3, 0, 0, 0, 1} + media_test::text_bytes("ftyp") + Bytes(8) +
+                            be32(8 + 14 + 24 + 34)));
+    EXPECT_EQ(rig_.said(), Words{"TRANSCOMPLETE:a.MP4"});
+  }
+}
+
+TEST_F(VideoStreamer, LengthThatLiesEndsThePlay) {
+  Bytes file = recording({10, 20});
+  file[24] = 0x7F;  // the first sample's length
+  EXPECT_EQ(play(file), -1);
+  EXPECT_EQ(rig_.said(), (Words{"TIME:0;SCALE:1000", "data 3 14"}));
+}
+
+TEST_F(VideoStreamer, FileCutAnywhereIsPlayedToItsEndOrRefused) {
+  const Bytes whole = recording({10, 20, 300});
+  for (size_t size = 0; size < whole.size(); size += 7) {
+    Bytes cut = whole;
+    cut.resize(size);
+    play(cut);
+    rig_.said();
+  }
+  EXPECT_EQ(play(whole), 0);
+}
+
+TEST_F(VideoStreamer, FilesThatAreNoRecordingsAreSilent) {
+  EXPECT_EQ(play({}), -1);
+  EXPECT_EQ(play(Bytes(5000, 0xFF)), -1);
+  EXPECT_EQ(play(media_test::plain_photo()), -1);
+  item_ = make_item("a.MP4", folder_.path("none"), 3);
+  EXPECT_EQ(video_streamer(item_.get(), &rig_.context), -1);
+  EXPECT_EQ(rig_.said(), Words{});
+}
+
+}  // namespace
+}  // namespace media

@@ -1,0 +1,94 @@
+#include "media/movie/duration.h"
+
+#include <gtest/gtest.h>
+
+#include "support/recordings.h"
+
+namespace media {
+namespace {
+
+using media_test::Bytes;
+using media_test::text_bytes;
+
+Bytes big_endian(uint32_t value) {
+  return {static_cast<uint8_t>(value >> 24), static_cast<uint8_t>(value >> 16),
+          static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value)};
+}
+
+Bytes box(const std::string& type, const Bytes& payload) {
+  return big_endian(static_cast<uint32_t>(payload.size() + 8)) + text_bytes(type) + payload;
+}
+
+// A file that says its duration in milliseconds and holds nothing else.
+Bytes movie_of(uint32_t ms) {
+  const Bytes header = Bytes(12) + big_endian(1000) + big_endian(ms) + Bytes(80);
+  return box("ftyp", text_bytes("isom") + Bytes(4) + text_bytes("isom")) +
+         box("moov", box("mvhd", header));
+}
+
+class VideoDuration : public ::testing::Test {
+ protected:
+  // The text that a file's duration leaves in a buffer that began with "kept".
+  std::string duration_of(const std::string& path, int32_t result = 0, size_t size = 32) {
+    char text[32] = "kept";
+    EXPECT_EQ(media_video_duration(path.c_str(), text, size), result) << path;
+    return text;
+  }
+
+  media_test::TemporaryFolder folder_;
+  const std::string file_ = folder_.path("a.MP4");
+};
+
+TEST_F(VideoDuration, IsInWholeSecondsAndRoundedUpOnlyWithinFiveMilliseconds) {
+  const std::pair<uint32_t, const char*> durations[] = {
+      {1, "0"}, {994, "0"}, {995, "1"}, {1500, "1"}, {1994, "1"}, {1995, "2"}, {3600000, "3600"}};
+  for (const auto& [ms, text] : durations) {
+    media_test::write_file(file_, movie_of(ms));
+    EXPECT_EQ(duration_of(file_), text) << ms;
+  }
+}
+
+TEST_F(VideoDuration, OfARecordingOfTwoSeconds) {
+  media_test::make_recording(file_, media_test::pattern("320x180", 60, {"-f", "mp4"}));
+  EXPECT_EQ(duration_of(file_), "2");
+  EXPECT_EQ(duration_of(file_, 0, 1), "");
+}
+
+TEST_F(VideoDuration, OfAPhotoLeavesTheTextAsItWas) {
+  const std::string photo = folder_.path("a.JPG");
+  media_test::make_recording(
+      photo, {"-f", "lavfi", "-i", "color=red:s=320x180", "-frames:v", "1", "-f", "mjpeg"});
+  EXPECT_EQ(duration_of(photo), "kept");
+}
+
+TEST_F(VideoDuration, OfWhatCannotBeOpenedIsAnError) {
+  char text[32] = "kept";
+  EXPECT_EQ(media_video_duration(file_.c_str(), text, sizeof(text)), -ENOENT);
+  media_test::write_file(file_, text_bytes("no video at all"));
+  EXPECT_LT(media_video_duration(file_.c_str(), text, sizeof(text)), 0);
+  media_test::write_file(file_, {});
+  EXPECT_LT(media_video_duration(file_.c_str(), text, sizeof(text)), 0);
+  EXPECT_STREQ(text, "kept");
+}
+
+TEST_F(VideoDuration, RefusesBadArguments) {
+  media_test::write_file(file_, movie_of(2000));
+  char text[32] = "kept";
+  EXPECT_EQ(media_video_duration(nullptr, text, sizeof(text)), -1);
+  EXPECT_EQ(media_video_duration(file_.c_str(), nullptr, 5), -1);
+  EXPECT_EQ(media_video_duration(file_.c_str(), text, 0), -1);
+  EXPECT_STREQ(text, "kept");
+}
+
+TEST_F(VideoDuration, AListOfOtherPlacesIsNotFollowed) {
+  const std::string list =
+      "#EXTM3U\n#EXT-X-TARGETDURATION:1\n#EXTINF:1,\nhttp://127.0.0.1:9/a.ts\n#EXT-X-ENDLIST\n";
+  media_test::write_file(file_, text_bytes(list));
+  char text[32] = "kept";
+  (void)media_video_duration(file_.c_str(), text, sizeof(text));
+  // A name is a file's name, whatever it looks like.
+  EXPECT_EQ(media_video_duration("http://127.0.0.1:9/a.MP4", text, sizeof(text)), -ENOENT);
+}
+
+}  // namespace
+}  // namespace media

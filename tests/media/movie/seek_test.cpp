@@ -1,0 +1,229 @@
+#include "media/movie/seek.h"
+
+#include <gtest/gtest.h>
+
+#include "media/movie/mov_boxes.h"
+
+namespace media {
+namespace {
+
+using media_test::audio_track;
+using media_test::box;
+using media_test::Bytes;
+using media_test::Indexed;
+using media_test::Tables;
+using media_test::video_track;
+
+struct Found {
+  uint32_t sample;
+  std::string output;
+};
+
+Found seek(uint32_t milliseconds, const Indexed& indexed) {
+  ::testing::internal::CaptureStdout();
+  const uint32_t sample = mov_time_to_keyframe(milliseconds, indexed.index.get());
+  return {sample, ::testing::internal::GetCapturedStdout()};
+}
+
+// One sample per second, so that a time in seconds is a sample.
+Indexed with_stss(const std::vector<uint32_t>& stss) {
+  Tables tables;
+  tables.stss = stss;
+  return Indexed(video_track(tables));
+}
+
+TEST(MovSeek, TheNearestKeyFrameIsTakenAndTheEarlierOnATie) {
+  const Indexed indexed = with_stss({1, 31, 61});
+  const std::vector<std::pair<uint32_t, uint32_t>> expected = {
+      {1, 1},   {2, 1},   {16, 1},  {17, 31}, {31, 31}, {45, 31},
+      {46, 31}, {47, 61}, {60, 61}, {61, 61}, {62, 61}, {99, 61}};
+  for (const auto& [sample, key_frame] : expected) {
+    EXPECT_EQ(seek(sample * 1000, indexed).sample, key_frame) << sample;
+  }
+}
+
+TEST(MovSeek, PrintsItsSteps) {
+  const Indexed indexed = with_stss({1, 31, 61});
+  EXPECT_EQ(seek(45000, indexed).output,
+            "vtrak id 0\n"
+            "stts sample    45 in table[0] count        100 dur 1\n"
+            "stts sample 45\n"
+            "stss get sample    31\n"
+            "stss sample 31\n");
+  EXPECT_EQ(seek(31999, indexed).output,
+            "vtrak id 0\n"
+            "stts sample    31 in table[0] count        100 dur 1\n"
+            "stts sample 31\n"
+            "stss sample 31\n");
+  EXPECT_EQ(seek(999, indexed).output, "vtrak id 0\nstts sample 0\nstss sample 0\n");
+}
+
+TEST(MovSeek, BelowOneSecondIsSampleZero) {
+  const Indexed indexed = with_stss({31, 61});
+  EXPECT_EQ(seek(0, indexed).sample, 0U);
+  EXPECT_EQ(seek(999, indexed).sample, 0U);
+  EXPECT_EQ(seek(1000, indexed).sample, 31U);
+}
+
+TEST(MovSeek, TheVideoTrackIsAsked) {
+  Tables tables;
+  tables.stss = {7};
+  const Indexed indexed(audio_track() + video_track(tables));
+  const Found found = seek(2000, indexed);
+  EXPECT_EQ(found.sample, 7U);
+  EXPECT_TRUE(found.output.starts_with("vtrak id 1\n"));
+}
+
+TEST(MovSeek, TimesAreRoundedAsTheTableSays) {
+  Tables tables;
+  tables.time_scale = 90000;
+  tables.stts = {300, 3003};
+  const Indexed indexed(video_track(tables));
+  // 300 - (900900 - 90000) / 3003 = 300 - 270, the division rounded down.
+  EXPECT_EQ(seek(1000, indexed).sample, 30U);
+  // 300 - (900900 - 900000) / 3003.
+  EXPECT_EQ(seek(10000, indexed).sample, 300U);
+}
+
+TEST(MovSeek, BehindTheFirstEntryTheTotalItselfIsTheSample) {
+  Tables tables;
+  tables.stts = {10, 3, 1000, 1};
+  const Indexed indexed(video_track(tables));
+  EXPECT_EQ(seek(29000, indexed).sample, 10U);  // 10 - (30 - 29) / 3
+  EXPECT_EQ(seek(30000, indexed).sample, 30U);
+  EXPECT_EQ(seek(500000, indexed).output,
+            "vtrak id 0\n"
+            "stts sample    30 in table[0] count         30 dur 3\n"
+            "stts sample 30\n"
+            "stss sample 30\n");
+}
+
+TEST(MovSeek, WithoutATimeTableItIsSampleZero) {
+  Tables tables;
+  tables.stss = {31};
+  for (const std::vector<uint32_t>& stts :
+       {std::vector<uint32_t>{}, std::vector<uint32_t>{100, 0}, std::vector<uint32_t>{0, 100}}) {
+    tables.stts = stts;
+    const Found found = seek(5000, Indexed(video_track(tables)));
+    EXPECT_EQ(found.sample, 0U);
+    EXPECT_TRUE(found.output.ends_with("stts sample 0\nstss sample 0\n"));
+  }
+}
+
+TEST(MovSeek, WithoutKeyFrameTableEverySampleIsOne) {
+  const Indexed indexed = with_stss({});
+  const Found found = seek(45000, indexed);
+  EXPECT_EQ(found.sample, 45U);
+  EXPECT_TRUE(found.output.ends_with("stts sample 45\nstss sample 45\n"));
+}
+
+TEST(MovSeek, LargeNumbersDoNotWrap) {
+  Tables tables;
+  tables.time_scale = 0xFFFFFFFF;
+  tables.stts = {0xFFFFFFFF, 0xFFFFFFFF};
+  const Indexed indexed(video_track(tables));
+  // Second 4294967 of samples that last a second each.
+  EXPECT_EQ(seek(0xFFFFFFFF, indexed).sample, 4294967U);
+  tables.stts = {0xFFFFFFFF, 0x10000};
+  EXPECT_EQ(seek(0xFFFFFFFF, Indexed(video_track(tables))).sample, 0xFFFFFFFFU);
+}
+
+TEST(MovSeek, AnIndexWithoutTracksHasSampleAndOffsetZero) {
+  const Indexed indexed({});
+  EXPECT_EQ(seek(5000, indexed).sample, 0U);
+  EXPECT_EQ(mov_sample_offset(5, indexed.index.get()), 0U);
+  EXPECT_EQ(mov_time_to_keyframe(5000, nullptr), 0U);
+  EXPECT_EQ(mov_sample_offset(5, nullptr), 0U);
+}
+
+uint64_t offset(uint32_t sample, const Tables& tables) {
+  const Indexed indexed(video_track(tables));
+  return mov_sample_offset(sample, indexed.index.get());
+}
+
+TEST(MovSampleOffset, OneRun) {
+  Tables tables;  // chunks of 10 samples of 100 bytes at 1000 and 5000
+  EXPECT_EQ(offset(0, tables), 1000U);
+  EXPECT_EQ(offset(9, tables), 1900U);
+  EXPECT_EQ(offset(10, tables), 5000U);
+  EXPECT_EQ(offset(13, tables), 5300U);
+  tables.stsc = {1, 1, 1};
+  EXPECT_EQ(offset(0, tables), 1000U);
+  EXPECT_EQ(offset(1, tables), 5000U);
+}
+
+TEST(MovSampleOffset, SeveralRuns) {
+  Tables tables;
+  tables.stsc = {1, 10, 1, 2, 5, 1};
+  tables.stco = {1000, 5000, 9000};
+  EXPECT_EQ(offset(9, tables), 1900U);
+  EXPECT_EQ(offset(10, tables), 5000U);  // the first run ends exactly here
+  EXPECT_EQ(offset(12, tables), 5200U);
+  EXPECT_EQ(offset(14, tables), 5400U);
+  EXPECT_EQ(offset(15, tables), 9000U);
+  EXPECT_EQ(offset(19, tables), 9400U);
+  tables.stsc = {1, 2, 1, 3, 1, 1, 4, 3, 1};
+  tables.stco = {100, 1000, 2000, 3000, 4000};
+  const uint64_t expected[] = {100, 200, 1000, 1100, 2000, 3000, 3100, 3200, 4000, 4100, 4200};
+  for (uint32_t i = 0; i < std::size(expected); i++) EXPECT_EQ(offset(i, tables), expected[i]) << i;
+}
+
+TEST(MovSampleOffset, TheSizesBeforeTheSampleInItsChunkAreAdded) {
+  Tables tables;
+  tables.stsc = {1, 3, 1};
+  tables.stsz = {1, 20, 300, 4000, 50000, 600000};
+  EXPECT_EQ(offset(2, tables), 1021U);
+  EXPECT_EQ(offset(3, tables), 5000U);
+  EXPECT_EQ(offset(5, tables), 59000U);
+}
+
+TEST(MovSampleOffset, BehindTheTablesTheLastEntriesCount) {
+  Tables tables;
+  tables.stsz = {1, 2, 3};
+  EXPECT_EQ(offset(3, tables), 1006U);
+  EXPECT_EQ(offset(9, tables), 1000U + 6 + 6 * 3);
+  EXPECT_EQ(offset(14, tables), 5000U + 4 * 3);
+  EXPECT_EQ(offset(20, tables), 5000U);
+  EXPECT_EQ(offset(1000000, tables), 5000U);
+}
+
+TEST(MovSampleOffset, ALongChunkBehindTheTableIsNotCountedSampleBySample) {
+  Tables tables;
+  tables.stsc = {1, 0xFFFFFFFF, 1};
+  tables.stsz = {7};
+  EXPECT_EQ(offset(0xFFFFFFFE, tables), 1000U + 7U * 0xFFFFFFFEULL);
+}
+
+TEST(MovSampleOffset, WithoutTablesItIsZero) {
+  Tables tables;
+  tables.stco = {};
+  EXPECT_EQ(offset(5, tables), 0U);
+  tables = {};
+  tables.stsz = {};
+  EXPECT_EQ(offset(5, tables), 0U);
+  tables = {};
+  tables.stsc = {1, 0, 1};
+  EXPECT_EQ(offset(5, tables), 0U);
+  tables.stsc = {1, 0, 1, 2, 0, 1};
+  EXPECT_EQ(offset(5, tables), 0U);
+  tables.stsc = {};
+  EXPECT_EQ(offset(5, tables), 0U);
+}
+
+TEST(MovSampleOffset, ChunkZeroHasOffsetZero) {
+  Tables tables;
+  tables.stsc = {0, 10, 1};
+  EXPECT_EQ(offset(3, tables), 300U);
+  EXPECT_EQ(offset(13, tables), 1300U);
+}
+
+TEST(MovSampleOffset, ARunThatEndsBeforeItBeginsIsEmpty) {
+  Tables tables;
+  tables.stsc = {5, 10, 1, 1, 5, 1};
+  EXPECT_EQ(offset(7, tables), 5200U);
+  tables.stsc = {1, 0xFFFFFFFF, 1, 0xFFFFFFFF, 0xFFFFFFFF, 1};
+  EXPECT_EQ(offset(3, tables), 1300U);
+}
+
+}  // namespace
+}  // namespace media

@@ -1,0 +1,71 @@
+// Stands at the camera service's end of the JSON connection.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include <string>
+
+#include "base/descriptor.h"
+#include "camera/commands.h"
+#include "camera/connection.h"
+#include "camera/service_state.h"
+#include "camera/settings_table.h"
+#include "fake_base/fake_base.h"
+#include "flightlink/wire/link_context.h"
+#include "supervisor/state/camera_flags.h"
+#include "supervisor/state/switches.h"
+
+namespace link_test {
+
+// A connection with session token 7; the session request has been taken off it.
+class CameraSocket {
+ public:
+  CameraSocket() {
+    int pair[2];
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair), 0);
+    near_.reset(pair[0]);
+    far_.reset(pair[1]);
+    camera::cam_start_session(near_.get());
+    camera::cam_json_context.Token.store(7);
+    EXPECT_EQ(sent(), "{\"msg_id\":257,\"token\":0}");
+  }
+  ~CameraSocket() { camera::cam_json_withdraw(); }
+  CameraSocket(const CameraSocket&) = delete;
+  CameraSocket& operator=(const CameraSocket&) = delete;
+
+  // Everything that has been sent since the last call.
+  std::string sent() {
+    char text[4096];
+    const ssize_t size = recv(far_.get(), text, sizeof(text), MSG_DONTWAIT);
+    return {text, size < 0 ? 0 : static_cast<size_t>(size)};
+  }
+
+ private:
+  base::Descriptor near_;
+  base::Descriptor far_;
+};
+
+// A camera that is ready: video flows, nothing is awaited, every setting is at its default (photo
+// mode, 2048 kbit/s). No connection yet.
+class ReadyCamera : public fake_base::FakeBaseTest {
+ protected:
+  ReadyCamera() {
+    flightlink::link_context_init();
+    camera::cam_settings_init();
+    camera::cam_clear_op_state();
+    for (auto* setter : {supervisor::set_recording, supervisor::set_record_cmd_pending,
+                         supervisor::set_mode_switch_pending, supervisor::set_setting_pending,
+                         supervisor::set_photo_pending, supervisor::set_record_ack_via_uart,
+                         supervisor::set_photo_mode, supervisor::set_photo_sequence,
+                         supervisor::set_sd_query_pending}) {
+      setter(0);
+    }
+    camera::camera_state.TimelapseStopSent.store(0);
+    camera::camera_state.pending_record_after_switch.store(0);
+    supervisor::set_video_flowing(1);
+  }
+  ~ReadyCamera() override { supervisor::set_video_flowing(0); }
+};
+
+}  // namespace link_test
