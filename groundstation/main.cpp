@@ -5,9 +5,10 @@
 #include <cstdio>
 #include <string>
 
-#include "groundstation/commands.h"
-#include "groundstation/endpoint.h"
-#include "groundstation/interrupts.h"
+#include "groundstation/commands/registry.h"
+#include "groundstation/link/endpoint.h"
+#include "groundstation/shell/shell.h"
+#include "groundstation/terminal/interrupts.h"
 
 namespace {
 

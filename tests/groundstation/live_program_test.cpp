@@ -5,8 +5,8 @@
 #include <filesystem>
 
 #include "groundstation/fake_camera.h"
+#include "groundstation/live/sample_stream.h"
 #include "groundstation/run_program.h"
-#include "groundstation/sample_stream.h"
 
 namespace groundstation_test {
 namespace {

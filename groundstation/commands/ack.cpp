@@ -1,0 +1,217 @@
+// ack: receives acknowledged datagrams, answers them and shows what they carry.
+#include <fmt/format.h>
+#include <sys/socket.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+
+#include "base/bytes.h"
+#include "base/clock.h"
+#include "groundstation/commands/registry.h"
+#include "groundstation/flightside/ack_frames.h"
+#include "groundstation/link/endpoint.h"
+#include "groundstation/messages/hex_text.h"
+
+namespace groundstation {
+namespace {
+
+constexpr const char* kAckName = "ack";
+constexpr uint16_t kAckPort = 8866;
+
+constexpr const char* kAckHelp = R"(
+The camera sends a datagram up to five times, until it is answered. This command answers each one to
+UDP port 8866 of the camera; a repeated one is answered again and counted once. A damaged one gets no
+answer. To try the repetitions, answer late (--delay) or lose some (--drop-every).
+
+Nothing in the camera's media channel sends such datagrams; what does chooses their port.
+)";
+
+struct AckRequest {
+  uint16_t port = kAckPort;
+  uint16_t answer_port = kAckPort;
+  double seconds = 0;
+  uint32_t count = 0;
+  uint32_t drop_every = 0;
+  double delay_ms = 0;
+  std::string output;
+  bool quiet = false;
+};
+
+class AckRun {
+ public:
+  AckRun(Session& session, const AckRequest& request) : session_(session), request_(request) {}
+  ExitCode run();
+
+ private:
+  [[nodiscard]] std::string open();
+  [[nodiscard]] bool receive();
+  [[nodiscard]] bool take(const AckFrame& frame);
+  void answer(uint32_t stamp);
+  ExitCode fail(ExitCode code, std::string_view sentence) const {
+    return session_.out.fail(kAckName, code, sentence, fields());
+  }
+  [[nodiscard]] nlohmann::json fields() const {
+    return {{"datagrams", datagrams_}, {"bytes", bytes_},     {"repeated", repeated_},
+            {"damaged", damaged_},     {"dropped", dropped_}, {"answered", answered_}};
+  }
+
+  Session& session_;
+  const AckRequest& request_;
+  base::Descriptor socket_;
+  base::File file_;
+  sockaddr_in camera_{};
+  std::optional<uint32_t> last_stamp_;
+  bool interrupted_ = false;
+  uint64_t arrived_ = 0;
+  uint64_t datagrams_ = 0;
+  uint64_t bytes_ = 0;
+  uint64_t repeated_ = 0;
+  uint64_t damaged_ = 0;
+  uint64_t dropped_ = 0;
+  uint64_t answered_ = 0;
+};
+
+std::string AckRun::open() {
+  camera_ = session_.link.options().camera;
+  camera_.sin_port = htons(request_.answer_port);
+  sockaddr_in local = session_.link.options().local;
+  local.sin_port = htons(request_.port);
+  socket_.reset(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  if (::bind(socket_.get(), reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) {
+    return fmt::format("cannot bind {}: {}", endpoint_text(local), std::strerror(errno));
+  }
+  return "";
+}
+
+void AckRun::answer(uint32_t stamp) {
+  const auto bytes = ack_answer(stamp);
+  if (::sendto(socket_.get(), bytes.data(), bytes.size(), 0,
+               reinterpret_cast<const sockaddr*>(&camera_), sizeof camera_) > 0) {
+    answered_++;
+  }
+}
+
+// False when the file cannot be written.
+bool AckRun::take(const AckFrame& frame) {
+  if (request_.drop_every != 0 && ++arrived_ % request_.drop_every == 0) {
+    dropped_++;
+    return true;
+  }
+  // One datagram is in flight at a time, so a repeated one is the last one once more.
+  const bool repeated = last_stamp_ == frame.stamp;
+  last_stamp_ = frame.stamp;
+  if (repeated) {
+    repeated_++;
+  } else {
+    datagrams_++;
+    bytes_ += frame.payload.size();
+    if (file_ != nullptr && std::fwrite(frame.payload.data(), 1, frame.payload.size(),
+                                        file_.get()) != frame.payload.size()) {
+      return false;
+    }
+  }
+  if (!request_.quiet) {
+    session_.out.event(fmt::format("stamp {}, {} bytes{}: {}", frame.stamp, frame.payload.size(),
+                                   repeated ? ", repeated" : "", ack_payload_text(frame.payload)),
+                       {{"event", "datagram"},
+                        {"stamp", frame.stamp},
+                        {"repeated", repeated},
+                        {"payload", hex_text(frame.payload, frame.payload.size())}});
+  }
+  if (request_.delay_ms > 0) {
+    const uint64_t until =
+        base::monotonic_us() + base::saturate<uint64_t>(request_.delay_ms * 1000);
+    interrupted_ |=
+        session_.link.wait(until, [](const CameraEvent&) { return false; }) == Wait::kInterrupted;
+  }
+  answer(frame.stamp);
+  return true;
+}
+
+bool AckRun::receive() {
+  std::array<uint8_t, 65536> bytes;
+  sockaddr_in from{};
+  socklen_t from_length = sizeof from;
+  const ssize_t length = ::recvfrom(socket_.get(), bytes.data(), bytes.size(), 0,
+                                    reinterpret_cast<sockaddr*>(&from), &from_length);
+  if (length <= 0 || from.sin_addr.s_addr != camera_.sin_addr.s_addr) return true;
+  std::string trouble;
+  const auto frame = parse_ack_frame({bytes.data(), static_cast<size_t>(length)}, &trouble);
+  if (frame.has_value()) return take(*frame);
+  damaged_++;
+  session_.out.event(
+      fmt::format("{} bytes that are no acknowledged datagram: it {}", length, trouble),
+      {{"event", "damaged"}, {"bytes", length}, {"trouble", trouble}});
+  return true;
+}
+
+ExitCode AckRun::run() {
+  if (const std::string trouble = open(); !trouble.empty()) {
+    return fail(ExitCode::kNoCamera, trouble);
+  }
+  if (!request_.output.empty()) {
+    file_.reset(std::fopen(request_.output.c_str(), "wbe"));
+    if (file_ == nullptr) {
+      return fail(ExitCode::kRefused,
+                  fmt::format("cannot write {}: {}", request_.output, std::strerror(errno)));
+    }
+  }
+  const uint64_t end = request_.seconds > 0
+                           ? base::monotonic_us() + base::saturate<uint64_t>(request_.seconds * 1e6)
+                           : UINT64_MAX;
+  bool written = true;
+  while (written && !interrupted_ && (request_.count == 0 || datagrams_ < request_.count)) {
+    const Wait wait = session_.link.wait(
+        end, [](const CameraEvent&) { return false; }, socket_.get());
+    if (wait != Wait::kExtra) break;
+    written = receive();
+  }
+  if (file_ != nullptr && std::fflush(file_.get()) != 0) written = false;
+  if (!written) {
+    return fail(ExitCode::kRefused,
+                fmt::format("cannot write {}: {}", request_.output, std::strerror(errno)));
+  }
+  if (datagrams_ < request_.count) {
+    return fail(interrupted_ ? ExitCode::kInterrupted : ExitCode::kNoCamera,
+                fmt::format("{} of {} datagrams have come", datagrams_, request_.count));
+  }
+  return session_.out.done(
+      kAckName,
+      fmt::format("{} datagrams, {} bytes; {} repeated, {} damaged{}", datagrams_, bytes_,
+                  repeated_, damaged_,
+                  dropped_ > 0 ? fmt::format(", {} lost on purpose", dropped_) : ""),
+      fields());
+}
+
+}  // namespace
+
+void add_ack_command(CLI::App& app, Action* chosen) {
+  auto request = std::make_shared<AckRequest>();
+  CLI::App* command =
+      app.add_subcommand("ack", "Receive and answer acknowledged datagrams (C0XF) of the camera.");
+  command->group(kFlightSideGroup);
+  command->footer(kAckHelp);
+  command->add_option("--port", request->port, "Own UDP port that they come to")
+      ->check(CLI::Range(1, 65535))
+      ->capture_default_str();
+  command->add_option("--answer-port", request->answer_port, "UDP port of the camera for answers")
+      ->check(CLI::Range(1, 65535))
+      ->capture_default_str();
+  command->add_option("--seconds", request->seconds, "End after so many seconds (0: at Ctrl-C)")
+      ->check(CLI::NonNegativeNumber);
+  command->add_option("--count", request->count, "End after so many datagrams");
+  command->add_option("--drop-every", request->drop_every, "Lose every N-th one")
+      ->check(CLI::Range(2, 1'000'000));
+  command->add_option("--delay", request->delay_ms, "Milliseconds before each answer")
+      ->check(CLI::Range(0.0, 60000.0));
+  command->add_option("-o,--output", request->output,
+                      "Write the payloads there, one behind the other");
+  command->add_flag("-q,--quiet", request->quiet, "Only the summary");
+  command->callback([request, chosen] {
+    *chosen = [request = *request](Session& session) { return AckRun(session, request).run(); };
+  });
+}
+
+}  // namespace groundstation

@@ -1,0 +1,113 @@
+// record start|stop and mode photo|video.
+#include <fmt/format.h>
+
+#include <map>
+#include <memory>
+#include <string>
+
+#include "base/clock.h"
+#include "groundstation/commands/exchange.h"
+
+namespace groundstation {
+namespace {
+
+constexpr double kRecordTimeoutS = 10;
+constexpr double kModeTimeoutS = 10;
+
+struct RecordStep {
+  const char* command;
+  CameraAction action;
+  uint16_t ack;
+  bool recording;  // what the camera does afterwards
+  const char* done;
+  const char* already;
+  const char* failed;
+};
+
+constexpr RecordStep kStart{"record start",
+                            CameraAction::kStartRecording,
+                            kAckRecordStart,
+                            true,
+                            "recording",
+                            "the camera is recording already",
+                            "the camera could not start recording"};
+constexpr RecordStep kStop{"record stop",
+                           CameraAction::kStopRecording,
+                           kAckRecordStop,
+                           false,
+                           "recording stopped",
+                           "the camera is not recording",
+                           "the camera could not stop the recording"};
+
+ExitCode record(Session& session, const RecordStep& step) {
+  const uint64_t deadline = session.deadline(kRecordTimeoutS);
+  if (Failure failure = meet_camera(session, step.command, deadline)) return *failure;
+  const CameraState& state = session.link.state();
+  if (state.recording == step.recording) {
+    return session.out.fail(step.command, ExitCode::kRefused, step.already);
+  }
+  if (step.recording) {
+    if (Failure failure = enter_mode(session, step.command, kModeVideo, deadline)) return *failure;
+  }
+  session.link.drain();
+  const uint32_t seconds = state.record_seconds;
+  std::optional<uint8_t> result;
+  // A lost acknowledgement shows in the next heartbeat; a command that arrives twice is refused.
+  const auto match = [&](const CameraEvent& event) {
+    const auto* ack = std::get_if<CommandAck>(&event);
+    if (ack != nullptr && ack->command == step.ack) result = ack->result;
+    return result.has_value() || state.recording == step.recording;
+  };
+  const Wait wait = exchange(session.link, action_message(step.action), match, deadline);
+  if (wait != Wait::kMatched) {
+    return no_answer(session, step.command, wait, "the command was not acknowledged");
+  }
+  if (result.value_or(kResultDone) != kResultDone) {
+    return session.out.fail(
+        step.command, ExitCode::kRefused,
+        fmt::format("{} (card: {})", step.failed, sd_code_text(state.status->sd_code)),
+        {{"result", *result}});
+  }
+  const std::string text = step.recording || seconds == 0
+                               ? std::string(step.done)
+                               : fmt::format("{} after {} s", step.done, seconds);
+  return session.out.done(step.command, text, {{"recording", step.recording}});
+}
+
+ExitCode set_mode(Session& session, uint32_t mode) {
+  const uint64_t deadline = session.deadline(kModeTimeoutS);
+  if (Failure failure = meet_camera(session, "mode", deadline)) return *failure;
+  const bool already = session.link.state().status->mode == mode;
+  if (Failure failure = enter_mode(session, "mode", mode, deadline)) return *failure;
+  return session.out.done("mode",
+                          fmt::format("{}{} mode", already ? "already in " : "", mode_text(mode)),
+                          {{"mode", mode_text(mode)}, {"switched", !already}});
+}
+
+}  // namespace
+
+void add_record_commands(CLI::App& app, Action* chosen) {
+  CLI::App* record_app =
+      app.add_subcommand("record",
+                         "Start or stop a recording and wait for the acknowledgement.\n"
+                         "Starting switches to video mode first if needed.")
+          ->require_subcommand(1);
+  record_app->add_subcommand("start", "Start recording")->callback([chosen] {
+    *chosen = [](Session& session) { return record(session, kStart); };
+  });
+  record_app->add_subcommand("stop", "Stop recording")->callback([chosen] {
+    *chosen = [](Session& session) { return record(session, kStop); };
+  });
+
+  auto mode = std::make_shared<uint32_t>(0);
+  CLI::App* mode_app = app.add_subcommand("mode", "Switch the camera to photo or video mode.");
+  const std::map<std::string, uint32_t> words{{"photo", kModePhoto}, {"video", kModeVideo}};
+  mode_app->add_option("MODE", *mode, "photo or video")
+      ->required()
+      ->transform(CLI::CheckedTransformer(words, CLI::ignore_case));
+  mode_app->callback([mode, chosen] {
+    *chosen = [mode = *mode](Session& session) { return set_mode(session, mode); };
+  });
+}
+
+}  // namespace groundstation

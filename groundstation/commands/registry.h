@@ -1,0 +1,58 @@
+// The command line: one add_* operation per group of commands. Each registers its subcommands; when
+// one of them was given, it leaves an action that runs on an open link. The program and every line
+// of the interactive shell use the same registration.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <functional>
+
+#include "groundstation/link/camera_link.h"
+#include "groundstation/terminal/output.h"
+
+namespace groundstation {
+
+// What an action works with. Times are monotonic microseconds.
+struct Session {
+  CameraLink& link;
+  Output& out;
+  double timeout_s;  // 0: the command's own default
+
+  // When the whole command has to be through, from now on.
+  [[nodiscard]] uint64_t deadline(double default_s) const;
+};
+
+// The heading of the help under which the commands about settings stand.
+inline constexpr const char* kSettingsGroup = "Settings";
+// The same for firmware, the application and what else stands around the camera.
+inline constexpr const char* kFlightSideGroup = "Flight side and factory";
+
+using Action = std::function<ExitCode(Session&)>;
+
+// Whether the command that was given works on an open link. The others run beside another ground
+// station, which has it.
+[[nodiscard]] bool needs_link(const CLI::App& app);
+
+// Registers every command that works on an open link; `chosen` outlives the application.
+void add_camera_commands(CLI::App& app, Action* chosen);
+
+void add_status_command(CLI::App& app, Action* chosen);
+void add_photo_command(CLI::App& app, Action* chosen);
+void add_record_commands(CLI::App& app, Action* chosen);  // record, mode
+void add_send_commands(CLI::App& app, Action* chosen);    // bitrate, link-quality, position
+void add_live_command(CLI::App& app, Action* chosen);
+void add_setting_commands(CLI::App& app, Action* chosen);  // set, get, defaults, format
+void add_timelapse_command(CLI::App& app, Action* chosen);
+void add_params_command(CLI::App& app, Action* chosen);
+void add_clock_command(CLI::App& app, Action* chosen);
+void add_telemetry_command(CLI::App& app, Action* chosen);
+// media; needs the camera's addresses only, not an open link.
+void add_media_commands(CLI::App& app, Action* chosen);
+void add_firmware_commands(CLI::App& app, Action* chosen);
+// These four speak on roads of their own, so they need no open link either.
+void add_app_command(CLI::App& app, Action* chosen);
+void add_stick_command(CLI::App& app, Action* chosen);
+void add_ack_command(CLI::App& app, Action* chosen);
+void add_factory_command(CLI::App& app, Action* chosen);
+
+}  // namespace groundstation
