@@ -24,11 +24,13 @@ class CopyFolder {
     if (::mkdtemp(name) == nullptr) throw std::system_error(errno, std::generic_category(), name);
     path_ = name;
     fs::create_directory(path_ + "/bin");
+    const std::string sandbox = path_ + "/board/sandbox/";
+    fs::create_directories(sandbox);
     for (const char* part : {"board", "lib", "root"}) {
-      fs::create_directories(path_ + "/board");
-      fs::copy(fs::path(SOURCE_DIR "/board") / part, path_ + "/board/" + part,
+      fs::copy(fs::path(SOURCE_DIR "/board/sandbox") / part, sandbox + part,
                fs::copy_options::recursive);
     }
+    fs::create_symlink("sandbox/board", path_ + "/board/board");
     open_to_all();
   }
   CopyFolder(const CopyFolder&) = delete;
