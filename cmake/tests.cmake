@@ -1,9 +1,12 @@
-# house_test(NAME unit SOURCES a.cpp... LIBS module... [REAL_BASE] [BOARD])
+# The prefix house_ marks the functions of this project's build.
+#
+# house_test(NAME unit SOURCES a.cpp... LIBS module... [REAL_BASE] [BOARD [option...]])
 #
 # A GoogleTest program, registered with ctest under its name. Unit tests are linked to the recording
-# fake of src/base; REAL_BASE links the real one. BOARD runs the program inside a fresh virtual board.
+# fake of src/base; REAL_BASE links the real one. BOARD runs the program inside a fresh virtual board,
+# which the options describe (board/board --help).
 function(house_test)
-  cmake_parse_arguments(T "REAL_BASE;BOARD" "NAME" "SOURCES;LIBS" ${ARGN})
+  cmake_parse_arguments(T "REAL_BASE" "NAME" "SOURCES;LIBS;BOARD" ${ARGN})
   add_executable(${T_NAME} ${T_SOURCES})
   set_target_properties(${T_NAME} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
   target_link_libraries(${T_NAME} PRIVATE ${T_LIBS} GTest::gmock GTest::gtest_main)
@@ -17,12 +20,11 @@ function(house_test)
   else()
     target_link_libraries(${T_NAME} PRIVATE fake_base)
   endif()
-  if(T_BOARD)
+  if(DEFINED T_BOARD OR BOARD IN_LIST T_KEYWORDS_MISSING_VALUES)
     add_test(NAME ${T_NAME}
-             COMMAND ${CMAKE_SOURCE_DIR}/board/board exec -- $<TARGET_FILE:${T_NAME}>)
-    set_tests_properties(${T_NAME} PROPERTIES TIMEOUT 300)
+             COMMAND ${CMAKE_SOURCE_DIR}/board/board exec ${T_BOARD} -- $<TARGET_FILE:${T_NAME}>)
   else()
     add_test(NAME ${T_NAME} COMMAND ${T_NAME})
-    set_tests_properties(${T_NAME} PROPERTIES TIMEOUT 300)
   endif()
+  set_tests_properties(${T_NAME} PROPERTIES TIMEOUT 300)
 endfunction()

@@ -5,9 +5,8 @@
 //        0    4  "C0XF"
 //        4    4  send stamp, us, low 32 bits
 //        8    2  payload length n, low 16 bits
-//       10    2  Internet checksum (RFC 1071) of the payload taken as little-endian 16-bit words,
-//       an odd
-//                last byte added as it is
+//       10    2  Internet checksum (RFC 1071) of the payload taken as little-endian 16-bit words, an
+//                odd last byte added as it is
 //       12    n  payload
 //     12+n    4  "FX0C"
 //
