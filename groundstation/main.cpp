@@ -64,6 +64,7 @@ void add_options(CLI::App& app, Options* options) {
   app.fallthrough();
   app.require_subcommand(1);
   app.set_help_all_flag("--help-all", "Help of every command");
+  app.set_version_flag("--version", "groundstation " HOUSE_VERSION, "Print the version");
   app.add_option("--camera", options->camera, "The camera's address; port 8888 if not given")
       ->envname("GROUNDSTATION_CAMERA")
       ->check(kEndpoint)

@@ -1,6 +1,6 @@
 // fifo_control SOCKET ACTION [ARGUMENT...]: sends one line to the control socket of a running
-// libambanetfifo.so and prints its answer. Exit status: 0 done, 1 refused, 2 no answer or wrong
-// usage.
+// libambanetfifo.so and prints its answer; --version prints the version. Exit status: 0 done, 1 refused,
+// 2 no answer or wrong usage.
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/un.h>
@@ -24,6 +24,10 @@ int fail(const char* what) {
 }  // namespace
 
 int main(int count, char** arguments) {
+  if (count == 2 && std::strcmp(arguments[1], "--version") == 0) {
+    std::puts("fifo_control " HOUSE_VERSION);
+    return 0;
+  }
   sockaddr_un to = {};
   to.sun_family = AF_UNIX;
   if (count < 3 || std::strlen(arguments[1]) >= sizeof to.sun_path) {

@@ -73,6 +73,7 @@ int main(int argc, char** argv) {
   CLI::App app(
       "Stands in for the camera service of the board: commands as JSON texts over TCP on the\n"
       "loopback address, real photos and videos on the card, faults on request.");
+  app.set_version_flag("--version", "camera_service " HOUSE_VERSION, "Print the version");
   app.add_option("--port", options.port, "Port on 127.0.0.1; 0 takes a free one")
       ->capture_default_str();
   app.add_option("--card", options.card, "Folder of the SD card; a format command ERASES it")
