@@ -11,6 +11,7 @@
 
 #include "base/clock.h"
 #include "base/descriptor.h"
+#include "base/relaxed.h"
 #include "base/thread.h"
 #include "camera/commands.h"
 #include "camera/connection.h"
@@ -29,7 +30,7 @@ constexpr int kPollMs = 2000;
 constexpr time_t kSendTimeoutS = 2;
 constexpr size_t kReadSize = 4096;
 constexpr int kManySilent = 10;
-constexpr auto kRelaxed = std::memory_order_relaxed;
+using base::kRelaxed;
 
 bool connect_to_service(const base::Descriptor& connection) {
   // A service that does not read must not hold the senders: a send that cannot go on for that long

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "base/relaxed.h"
 #include "base/text.h"
 #include "camera/connection.h"
 #include "camera/send.h"
@@ -13,7 +14,7 @@
 namespace camera {
 namespace {
 
-constexpr auto kRelaxed = std::memory_order_relaxed;
+using base::kRelaxed;
 
 // The peer nibble with which the flight controller asks for the middle stream rate.
 constexpr uint8_t kNibbleMiddleRate = 10;

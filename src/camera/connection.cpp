@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "base/clock.h"
+#include "base/relaxed.h"
 
 namespace camera {
 
@@ -12,7 +13,7 @@ CamJsonContext cam_json_context{};
 
 namespace {
 
-constexpr auto kRelaxed = std::memory_order_relaxed;
+using base::kRelaxed;
 
 uint32_t cam_op_state = kCamOpIdle;  // under SendLock
 // Written under SendLock; 0: no answer is awaited. Read without it: the receive thread must not

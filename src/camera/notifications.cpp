@@ -1,6 +1,7 @@
 #include "camera/notifications.h"
 
 #include "base/clock.h"
+#include "base/relaxed.h"
 #include "camera/commands.h"
 #include "camera/connection.h"
 #include "camera/members.h"
@@ -14,7 +15,7 @@
 namespace camera {
 namespace {
 
-constexpr auto kRelaxed = std::memory_order_relaxed;
+using base::kRelaxed;
 
 constexpr int32_t kTimelapseReportEnded = 2;
 constexpr uint8_t kSdReportOther = 255;

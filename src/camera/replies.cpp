@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "base/clock.h"
+#include "base/relaxed.h"
 #include "base/text.h"
 #include "camera/commands.h"
 #include "camera/connection.h"
@@ -21,9 +22,9 @@
 namespace camera {
 namespace {
 
+using base::kRelaxed;
 using flightlink::kResultFailed;
 using flightlink::kResultOk;
-constexpr auto kRelaxed = std::memory_order_relaxed;
 
 constexpr uint32_t kStatusPeriodMs = 300;
 constexpr uint32_t kRecordTickMs = 1000;

@@ -3,6 +3,7 @@
 #include <iterator>
 
 #include "base/clock.h"
+#include "base/relaxed.h"
 #include "base/text.h"
 #include "camera/commands.h"
 #include "camera/connection.h"
@@ -14,7 +15,7 @@
 namespace camera {
 namespace {
 
-constexpr auto kRelaxed = std::memory_order_relaxed;
+using base::kRelaxed;
 
 constexpr int32_t kRefused = -1;
 constexpr int32_t kExposureRefused = 4999;

@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "base/relaxed.h"
 #include "camera/commands.h"
 #include "camera/connection.h"
 #include "camera/members.h"
@@ -15,8 +16,8 @@
 namespace camera {
 namespace {
 
+using base::kRelaxed;
 using flightlink::kResultOk;
-constexpr auto kRelaxed = std::memory_order_relaxed;
 
 int32_t confirm_requested(Setting setting) {
   const int32_t value = requested(setting);

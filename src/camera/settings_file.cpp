@@ -5,6 +5,7 @@
 
 #include "base/clock.h"
 #include "base/descriptor.h"
+#include "base/relaxed.h"
 #include "base/shell.h"
 #include "base/text.h"
 #include "base/thread.h"
@@ -17,7 +18,7 @@ CamConfOwner cam_conf_owner{};
 
 namespace {
 
-constexpr auto kRelaxed = std::memory_order_relaxed;
+using base::kRelaxed;
 constexpr const char* kCamConfPath = "/pref/cam.conf";
 constexpr int kLineSize = 50;
 

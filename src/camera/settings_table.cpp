@@ -7,6 +7,7 @@
 #include <mutex>
 
 #include "base/bytes.h"
+#include "base/relaxed.h"
 #include "camera/connection.h"
 
 namespace camera {
@@ -15,7 +16,7 @@ CameraSettings camera_settings{};
 
 namespace {
 
-constexpr auto kRelaxed = std::memory_order_relaxed;
+using base::kRelaxed;
 
 constexpr SettingRow kRows[kSettingCount] = {
     // setting, type, code, set op, query op, subject, default, guarded

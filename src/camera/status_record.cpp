@@ -3,6 +3,7 @@
 #include <mutex>
 
 #include "base/bytes.h"
+#include "base/relaxed.h"
 #include "camera/connection.h"
 #include "camera/service_state.h"
 #include "camera/settings_table.h"
@@ -10,7 +11,7 @@
 namespace camera {
 namespace {
 
-constexpr auto kRelaxed = std::memory_order_relaxed;
+using base::kRelaxed;
 
 // A confirmed value, read while StateLock is held.
 uint32_t held(Setting setting) {

@@ -1,5 +1,6 @@
 #include "flightlink/actions/camera_actions.h"
 
+#include "base/relaxed.h"
 #include "camera/camera_ready.h"
 #include "camera/commands.h"
 #include "camera/connection.h"
@@ -12,7 +13,7 @@
 namespace flightlink {
 namespace {
 
-constexpr auto kRelaxed = std::memory_order_relaxed;
+using base::kRelaxed;
 constexpr int32_t kPivRaw = 1;
 
 // Recording, and a time-lapse or another operation in flight, keep the mode as it is.

@@ -1,6 +1,7 @@
 #include "flightlink/actions/dispatch.h"
 
 #include "base/bytes.h"
+#include "base/relaxed.h"
 #include "camera/camera_ready.h"
 #include "camera/commands.h"
 #include "camera/send.h"
@@ -15,6 +16,7 @@
 #include "flightlink/firmware/push.h"
 #include "flightlink/firmware/update.h"
 #include "flightlink/frame/command_long.h"
+#include "flightlink/frame/messages.h"
 #include "flightlink/frame/payload.h"
 #include "flightlink/wire/aircraft_position.h"
 #include "flightlink/wire/link_context.h"
@@ -24,7 +26,7 @@
 namespace flightlink {
 namespace {
 
-constexpr auto kRelaxed = std::memory_order_relaxed;
+using base::kRelaxed;
 
 // A HEARTBEAT with these two values announces the peer only, and says nothing about its wishes.
 constexpr uint32_t kAnnouncingMode = 0xF503;
@@ -113,14 +115,21 @@ struct MessageRow {
 };
 
 constexpr MessageRow kPeerMessages[] = {
-    {0, heartbeat},           {90, flight_log_107_90}, {105, flight_log_105},
-    {107, flight_log_107_90}, {120, ignored},          {142, media_file_message},
+    {kHeartbeat.id, heartbeat},       {kFlightData90.id, flight_log_107_90},
+    {kGimbalData.id, flight_log_105}, {kFlightData107.id, flight_log_107_90},
+    {kIgnored120.id, ignored},        {kMediaFile.id, media_file_message},
 };
 
 constexpr MessageRow kCommonMessages[] = {
-    {21, parameters_21},     {24, position_24},       {32, altitude_32},
-    {56, sd_query_56},       {67, stream_67},         {76, command_long},
-    {110, firmware_message}, {111, set_camera_clock}, {141, altitude_141},
+    {kParameterListRequest.id, parameters_21},
+    {kPosition.id, position_24},
+    {kLocalPosition.id, altitude_32},
+    {kSdQuery.id, sd_query_56},
+    {kDataStream.id, stream_67},
+    {kCommandLong.id, command_long},
+    {kFirmwareTransfer.id, firmware_message},
+    {kClock.id, set_camera_clock},
+    {kAltitude.id, altitude_141},
 };
 
 template <size_t Rows>

@@ -4,13 +4,13 @@
 
 #include "base/bytes.h"
 #include "base/text.h"
+#include "flightlink/frame/messages.h"
 #include "flightlink/frame/payload.h"
 #include "supervisor/state/data_log.h"
 
 namespace flightlink {
 namespace {
 
-constexpr uint8_t kFlightData = 107;
 constexpr size_t kFloats = 13;
 
 struct Record {
@@ -47,7 +47,7 @@ int flight_log_107_90(const MavlinkMessage* message) {
   char line[1024] = "";
   size_t length = 0;
   // Message 90 hands over an empty line, on purpose: it is the place to decode it.
-  if (message->msgid == kFlightData) {
+  if (message->msgid == kFlightData107.id) {
     const Payload payload(*message);
     const Record record(payload);
     const double* v = record.value;

@@ -7,14 +7,12 @@
 
 #include "base/shell.h"
 #include "base/text.h"
-#include "flightlink/frame/mavlink_frame.h"
+#include "flightlink/frame/messages.h"
 #include "flightlink/wire/link_context.h"
 
 namespace flightlink {
 namespace {
 
-constexpr uint8_t kLinkConfiguration = 59;
-constexpr uint8_t kLinkConfigurationSize = 44;
 constexpr size_t kTextSize = 30;
 
 struct ConfigurationFile {
@@ -42,11 +40,9 @@ int push_file(const ConfigurationFile& file) {
   if (length > kTextSize - 1) length = kTextSize - 1;
 
   MavlinkMessage message{};
-  message.msgid = kLinkConfiguration;
   message.payload[1] = file.kind;
   std::memcpy(message.payload + 2, line, length);
-  mavlink_frame_finalize(&message, kSystemPeer, kLinkConfigurationSize,
-                         mavlink_crc_extra(kLinkConfiguration));
+  finalize(&message, kSystemPeer, kLinkConfiguration);
   peer_udp_send(&message);
   return 0;
 }

@@ -7,14 +7,12 @@
 #include "base/bytes.h"
 #include "base/clock.h"
 #include "config/korvanprofile.h"
-#include "flightlink/frame/mavlink_frame.h"
+#include "flightlink/frame/messages.h"
 #include "flightlink/wire/link_context.h"
 
 namespace flightlink {
 namespace {
 
-constexpr uint8_t kParameter = 22;
-constexpr uint8_t kParameterSize = 55;
 constexpr size_t kNameSize = 16;
 constexpr size_t kValueSize = 30;
 constexpr uint8_t kType = 11;
@@ -32,14 +30,13 @@ int parameter_list_send() {
   while (const config::CclPair* pair = config::ccl_iterate(&profile.handle)) {
     index++;
     MavlinkMessage message{};
-    message.msgid = kParameter;
     base::store_f32le(message.payload, 0.0F);
     base::store_u16le(message.payload + 4, static_cast<uint16_t>(profile.pair_count));
     base::store_u16le(message.payload + 6, index);
     put_text(message.payload + 8, kNameSize, pair->key);
     put_text(message.payload + 24, kValueSize, pair->value);
     message.payload[54] = kType;
-    mavlink_frame_finalize_app(&message, kParameterSize, mavlink_crc_extra(kParameter));
+    finalize_app(&message, kParameterValue);
     peer_udp_send(&message);
     base::sleep_us(10);
   }

@@ -1,5 +1,7 @@
 #include "flightlink/firmware/boards.h"
 
+#include "base/relaxed.h"
+
 #include <unistd.h>
 
 #include <atomic>
@@ -7,7 +9,7 @@
 namespace flightlink {
 namespace {
 
-constexpr auto kRelaxed = std::memory_order_relaxed;
+using base::kRelaxed;
 
 struct BoardRow {
   uint8_t type;

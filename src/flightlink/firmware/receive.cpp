@@ -7,6 +7,7 @@
 #include "base/bytes.h"
 #include "base/clock.h"
 #include "base/descriptor.h"
+#include "base/relaxed.h"
 #include "base/shell.h"
 #include "base/text.h"
 #include "base/thread.h"
@@ -21,7 +22,7 @@ FirmwareReceive firmware_receive{};
 
 namespace {
 
-constexpr auto kRelaxed = std::memory_order_relaxed;
+using base::kRelaxed;
 constexpr size_t kBlocksPerWrite = 10;
 constexpr uint64_t kReportPauseMs = 1;
 constexpr uint64_t kRoundPauseMs = 200;

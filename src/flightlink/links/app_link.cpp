@@ -13,8 +13,10 @@
 
 #include "base/clock.h"
 #include "base/descriptor.h"
+#include "base/relaxed.h"
 #include "base/thread.h"
 #include "flightlink/actions/dispatch.h"
+#include "flightlink/frame/messages.h"
 #include "flightlink/links/heartbeats.h"
 #include "flightlink/links/mac_bind.h"
 #include "flightlink/wire/link_context.h"
@@ -22,7 +24,7 @@
 namespace flightlink {
 namespace {
 
-constexpr auto kRelaxed = std::memory_order_relaxed;
+using base::kRelaxed;
 constexpr const char* kThread = "MavlinkRecvThread";
 constexpr uint16_t kAppPort = 8866;
 constexpr int kBacklog = 1;
@@ -34,7 +36,6 @@ constexpr int kSocketBuffer = 204800;
 constexpr uint8_t kTos = 0x0F;
 constexpr uint32_t kAccepted = 1;
 constexpr uint32_t kConfirmed = 2;
-constexpr uint8_t kHeartbeat = 0;
 constexpr uint8_t kPeerNibble = 5;
 
 bool binding_enabled() { return mavlink_context.binding_disabled.load(kRelaxed) == 0; }
@@ -185,7 +186,7 @@ void app_link_route(const MavlinkMessage* message) {
     peer_udp_send(message);
     return;
   }
-  if (message->msgid == kHeartbeat) {
+  if (message->msgid == kHeartbeat.id) {
     uint32_t state = kAccepted;  // a session that has just been cut stays cut
     mavlink_context.link_state.compare_exchange_strong(state, kConfirmed, kRelaxed);
   }

@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "base/bytes.h"
+#include "flightlink/frame/messages.h"
 #include "flightlink/wire/link_context.h"
 #include "flightlink/wire/link_status.h"
 #include "supervisor/state/camera_flags.h"
@@ -12,27 +13,23 @@
 namespace flightlink {
 namespace {
 
-constexpr uint8_t kHeartbeat = 0;
-constexpr uint8_t kHeartbeatSize = 9;
 constexpr uint8_t kMavlinkVersion = 3;
 
 }  // namespace
 
 void peer_heartbeat_tick(union sigval) {
   MavlinkMessage message{};
-  message.msgid = kHeartbeat;
   const int stream = get_stream_on() != 0 ? 1 : 0;
   const int test = supervisor::get_test_mode() != 0 ? 1 : 0;
   const int recording = supervisor::get_recording() != 0 ? 1 : 0;
   message.payload[7] = static_cast<uint8_t>(stream | (test << 1) | (recording << 2));
   message.payload[8] = kMavlinkVersion;
-  mavlink_frame_finalize_peer(&message, kHeartbeatSize, mavlink_crc_extra(kHeartbeat));
+  finalize_peer(&message, kHeartbeat);
   peer_udp_send(&message);
 }
 
 void app_heartbeat_tick(union sigval) {
   MavlinkMessage message{};
-  message.msgid = kHeartbeat;
   uint32_t custom_mode = 0;
   for (size_t i = 0; i < 4; i++) {
     custom_mode = (custom_mode << 8) | supervisor::camera_mac[i].load(std::memory_order_relaxed);
@@ -44,7 +41,7 @@ void app_heartbeat_tick(union sigval) {
   message.payload[6] = binding ? 2 : 0;
   message.payload[7] = static_cast<uint8_t>(supervisor::get_recording() & 7);
   message.payload[8] = kMavlinkVersion;
-  mavlink_frame_finalize_app(&message, kHeartbeatSize, mavlink_crc_extra(kHeartbeat));
+  finalize_app(&message, kHeartbeat);
   mavlink_send(&message);
 }
 

@@ -8,6 +8,7 @@
 
 #include "base/clock.h"
 #include "base/descriptor.h"
+#include "base/relaxed.h"
 #include "base/thread.h"
 #include "flightlink/actions/dispatch.h"
 #include "flightlink/links/heartbeats.h"
@@ -21,7 +22,7 @@ constexpr uint16_t kPeerPort = 8888;
 constexpr int kSocketBuffer = 2097152;
 constexpr uint32_t kHeartbeatMs = 1000;
 constexpr int kSilenceMs = 4000;
-constexpr auto kRelaxed = std::memory_order_relaxed;
+using base::kRelaxed;
 
 }  // namespace
 

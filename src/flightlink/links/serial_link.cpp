@@ -9,9 +9,11 @@
 #include "base/bytes.h"
 #include "base/clock.h"
 #include "base/descriptor.h"
+#include "base/relaxed.h"
 #include "base/thread.h"
 #include "camera/commands.h"
 #include "flightlink/frame/command_long.h"
+#include "flightlink/frame/messages.h"
 #include "flightlink/frame/payload.h"
 #include "flightlink/wire/aircraft_position.h"
 #include "flightlink/wire/link_context.h"
@@ -24,13 +26,11 @@ SerialLink serial_link{};
 
 namespace {
 
-constexpr auto kRelaxed = std::memory_order_relaxed;
+using base::kRelaxed;
 constexpr const char* kTestMarker = "/tmp/SD0/KRVMEDIA/testmode.conf";
 constexpr int kPollMs = 2000;
 constexpr size_t kReadSize = 1024;
 
-constexpr uint8_t kAltitude = 32;
-constexpr uint8_t kCommandLong = 76;
 constexpr uint8_t kCameraController = 2;  // system id of the one whose commands end here
 constexpr uint16_t kCommandDigicam = 203;
 
@@ -116,12 +116,12 @@ void serial_link_serve() {
 
 void serial_link_route(const MavlinkMessage* message) {
   const Payload payload(*message);
-  if (message->msgid == kCommandLong && message->sysid == kCameraController) {
+  if (message->msgid == kCommandLong.id && message->sysid == kCameraController) {
     obey(read_command_long(payload));
     return;
   }
   // Of a COMMAND_LONG it is param2; stored all the same, as the flight controller relies on it.
-  if (message->msgid == kAltitude || message->msgid == kCommandLong) {
+  if (message->msgid == kLocalPosition.id || message->msgid == kCommandLong.id) {
     store_altitude_from_32(base::saturate<int32_t>(base::load_f32le(payload.bytes + 4)));
   }
   mavlink_send(message);

@@ -10,6 +10,7 @@
 
 #include "base/clock.h"
 #include "base/descriptor.h"
+#include "base/relaxed.h"
 #include "base/thread.h"
 #include "flightlink/links/serial_link.h"
 #include "flightlink/wire/link_context.h"
@@ -17,7 +18,7 @@
 namespace flightlink {
 namespace {
 
-constexpr auto kRelaxed = std::memory_order_relaxed;
+using base::kRelaxed;
 constexpr const char* kThread = "MavlinkRecvStickThread";
 constexpr uint16_t kStickPort = 8867;
 constexpr int kPollMs = 2000;

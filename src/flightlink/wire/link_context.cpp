@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/relaxed.h"
 #include "base/shell.h"
 #include "base/text.h"
 #include "flightlink/wire/link_status.h"
@@ -17,7 +18,7 @@ MavlinkContext mavlink_context{};
 
 namespace {
 
-constexpr auto kRelaxed = std::memory_order_relaxed;
+using base::kRelaxed;
 
 std::mutex lamp_lock;              // held while the script runs
 int32_t link_indicator_last = -1;  // under lamp_lock

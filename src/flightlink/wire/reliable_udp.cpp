@@ -17,6 +17,7 @@
 #include "base/bytes.h"
 #include "base/clock.h"
 #include "base/descriptor.h"
+#include "base/relaxed.h"
 #include "base/thread.h"
 #include "base/timer.h"
 
@@ -26,7 +27,7 @@ ReliableUdpContext reliable_udp_context{};
 
 namespace {
 
-constexpr auto kRelaxed = std::memory_order_relaxed;
+using base::kRelaxed;
 constexpr uint16_t kAckPort = 8866;
 constexpr size_t kAckBufferSize = 4096;
 constexpr int kPollMs = 2000;

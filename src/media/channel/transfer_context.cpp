@@ -3,12 +3,13 @@
 #include <new>
 
 #include "base/clock.h"
+#include "base/relaxed.h"
 #include "media/card/store.h"
 
 namespace media {
 namespace {
 
-constexpr auto kRelaxed = std::memory_order_relaxed;
+using base::kRelaxed;
 
 // The link that holds the first item which `wanted` accepts, else the empty last link.
 template <typename Wanted>

@@ -9,20 +9,15 @@
 
 #include "base/bytes.h"
 #include "base/text.h"
+#include "flightlink/frame/messages.h"
 #include "media/channel/transfer_context.h"
 
 namespace media {
 namespace {
 
 constexpr uint8_t kComponent = 100;
-constexpr uint8_t kMessageNotice = 110;
-constexpr uint8_t kNoticeLength = 254;
-constexpr uint8_t kNoticeCrcExtra = 84;
 constexpr size_t kNoticeTextAt = 3;
 constexpr size_t kNoticeTextSize = 250;  // 249 characters and the terminator
-constexpr uint8_t kMessageListRecord = 22;
-constexpr uint8_t kListRecordLength = 55;
-constexpr uint8_t kListRecordCrcExtra = 49;
 constexpr uint8_t kListRecordType = 11;
 
 std::atomic<uint8_t> sequence;
@@ -74,19 +69,16 @@ class SocketUse {
   sockaddr_in peer_;
 };
 
-int64_t send_message(MavlinkMessage& frame, uint8_t msgid, uint8_t length, uint8_t crc_extra,
-                     uint8_t channel) {
-  frame.msgid = msgid;
-  flightlink::mavlink_frame_seal(&frame, flightlink::kSystemApplication,
-                                 sequence.fetch_add(1, std::memory_order_relaxed), length,
-                                 crc_extra, kComponent);
+int64_t send_message(MavlinkMessage& frame, const flightlink::MessageType& type, uint8_t channel) {
+  flightlink::seal(&frame, flightlink::kSystemApplication,
+                   sequence.fetch_add(1, std::memory_order_relaxed), type, kComponent);
   return transfer_send_frame(frame, channel);
 }
 
 int64_t notify(const char* text, uint8_t channel) {
   MavlinkMessage frame{};
   std::memcpy(frame.payload + kNoticeTextAt, text, strnlen(text, kNoticeTextSize - 1));
-  return send_message(frame, kMessageNotice, kNoticeLength, kNoticeCrcExtra, channel);
+  return send_message(frame, flightlink::kFirmwareTransfer, channel);
 }
 
 int64_t notify_name(const char* word, const char* name) {
@@ -165,8 +157,7 @@ int64_t transfer_send_list_record(int32_t kind, size_t count, size_t index, cons
       std::min<size_t>(base::format_text(id, "%s%zu", photos ? "PIC" : "VIDEO", index), 16));
   std::memcpy(frame.payload + 24, name, strnlen(name, 29));
   frame.payload[54] = kListRecordType;
-  return send_message(frame, kMessageListRecord, kListRecordLength, kListRecordCrcExtra,
-                      kChannelNotices);
+  return send_message(frame, flightlink::kParameterValue, kChannelNotices);
 }
 
 }  // namespace media

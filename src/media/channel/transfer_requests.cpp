@@ -5,7 +5,9 @@
 #include <cstring>
 #include <limits>
 
+#include "base/relaxed.h"
 #include "base/text.h"
+#include "flightlink/frame/messages.h"
 #include "flightlink/frame/payload.h"
 #include "media/card/store.h"
 #include "media/channel/file_sender.h"
@@ -19,10 +21,7 @@
 namespace media {
 namespace {
 
-constexpr auto kRelaxed = std::memory_order_relaxed;
-constexpr uint8_t kMessageList = 21;
-constexpr uint8_t kMessageDataStream = 67;
-constexpr uint8_t kMessageFile = 142;
+using base::kRelaxed;
 constexpr size_t kTextSize = 120;
 
 enum Operation : uint8_t {
@@ -149,14 +148,14 @@ int32_t start_play(const FileRequest& request, const char* path, TransferContext
 }  // namespace
 
 void transfer_dispatch(const flightlink::MavlinkMessage& message, TransferContext* context) {
-  if (message.msgid == kMessageList) {
+  if (message.msgid == flightlink::kParameterListRequest.id) {
     queue_frame(message, media_send_file_list, context);
-  } else if (message.msgid == kMessageDataStream) {
+  } else if (message.msgid == flightlink::kDataStream.id) {
     const flightlink::Payload payload(message);
     const int32_t on = payload.bytes[3];
     context->stream_hold_id.store(on, kRelaxed);
     context->stream_hold.store(on != 0 ? 1 : 0, kRelaxed);
-  } else if (message.msgid == kMessageFile) {
+  } else if (message.msgid == flightlink::kMediaFile.id) {
     file_message(message, context);
   }
 }

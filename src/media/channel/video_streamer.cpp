@@ -7,6 +7,7 @@
 
 #include "base/clock.h"
 #include "base/descriptor.h"
+#include "base/relaxed.h"
 #include "media/card/store.h"
 #include "media/channel/transfer_notices.h"
 #include "media/movie/header.h"
@@ -17,7 +18,7 @@
 namespace media {
 namespace {
 
-constexpr auto kRelaxed = std::memory_order_relaxed;
+using base::kRelaxed;
 constexpr uint64_t kNoticeRetryUs = 10000;
 constexpr uint64_t kSendRetryUs = 1000;
 constexpr uint64_t kPausedUs = 500000;

@@ -3,6 +3,7 @@
 #include <atomic>
 
 #include "base/clock.h"
+#include "base/relaxed.h"
 #include "base/shell.h"
 #include "base/text.h"
 #include "base/thread.h"
@@ -12,7 +13,7 @@
 namespace media {
 namespace {
 
-constexpr auto kRelaxed = std::memory_order_relaxed;
+using base::kRelaxed;
 constexpr const char kRemoveFile[] = "rm -rf /tmp/SD0/KRVMEDIA/VIDEO/tmpfile";
 constexpr uint64_t kProgressPauseUs = 200;
 

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "base/clock.h"
+#include "base/relaxed.h"
 #include "base/shell.h"
 #include "media/movie/av_input.h"
 #include "media/movie/av_messages.h"
@@ -14,7 +15,7 @@
 namespace media {
 namespace {
 
-constexpr auto kRelaxed = std::memory_order_relaxed;
+using base::kRelaxed;
 constexpr int kReaderBuffer = 2097152;
 constexpr int kReadTries = 500;
 constexpr uint64_t kReadPauseUs = 1000;

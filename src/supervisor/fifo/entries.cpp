@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "base/bytes.h"
+#include "base/relaxed.h"
 #include "media/frames/frame_list.h"
 #include "platform/amba_net_fifo.h"
 #include "supervisor/state/switches.h"
@@ -13,7 +14,7 @@ namespace supervisor {
 namespace {
 
 using namespace platform;
-constexpr auto kRelaxed = std::memory_order_relaxed;
+using base::kRelaxed;
 
 constexpr size_t kVideoCopySize = 524288;
 constexpr uint32_t kAudioCopySize = 131072;

@@ -1,6 +1,7 @@
 #include "supervisor/fifo/reader.h"
 
 #include "base/clock.h"
+#include "base/relaxed.h"
 #include "base/thread.h"
 #include "platform/amba_net_fifo.h"
 #include "supervisor/fifo/entries.h"
@@ -11,7 +12,7 @@ namespace supervisor {
 namespace {
 
 using namespace platform;
-constexpr auto kRelaxed = std::memory_order_relaxed;
+using base::kRelaxed;
 
 enum ReportedStatus : int32_t { kStatusReading = 1, kStatusStopped = 2, kStatusFinal = 3 };
 enum ControlEvent : int32_t {

@@ -9,13 +9,14 @@
 #include <mutex>
 
 #include "base/bytes.h"
+#include "base/relaxed.h"
 #include "base/shell.h"
 #include "base/text.h"
 
 namespace supervisor {
 namespace {
 
-constexpr auto kRelaxed = std::memory_order_relaxed;
+using base::kRelaxed;
 constexpr mode_t kLogMode = 0644;
 
 struct Log {

@@ -9,12 +9,13 @@
 #include <new>
 
 #include "base/clock.h"
+#include "base/relaxed.h"
 #include "supervisor/state/data_log.h"
 
 namespace supervisor {
 namespace {
 
-constexpr auto kRelaxed = std::memory_order_relaxed;
+using base::kRelaxed;
 constexpr char kLetters[] = "CEWNIDSF";
 constexpr size_t kStampSize = 20;  // what a line has more than its text, terminator included
 

@@ -1,6 +1,7 @@
 #include "supervisor/testmode/radio.h"
 
 #include "base/clock.h"
+#include "base/relaxed.h"
 #include "base/shell.h"
 
 namespace supervisor {
@@ -9,7 +10,7 @@ RadioTestState tx99{};
 
 namespace {
 
-constexpr auto kRelaxed = std::memory_order_relaxed;
+using base::kRelaxed;
 
 constexpr const char* kEmptyFolders[] = {
     "/bin/rm -f /tmp/SD0/KRVMEDIA/VIDEO/*",
