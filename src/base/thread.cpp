@@ -1,9 +1,8 @@
 #include "base/thread.h"
 
 #include <sched.h>
-#include <semaphore.h>
 
-#include <cerrno>
+#include "base/mutex.h"
 
 namespace base {
 namespace {
@@ -13,21 +12,17 @@ namespace {
 struct Gate {
   ThreadBody body;
   void* argument;
-  sem_t policy_set;
-  sem_t copied;
+  Semaphore policy_set{0};
+  Semaphore copied{0};
 };
-
-void wait_for(sem_t* semaphore) {
-  while (sem_wait(semaphore) != 0 && errno == EINTR) {
-  }
-}
 
 void* run_gated(void* argument) {
   auto* gate = static_cast<Gate*>(argument);
-  wait_for(&gate->policy_set);
-  const Gate mine{gate->body, gate->argument, {}, {}};
-  sem_post(&gate->copied);
-  return mine.body(mine.argument);
+  gate->policy_set.wait_through_signals();
+  const ThreadBody body = gate->body;
+  void* const own_argument = gate->argument;
+  gate->copied.post();
+  return body(own_argument);
 }
 
 }  // namespace
@@ -40,9 +35,7 @@ int start_thread(ThreadBody body, void* argument, pthread_t* handle) {
 }
 
 int start_worker(ThreadBody body, void* argument, int priority, pthread_t* handle) {
-  Gate gate{body, argument, {}, {}};
-  sem_init(&gate.policy_set, 0, 0);
-  sem_init(&gate.copied, 0, 0);
+  Gate gate{body, argument};
   pthread_t thread{};
   const int result = pthread_create(&thread, nullptr, run_gated, &gate);
   if (result == 0) {
@@ -50,11 +43,9 @@ int start_worker(ThreadBody body, void* argument, int priority, pthread_t* handl
     parameters.sched_priority = priority;
     (void)pthread_setschedparam(thread, SCHED_RR, &parameters);
     if (handle != nullptr) *handle = thread;
-    sem_post(&gate.policy_set);
-    wait_for(&gate.copied);
+    gate.policy_set.post();
+    gate.copied.wait_through_signals();
   }
-  sem_destroy(&gate.policy_set);
-  sem_destroy(&gate.copied);
   return result;
 }
 

@@ -15,7 +15,6 @@ namespace base {
 // Stores the word. The time is that of its change from 0, and is kept until it is 0 again.
 template <typename Word>
 void set_waiting(std::atomic<Word>& word, std::atomic<uint64_t>& since_us, Word value) {
-  
   if (value != 0 && since_us.load(kRelaxed) == 0) since_us.store(monotonic_us(), kRelaxed);
   word.store(value, kRelaxed);
   if (value == 0) since_us.store(0, kRelaxed);
@@ -26,7 +25,6 @@ void set_waiting(std::atomic<Word>& word, std::atomic<uint64_t>& since_us, Word 
 // first look.
 template <typename Word>
 uint64_t waiting_since(const std::atomic<Word>& word, std::atomic<uint64_t>& since_us) {
-  
   if (word.load(kRelaxed) == 0) return 0;
   uint64_t since = 0;
   const uint64_t now = monotonic_us();

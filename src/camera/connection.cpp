@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "base/clock.h"
+#include "base/mutex.h"
 #include "base/relaxed.h"
 
 namespace camera {
@@ -15,13 +16,13 @@ namespace {
 
 using base::kRelaxed;
 
-uint32_t cam_op_state = kCamOpIdle;  // under SendLock
+uint32_t cam_op_state GUARDED_BY(cam_json_context.SendLock) = kCamOpIdle;
 // Written under SendLock; 0: no answer is awaited. Read without it: the receive thread must not
 // wait behind a sender that waits for the service, which may wait for it.
 std::atomic<uint64_t> cam_op_since{0};
 
 // SendLock is held.
-void store_op_state(uint32_t code) {
+void store_op_state(uint32_t code) REQUIRES(cam_json_context.SendLock) {
   cam_op_state = code;
   const bool awaited = code != kCamOpIdle && code != kCamOpTimelapse;
   if (!awaited) {
@@ -36,8 +37,8 @@ int32_t disconnected() {
   return -2;
 }
 
-// SendLock is held.
-void send_text(CamJsonContext& context, const char* text, size_t length) {
+void send_text(CamJsonContext& context, const char* text, size_t length)
+    REQUIRES(context.SendLock) {
   const int connection = context.JsonConnFd.load(kRelaxed);
   const ssize_t sent = connection != 0 ? send(connection, text, length, 0) : -1;
   // A part of a text means that the service has not read for 2 s: its rest would be nonsense to it.
@@ -50,7 +51,7 @@ void send_text(CamJsonContext& context, const char* text, size_t length) {
 template <typename Mark>
 int32_t send_if_connected(CamJsonContext& context, const char* text, size_t length, Mark mark) {
   if (context.ConnState.load(kRelaxed) == kCamDisconnected) return disconnected();
-  const std::lock_guard lock(context.SendLock);
+  const base::Lock lock(context.SendLock);
   // Another sender may have found out meanwhile, after 2 s; nobody waits for that a second time.
   if (context.ConnState.load(kRelaxed) == kCamDisconnected) return disconnected();
   mark();
@@ -62,7 +63,7 @@ int32_t send_if_connected(CamJsonContext& context, const char* text, size_t leng
 
 void cam_json_publish(int connection, const char* first_text, size_t length) {
   CamJsonContext& context = cam_json_context;
-  const std::lock_guard lock(context.SendLock);
+  const base::Lock lock(context.SendLock);
   context.JsonConnFd.store(connection, kRelaxed);
   context.ConnState.store(kCamConnected, kRelaxed);
   send_text(context, first_text, length);
@@ -70,7 +71,7 @@ void cam_json_publish(int connection, const char* first_text, size_t length) {
 
 void cam_json_withdraw() {
   CamJsonContext& context = cam_json_context;
-  const std::lock_guard lock(context.SendLock);
+  const base::Lock lock(context.SendLock);
   context.JsonConnFd.store(0, kRelaxed);
   context.ConnState.store(kCamDisconnected, kRelaxed);
 }
@@ -89,7 +90,7 @@ int32_t cam_json_send_marked(const char* text, size_t length, base::Waiting& mar
 void cam_json_disconnect() {
   CamJsonContext& context = cam_json_context;
   if (context.SessionStarted.load(kRelaxed) == 0) return;
-  const std::lock_guard lock(context.SendLock);
+  const base::Lock lock(context.SendLock);
   context.ConnState.store(kCamDisconnected, kRelaxed);
   // The receive thread may be waiting on this descriptor: it is woken here and closes what it owns,
   // so that the number is not given to somebody else under its eyes.
@@ -100,7 +101,7 @@ void cam_json_disconnect() {
 int32_t cam_set_op_state(uint32_t code) {
   if (code > kCamOpHighest) return -1;
   {
-    const std::lock_guard lock(cam_json_context.SendLock);
+    const base::Lock lock(cam_json_context.SendLock);
     store_op_state(code);
   }
   base::sleep_ms(10);
@@ -108,12 +109,12 @@ int32_t cam_set_op_state(uint32_t code) {
 }
 
 void cam_clear_op_state() {
-  const std::lock_guard lock(cam_json_context.SendLock);
+  const base::Lock lock(cam_json_context.SendLock);
   store_op_state(kCamOpIdle);
 }
 
 uint32_t cam_get_op_state() {
-  const std::lock_guard lock(cam_json_context.SendLock);
+  const base::Lock lock(cam_json_context.SendLock);
   return cam_op_state;
 }
 

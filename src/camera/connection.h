@@ -9,8 +9,8 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <mutex>
 
+#include "base/mutex.h"
 #include "base/waiting.h"
 #include "flightlink/wire/link_timer.h"
 
@@ -21,8 +21,8 @@ enum CamConnState : int32_t { kCamDisconnected = 0, kCamConnected = 2 };
 struct CamJsonContext {
   pthread_t RecvThread;
   std::atomic<int> JsonConnFd;  // 0: none; owned by the receive thread, published under SendLock
-  std::mutex SendLock;          // one send at a time; every write of ConnState; cam_op_state
-  std::mutex StateLock;         // confirmed camera settings; never together with SendLock
+  base::Mutex SendLock;         // one send at a time; every write of ConnState; cam_op_state
+  base::Mutex StateLock;        // confirmed camera settings; never together with SendLock
   std::atomic<int32_t> ConnState;
   std::atomic<int32_t> Token;  // of the last session reply, kept across reconnects
   std::atomic<int32_t> SessionStarted;

@@ -4,9 +4,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
-#include <mutex>
 
 #include "base/bytes.h"
+#include "base/mutex.h"
 #include "base/relaxed.h"
 #include "camera/connection.h"
 
@@ -104,15 +104,17 @@ void request(Setting setting, int32_t value) {
 }
 
 int32_t confirmed(Setting setting) {
-  std::unique_lock lock(cam_json_context.StateLock, std::defer_lock);
-  if (kRows[setting].guarded) lock.lock();
-  return camera_settings.confirmed[setting].load(kRelaxed);
+  const std::atomic<int32_t>& value = camera_settings.confirmed[setting];
+  if (!kRows[setting].guarded) return value.load(kRelaxed);
+  const base::Lock lock(cam_json_context.StateLock);
+  return value.load(kRelaxed);
 }
 
 void confirm(Setting setting, int32_t value) {
-  std::unique_lock lock(cam_json_context.StateLock, std::defer_lock);
-  if (kRows[setting].guarded) lock.lock();
-  camera_settings.confirmed[setting].store(value, kRelaxed);
+  std::atomic<int32_t>& word = camera_settings.confirmed[setting];
+  if (!kRows[setting].guarded) return word.store(value, kRelaxed);
+  const base::Lock lock(cam_json_context.StateLock);
+  word.store(value, kRelaxed);
 }
 
 int32_t unanswered(Setting setting) {

@@ -1,8 +1,7 @@
 #include "camera/status_record.h"
 
-#include <mutex>
-
 #include "base/bytes.h"
+#include "base/mutex.h"
 #include "base/relaxed.h"
 #include "camera/connection.h"
 #include "camera/service_state.h"
@@ -26,7 +25,7 @@ float megabytes(const std::atomic<int32_t>& kilobytes) {
 
 void cam_status_record(uint8_t (&record)[flightlink::kStatusRecordSize]) {
   for (uint8_t& byte : record) byte = 0;
-  const std::lock_guard lock(cam_json_context.StateLock);
+  const base::Lock lock(cam_json_context.StateLock);
   const uint32_t sd = cam_sd_report_code(camera_state.SdStatus.load(kRelaxed));
   const auto timelapse = static_cast<uint32_t>(camera_state.TimelapseState.load(kRelaxed));
   base::store_u32le(record, held(kResolution) | held(kColorStyle) << 4 | held(kWhiteBalance) << 8 |

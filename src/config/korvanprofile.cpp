@@ -1,10 +1,10 @@
 #include "config/korvanprofile.h"
 
 #include <cstdio>
-#include <mutex>
 #include <new>
 #include <utility>
 
+#include "base/mutex.h"
 #include "base/shell.h"
 #include "base/text.h"
 
@@ -27,9 +27,9 @@ constexpr const char* kProfilePath = "/korvan.conf";
 constexpr const char* kModelName = "ModelName";
 
 struct Profile {
-  std::mutex lock;  // a leaf: nothing else is taken or waited for while it is held
-  std::shared_ptr<const ProfileTable> loaded;
-  uint32_t pair_count = 0;
+  base::Mutex lock;  // a leaf: nothing else is taken or waited for while it is held
+  std::shared_ptr<const ProfileTable> loaded GUARDED_BY(lock);
+  uint32_t pair_count GUARDED_BY(lock) = 0;
 };
 
 // Never destroyed: threads may still read it while the process ends.
@@ -39,13 +39,13 @@ Profile& profile() {
 }
 
 std::shared_ptr<const ProfileTable> loaded_table() {
-  const std::lock_guard guard(profile().lock);
+  const base::Lock guard(profile().lock);
   return profile().loaded;
 }
 
 // The old table is freed behind the lock, and only if nobody copied it.
 void install(std::shared_ptr<const ProfileTable> table) {
-  const std::lock_guard guard(profile().lock);
+  const base::Lock guard(profile().lock);
   profile().pair_count = table != nullptr ? table->pair_count : 0;
   profile().loaded.swap(table);
 }
@@ -92,7 +92,7 @@ const char* profile_get(const char* key) {
 }
 
 uint32_t profile_pair_count() {
-  const std::lock_guard guard(profile().lock);
+  const base::Lock guard(profile().lock);
   return profile().pair_count;
 }
 
@@ -105,7 +105,7 @@ ProfileCopy profile_shared_copy() {
 
 int profile_release() {
   std::shared_ptr<const ProfileTable> none;
-  const std::lock_guard guard(profile().lock);
+  const base::Lock guard(profile().lock);
   profile().loaded.swap(none);
   return 0;
 }

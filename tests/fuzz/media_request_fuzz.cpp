@@ -32,7 +32,7 @@ struct Card {
     socklen_t size = sizeof(address);
     bind(receiver, reinterpret_cast<const sockaddr*>(&address), size);
     getsockname(receiver, reinterpret_cast<sockaddr*>(&address), &size);
-    sem_init(&transfer_context.send_slots, 0, 2);
+    transfer_context.send_slots.reset(2);
     transfer_context.sock = socket(AF_INET, SOCK_DGRAM, 0);
     transfer_context.peer = address;
   }

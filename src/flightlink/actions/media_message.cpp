@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
-#include <mutex>
 
+#include "base/mutex.h"
 #include "base/shell.h"
 #include "base/text.h"
 #include "flightlink/frame/payload.h"
@@ -27,7 +27,7 @@ void take_text(const uint8_t* from, char (&to)[kTextSize]) {
 }
 
 void register_file(const char* name) {
-  const std::lock_guard lock(media::media_store.lock);
+  const base::Lock lock(media::media_store.lock);
   media::media_register_new_file(name);
 }
 

@@ -11,6 +11,7 @@
 #include "base/bytes.h"
 #include "base/clock.h"
 #include "base/descriptor.h"
+#include "base/mutex.h"
 #include "base/thread.h"
 #include "flightlink/firmware/boards.h"
 #include "flightlink/firmware/wire.h"
@@ -58,19 +59,24 @@ Image read_image(const char* path) {
 }
 
 uint8_t board_state() {
-  const std::lock_guard lock(firmware_push.lock);
+  const base::Lock lock(firmware_push.lock);
   return firmware_push.state;
 }
 
 bool board_answered() {
-  const std::lock_guard lock(firmware_push.lock);
+  const base::Lock lock(firmware_push.lock);
   return firmware_push.answered;
+}
+
+uint32_t image_size() {
+  const base::Lock lock(firmware_push.lock);
+  return firmware_push.size;
 }
 
 void send_md5(uint8_t type) {
   char md5[kMd5Characters + 1];
   {
-    const std::lock_guard lock(firmware_push.lock);
+    const base::Lock lock(firmware_push.lock);
     std::memcpy(md5, firmware_push.md5, sizeof(md5));
   }
   firmware_send(type, kOpcodeStart, {reinterpret_cast<const uint8_t*>(md5), std::strlen(md5)});
@@ -82,8 +88,8 @@ bool send_chunk(uint32_t index) {
   size_t length = 0;
   uint8_t type = 0;
   {
-    const FirmwarePush& push = firmware_push;
-    const std::lock_guard lock(firmware_push.lock);
+    FirmwarePush& push = firmware_push;
+    const base::Lock lock(push.lock);
     if (push.records == nullptr || index >= push.count) return false;
     const size_t before = size_t{index} * kChunkSize;
     length = 4 + std::min(kChunkSize, push.size - before);
@@ -95,9 +101,8 @@ bool send_chunk(uint32_t index) {
   return true;
 }
 
-// A request of the board whose chunks are on the way; the push's lock is held.
-void note_request(const CommandLong& command) {
-  FirmwarePush& push = firmware_push;
+// A request of the board whose chunks are on the way.
+void note_request(FirmwarePush& push, const CommandLong& command) REQUIRES(push.lock) {
   push.chunk_requested = true;
   push.request_us = base::monotonic_us();
   for (const float slot : command.param) {
@@ -108,15 +113,15 @@ void note_request(const CommandLong& command) {
 // Returns with the board's verdict, or when a board that could have the whole image is silent.
 void wait_for_verdict() {
   FirmwarePush& push = firmware_push;
-  std::unique_lock lock(push.lock);
+  const base::Lock lock(push.lock);
   while (!is_final(push.state)) {
     if (!push.last_requested) {
-      push.reported.wait(lock);
+      push.reported.wait(push.lock);
       continue;
     }
     const uint64_t silent = base::monotonic_us() - push.request_us;
     if (silent >= kSilenceUs) return;
-    push.reported.wait_for(lock, std::chrono::microseconds(kSilenceUs - silent));
+    push.reported.wait_for_us(push.lock, kSilenceUs - silent);
   }
 }
 
@@ -147,7 +152,7 @@ int firmware_image_prepare(uint8_t type) {
   Image image = read_image(path);
   char md5[kMd5Characters + 1];
   if (image.records == nullptr || md5_of_file(path, md5, sizeof(md5)) != 0) return -1;
-  const std::lock_guard lock(push.lock);
+  const base::Lock lock(push.lock);
   push.records = std::move(image.records);
   push.size = image.size;
   push.count = firmware_chunk_count(image.size);
@@ -162,11 +167,11 @@ int firmware_push_resume() {
   FirmwarePush& push = firmware_push;
   if (firmware_board_type() == kBoardCamera) return 0;
   {
-    const std::lock_guard lock(push.lock);
+    const base::Lock lock(push.lock);
     if (std::exchange(push.running, true)) return 0;
   }
   if (base::start_thread(FirmwarePushThread, nullptr) == 0) return 0;
-  const std::lock_guard lock(push.lock);
+  const base::Lock lock(push.lock);
   push.running = false;
   return -1;
 }
@@ -179,12 +184,12 @@ int firmware_push_report(const CommandLong& command) {
   uint8_t type = 0;
   bool wants_md5 = false;
   {
-    const std::lock_guard lock(push.lock);
+    const base::Lock lock(push.lock);
     if (push.records == nullptr || is_final(push.state)) return 0;
     if (state == kFirmwareAnnounced) push.answered = true;
     if (!push.answered && !requesting) return 0;
     push.state = state;
-    if (push.answered && requesting) note_request(command);
+    if (push.answered && requesting) note_request(push, command);
     type = push.type;
     wants_md5 = state == kFirmwareAnnounced && type != kBoardRepeater && !push.chunk_requested;
   }
@@ -206,11 +211,11 @@ void* FirmwarePushThread(void*) {
   FirmwarePush& push = firmware_push;
   const uint8_t type = firmware_board_type();
   if (firmware_image_prepare(type) == 0) {
-    push_to(type, push.size);  // written by this thread only
+    push_to(type, image_size());
   }
   // An image that cannot be read is given up like one that has been pushed: the next board follows.
   firmware_board_done(type);
-  const std::lock_guard lock(push.lock);
+  const base::Lock lock(push.lock);
   push.records.reset();
   push.running = false;
   return nullptr;

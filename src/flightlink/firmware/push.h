@@ -5,31 +5,31 @@
 // update. One push at a time.
 #pragma once
 
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 
+#include "base/mutex.h"
 #include "flightlink/firmware/checksum.h"
 #include "flightlink/frame/command_long.h"
 
 namespace flightlink {
 
 struct FirmwarePush {
-  std::mutex lock;  // guards everything; never held while sending or sleeping
-  std::condition_variable reported;
-  std::unique_ptr<uint8_t[]> records;  // count x 244: each chunk behind its index; null: no image
-  uint32_t size;
-  uint32_t count;
-  char md5[kMd5Characters + 1];
-  uint8_t type;
-  uint8_t state;         // the board's last one, 0 until it has reported
-  bool answered;         // the board has reported state 1; nothing before that counts
-  bool chunk_requested;  // it has asked for a chunk,
-  bool last_requested;   // for the last one,
-  uint64_t request_us;   // and when it did so most recently (monotonic)
-  bool running;
+  base::Mutex lock;  // never held while sending or sleeping
+  base::Condition reported;
+  // count x 244: each chunk behind its index; null: no image
+  std::unique_ptr<uint8_t[]> records GUARDED_BY(lock);
+  uint32_t size GUARDED_BY(lock);
+  uint32_t count GUARDED_BY(lock);
+  char md5[kMd5Characters + 1] GUARDED_BY(lock);
+  uint8_t type GUARDED_BY(lock);
+  uint8_t state GUARDED_BY(lock);         // the board's last one, 0 until it has reported
+  bool answered GUARDED_BY(lock);         // it has reported state 1; nothing before that counts
+  bool chunk_requested GUARDED_BY(lock);  // it has asked for a chunk,
+  bool last_requested GUARDED_BY(lock);   // for the last one,
+  uint64_t request_us GUARDED_BY(lock);   // and when it did so most recently (monotonic)
+  bool running GUARDED_BY(lock);
 };
 
 // The one instance; zero at start.

@@ -7,6 +7,7 @@
 #include "base/bytes.h"
 #include "base/clock.h"
 #include "base/descriptor.h"
+#include "base/mutex.h"
 #include "base/relaxed.h"
 #include "base/shell.h"
 #include "base/text.h"
@@ -40,7 +41,7 @@ FirmwareResult result() {
 }
 
 uint8_t requester() {
-  const std::lock_guard lock(firmware_receive.lock);
+  const base::Lock lock(firmware_receive.lock);
   return firmware_receive.requester;
 }
 
@@ -48,7 +49,7 @@ FirmwareResult make_room(float announced) {
   FirmwareReceive& receive = firmware_receive;
   const auto size = base::saturate<int64_t>(announced);
   if (size < 1 || size > kFirmwareMaxSize) return kFirmwareFailed;
-  const std::lock_guard lock(receive.lock);
+  const base::Lock lock(receive.lock);
   if (receive.in_progress.load(kRelaxed)) return kFirmwareBusy;
   const uint32_t count = firmware_chunk_count(static_cast<uint32_t>(size));
   receive.image.reset();
@@ -66,8 +67,8 @@ FirmwareResult make_room(float announced) {
 
 // Finds up to seven missing chunks from `from` on and moves it behind the last one.
 size_t find_missing(uint32_t* from, uint32_t (&missing)[kReportSlots]) {
-  const FirmwareReceive& receive = firmware_receive;
-  const std::lock_guard lock(firmware_receive.lock);
+  FirmwareReceive& receive = firmware_receive;
+  const base::Lock lock(receive.lock);
   size_t found = 0;
   for (; *from < receive.count && found < kReportSlots; (*from)++) {
     if (receive.marks[*from] == 0) missing[found++] = *from;
@@ -98,7 +99,7 @@ bool request_round(uint32_t* first) {
 // Takes the image away from the link threads: what still arrives is dropped, and changes no file.
 FirmwareBytes take_image(uint32_t* size) {
   FirmwareReceive& receive = firmware_receive;
-  const std::lock_guard lock(receive.lock);
+  const base::Lock lock(receive.lock);
   *size = receive.size;
   receive.marks.reset();
   return std::move(receive.image);
@@ -116,7 +117,7 @@ bool write_image() {
 bool md5_is_good() {
   char md5[64];
   if (md5_of_file(kFirmwareFile, md5, sizeof(md5)) != 0) return false;
-  const std::lock_guard lock(firmware_receive.lock);
+  const base::Lock lock(firmware_receive.lock);
   return std::strcmp(md5, firmware_receive.md5) == 0;
 }
 
@@ -140,7 +141,7 @@ int firmware_start(std::span<const uint8_t> md5, uint8_t board) {
   FirmwareReceive& receive = firmware_receive;
   FirmwareResult refusal = kFirmwareOk;
   {
-    const std::lock_guard lock(receive.lock);
+    const base::Lock lock(receive.lock);
     if (receive.in_progress.load(kRelaxed)) {
       refusal = kFirmwareBusy;
     } else if (receive.image == nullptr) {
@@ -167,7 +168,7 @@ int firmware_chunk(uint8_t length, const uint8_t* data) {
   FirmwareReceive& receive = firmware_receive;
   const uint32_t index = load_chunk_index(data);
   const auto size = static_cast<size_t>(std::clamp(length - 4, 0, int{kChunkSize}));
-  const std::lock_guard lock(receive.lock);
+  const base::Lock lock(receive.lock);
   if (receive.image == nullptr || index > receive.count || complete()) return 0;
   std::memcpy(receive.image.get() + size_t{index} * kChunkSize, data + 4, size);
   receive.marks[index] = 1;

@@ -11,9 +11,9 @@
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
-#include <mutex>
 #include <span>
 
+#include "base/mutex.h"
 #include "flightlink/firmware/checksum.h"
 
 namespace flightlink {
@@ -28,14 +28,15 @@ struct FreeMemory {
 using FirmwareBytes = std::unique_ptr<uint8_t[], FreeMemory>;
 
 struct FirmwareReceive {
-  std::mutex lock;      // guards the fields down to requester
-  FirmwareBytes image;  // (count + 1) x 240 bytes; null: nothing announced, or complete
-  FirmwareBytes marks;  // count + 1: 1 for each chunk that is in the image
-  uint32_t size;
-  uint32_t count;     // chunks of the image
-  uint32_t received;  // chunks stored, repeated ones included
-  char md5[kMd5Characters + 1];
-  uint8_t requester;  // board byte of the start
+  base::Mutex lock;
+  // (count + 1) x 240 bytes; null: nothing announced, or complete
+  FirmwareBytes image GUARDED_BY(lock);
+  FirmwareBytes marks GUARDED_BY(lock);  // count + 1: 1 for each chunk that is in the image
+  uint32_t size GUARDED_BY(lock);
+  uint32_t count GUARDED_BY(lock);     // chunks of the image
+  uint32_t received GUARDED_BY(lock);  // chunks stored, repeated ones included
+  char md5[kMd5Characters + 1] GUARDED_BY(lock);
+  uint8_t requester GUARDED_BY(lock);  // board byte of the start
   std::atomic<bool> in_progress;
   std::atomic<int32_t> update_state;
   std::atomic<int32_t> result;

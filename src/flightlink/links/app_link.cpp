@@ -13,6 +13,7 @@
 
 #include "base/clock.h"
 #include "base/descriptor.h"
+#include "base/mutex.h"
 #include "base/relaxed.h"
 #include "base/thread.h"
 #include "flightlink/actions/dispatch.h"
@@ -89,7 +90,7 @@ void set_buffers_and_tos(int connection) {
 // session is over. The reader lock is held meanwhile: nobody closes the connection under this
 // thread.
 ssize_t receive(uint8_t* bytes, size_t size) {
-  const std::lock_guard lock(mavlink_context.reader_lock);
+  const base::Lock lock(mavlink_context.reader_lock);
   const int connection = mavlink_context.KRConnFd.load(std::memory_order_acquire);
   if (connection == 0) return -1;
   pollfd readable{connection, POLLIN, 0};

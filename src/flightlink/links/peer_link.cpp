@@ -8,6 +8,7 @@
 
 #include "base/clock.h"
 #include "base/descriptor.h"
+#include "base/mutex.h"
 #include "base/relaxed.h"
 #include "base/thread.h"
 #include "flightlink/actions/dispatch.h"
@@ -46,7 +47,7 @@ int peer_socket_open(const char* address) {
   local.sin_addr.s_addr = htonl(INADDR_ANY);
   if (bind(fd.get(), reinterpret_cast<const sockaddr*>(&local), sizeof(local)) != 0) return -1;
 
-  const std::lock_guard lock(context.peer_lock);
+  const base::Lock lock(context.peer_lock);
   context.peer_address = {};
   context.peer_address.sin_family = AF_INET;
   context.peer_address.sin_port = htons(kPeerPort);
@@ -61,7 +62,7 @@ void peer_socket_close() {
   mavlink_timer_set(&context.peer_heartbeat_timer, 0);
   link_indicator_set(0);
   base::sleep_s(1);
-  const std::lock_guard lock(context.peer_lock);
+  const base::Lock lock(context.peer_lock);
   close(context.peer_socket.exchange(0, kRelaxed));
 }
 

@@ -11,15 +11,15 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <mutex>
 
+#include "base/mutex.h"
 #include "flightlink/frame/mavlink_frame.h"
 
 namespace flightlink {
 
 struct SerialLink {
-  std::atomic<int> fd;     // 0 while the line is closed
-  std::mutex write_mutex;  // a leaf: one write
+  std::atomic<int> fd;      // 0 while the line is closed
+  base::Mutex write_mutex;  // a leaf: one write
   pthread_t reader;
 };
 
@@ -31,9 +31,8 @@ extern SerialLink serial_link;
 // left alone. -1 when the line or the thread cannot be had.
 int serial_link_start();
 
-// One write on the line. Returns the result of the system call; -1 while the line is closed. The
-// caller holds serial_link.write_mutex.
-int serial_write(const void* bytes, size_t length);
+// One write on the line. Returns the result of the system call; -1 while the line is closed.
+int serial_write(const void* bytes, size_t length) REQUIRES(serial_link.write_mutex);
 
 // Parts of the reader thread; that thread and tests only.
 // Waits up to 2 s for bytes and takes what is there.

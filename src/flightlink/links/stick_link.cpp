@@ -10,6 +10,7 @@
 
 #include "base/clock.h"
 #include "base/descriptor.h"
+#include "base/mutex.h"
 #include "base/relaxed.h"
 #include "base/thread.h"
 #include "flightlink/links/serial_link.h"
@@ -68,7 +69,7 @@ int stick_socket_serve() {
   if (ready == 0) return 0;
   const ssize_t received = recv(socket, datagram, sizeof(datagram), 0);
   if (received < 1 || mavlink_context.link_state.load(kRelaxed) != kConfirmed) return 0;
-  const std::lock_guard lock(serial_link.write_mutex);
+  const base::Lock lock(serial_link.write_mutex);
   serial_write(datagram, static_cast<size_t>(received));
   return 0;
 }

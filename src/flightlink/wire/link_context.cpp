@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/mutex.h"
 #include "base/relaxed.h"
 #include "base/shell.h"
 #include "base/text.h"
@@ -20,16 +21,11 @@ namespace {
 
 using base::kRelaxed;
 
-std::mutex lamp_lock;              // held while the script runs
+base::Mutex lamp_lock;             // held while the script runs
 int32_t link_indicator_last = -1;  // under lamp_lock
 
 void report_send_error(const char* function, int line) {
   std::fprintf(stderr, "%s(line=%d):send error,%s!\n", function, line, std::strerror(errno));
-}
-
-void wait_for_send_lock() {
-  while (sem_wait(&mavlink_context.send_lock) != 0 && errno == EINTR) {
-  }
 }
 
 // Returns the descriptor for the caller to close, shut down so that its reader wakes; 0 when
@@ -58,7 +54,7 @@ void close_behind_reader(int connection) {
 void send_to_app(const uint8_t* bytes, size_t length, const char* function, int line) {
   MavlinkContext& context = mavlink_context;
   if (context.link_state.load(kRelaxed) == 0 || context.send_enabled.load(kRelaxed) == 0) return;
-  if (sem_wait(&context.send_lock) != 0) return;
+  if (!context.send_lock.wait()) return;
   const int connection = context.KRConnFd.load(std::memory_order_acquire);
   if (context.send_enabled.load(kRelaxed) == 1 && connection != 0) {
     const ssize_t sent = send(connection, bytes, length, 0);
@@ -69,7 +65,7 @@ void send_to_app(const uint8_t* bytes, size_t length, const char* function, int 
       report_send_error(function, line);
     }
   }
-  sem_post(&context.send_lock);
+  context.send_lock.post();
 }
 
 }  // namespace
@@ -89,7 +85,7 @@ void link_context_init() {
     byte->store(0, kRelaxed);
   }
   context.peer_address = {};
-  sem_init(&context.send_lock, 0, 1);
+  context.send_lock.reset(1);
 }
 
 uint32_t get_throttle_flag() { return mavlink_context.throttle_flag.load(kRelaxed); }
@@ -116,8 +112,8 @@ void app_session_end() {
   const int connection = take_connection();
   // Also when somebody else closes it: a sender that fails on the old session must not meet the
   // next.
-  wait_for_send_lock();
-  sem_post(&mavlink_context.send_lock);
+  mavlink_context.send_lock.wait_through_signals();
+  mavlink_context.send_lock.post();
   close_behind_reader(connection);
 }
 
@@ -127,7 +123,7 @@ int peer_udp_send(const MavlinkMessage* message) {
   MavlinkContext& context = mavlink_context;
   ssize_t sent = 0;
   {
-    const std::lock_guard lock(context.peer_lock);
+    const base::Lock lock(context.peer_lock);
     const int socket = context.peer_socket.load(kRelaxed);
     if (socket == 0) return -2;
     sent = sendto(socket, wire, length, 0, reinterpret_cast<const sockaddr*>(&context.peer_address),
@@ -141,7 +137,7 @@ int peer_udp_send(const MavlinkMessage* message) {
 }
 
 void link_indicator_set(int32_t value) {
-  const std::lock_guard lock(lamp_lock);
+  const base::Lock lock(lamp_lock);
   if (link_indicator_last == value) return;
   link_indicator_last = value;
   char command[100];

@@ -6,12 +6,11 @@
 #pragma once
 
 #include <netinet/in.h>
-#include <semaphore.h>
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 
+#include "base/mutex.h"
 #include "flightlink/frame/mavlink_frame.h"
 #include "flightlink/wire/link_timer.h"
 
@@ -37,9 +36,9 @@ struct MavlinkContext {
   std::atomic<uint32_t> last_clock;  // seconds, last time set by the application
   std::atomic<uint8_t> app_is_high_address;
   std::atomic<uint8_t> binding_disabled;
-  sem_t send_lock;         // one sender on KRConnFd at a time
-  std::mutex reader_lock;  // held by the reader of KRConnFd while it waits and receives
-  std::mutex peer_lock;    // a leaf: one send, or the close of the peer socket
+  base::Semaphore send_lock{1};  // one sender on KRConnFd at a time
+  base::Mutex reader_lock;       // held by the reader of KRConnFd while it waits and receives
+  base::Mutex peer_lock;         // a leaf: one send, or the close of the peer socket
 };
 
 // The one instance.

@@ -26,7 +26,7 @@ void clear_link_status() {
     set_link_status(0);
     return;
   }
-  mutex_lock_retry(&link_status.mutex, 0);
+  if (mutex_lock_retry(&link_status.mutex, 0) != 1) return;  // it tries for ever
   set_link_status(0);
   link_status.mutex.unlock();
 }

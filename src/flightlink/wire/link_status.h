@@ -7,9 +7,9 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
-#include <mutex>
+
+#include "base/mutex.h"
 
 namespace flightlink {
 
@@ -17,9 +17,9 @@ inline constexpr int32_t kLinkStatusWantsLiveVideo = 2;
 
 struct LinkStatus {
   uint8_t client_block[200];
-  std::mutex mutex;                   // held by a link reset while it clears the status word
-  std::condition_variable condition;  // nobody waits on it
-  std::atomic<int32_t> initialised;   // 1 while mutex and condition may be used
+  base::Mutex mutex;                 // held by a link reset while it clears the status word
+  base::Condition condition;         // nobody waits on it
+  std::atomic<int32_t> initialised;  // 1 while mutex and condition may be used
   std::atomic<int32_t> status;
   std::atomic<int32_t> stream_on;
 };

@@ -5,8 +5,8 @@
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 
+#include "base/mutex.h"
 #include "base/timer.h"
 
 namespace flightlink {
@@ -27,6 +27,6 @@ void mavlink_timer_set(LinkTimer* timer, uint32_t ms);
 
 // Tries the lock every 10 ms. Returns 1 when it is held, 0 after `tries` failures; 0 or fewer tries
 // retry for ever.
-int mutex_lock_retry(std::mutex* mutex, int tries);
+int mutex_lock_retry(base::Mutex* mutex, int tries) TRY_ACQUIRE(1, mutex);
 
 }  // namespace flightlink

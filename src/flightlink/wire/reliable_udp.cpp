@@ -17,6 +17,7 @@
 #include "base/bytes.h"
 #include "base/clock.h"
 #include "base/descriptor.h"
+#include "base/mutex.h"
 #include "base/relaxed.h"
 #include "base/thread.h"
 #include "base/timer.h"
@@ -72,7 +73,7 @@ void fill_frame(uint8_t* frame, const void* data, size_t length, uint32_t stamp)
 }
 
 bool acknowledged(uint32_t stamp) {
-  const std::lock_guard lock(reliable_udp_context.ack_mutex);
+  const base::Lock lock(reliable_udp_context.ack_mutex);
   return reliable_udp_context.ack_arrival_us != 0 && reliable_udp_context.ack_stamp == stamp;
 }
 
@@ -89,7 +90,7 @@ void update_estimator() {
   base::arm_timer_once_us(context.timer, 0);
   uint64_t arrival = 0;
   {
-    const std::lock_guard lock(context.ack_mutex);
+    const base::Lock lock(context.ack_mutex);
     arrival = context.ack_arrival_us;
   }
   if (arrival == 0) arrival = base::wall_clock_us();
@@ -169,7 +170,7 @@ void reliable_udp_scan(const uint8_t* bytes, size_t length) {
   ReliableUdpContext& context = reliable_udp_context;
   for (size_t i = 0; length - i > 4 && i < length; i++) {
     if (bytes[i] != 'F' || bytes[i + 1] != 'F') continue;
-    const std::lock_guard lock(context.ack_mutex);
+    const base::Lock lock(context.ack_mutex);
     context.ack_stamp = base::load_u32le(bytes + i + 2);
     context.ack_arrival_us = base::wall_clock_us();
     i += 5;
@@ -185,8 +186,11 @@ int reliable_udp_init() {
   context.retries = 0;
   context.timeout_us = kReliableTimeoutMaxUs;
   context.send_time_us = 0;
-  context.ack_stamp = 0;
-  context.ack_arrival_us = 0;
+  {
+    const base::Lock lock(context.ack_mutex);
+    context.ack_stamp = 0;
+    context.ack_arrival_us = 0;
+  }
   context.ack_socket.store(0, kRelaxed);
   struct sigaction action {};
   action.sa_handler = alarm_handler;
@@ -223,7 +227,7 @@ int reliable_udp_send(const void* data, int length, int socket, const sockaddr_i
   if (frame == nullptr) return -ENOMEM;
   fill_frame(frame.get(), data, size, static_cast<uint32_t>(now));
   {
-    const std::lock_guard lock(context.ack_mutex);
+    const base::Lock lock(context.ack_mutex);
     context.ack_stamp = 0;
     context.ack_arrival_us = 0;
   }

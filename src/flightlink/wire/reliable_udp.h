@@ -21,21 +21,22 @@
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
-#include <mutex>
+
+#include "base/mutex.h"
 
 namespace flightlink {
 
 struct ReliableUdpContext {
-  timer_t timer;            // one-shot, signals SIGALRM
-  float last_rtt_us;        // last measured round-trip time
-  float srtt_us;            // smoothed round-trip time
-  float rttvar_us;          // round-trip variation
-  int retries;              // of the send in progress
-  uint32_t timeout_us;      // current retransmission time-out
-  uint64_t send_time_us;    // of the packet in flight
-  uint32_t ack_stamp;       // as echoed; 0 none
-  uint64_t ack_arrival_us;  // local time at which it arrived
-  std::mutex ack_mutex;     // over the two
+  timer_t timer;          // one-shot, signals SIGALRM
+  float last_rtt_us;      // last measured round-trip time
+  float srtt_us;          // smoothed round-trip time
+  float rttvar_us;        // round-trip variation
+  int retries;            // of the send in progress
+  uint32_t timeout_us;    // current retransmission time-out
+  uint64_t send_time_us;  // of the packet in flight
+  base::Mutex ack_mutex;
+  uint32_t ack_stamp GUARDED_BY(ack_mutex);       // as echoed; 0 none
+  uint64_t ack_arrival_us GUARDED_BY(ack_mutex);  // local time at which it arrived
   std::atomic<int> ack_socket;
   pthread_t receiver;
   // Each publishes the handle above that it speaks of (release, acquire): a signal handler on

@@ -6,9 +6,9 @@
 
 #include <cstdio>
 #include <cstring>
-#include <mutex>
 
 #include "base/descriptor.h"
+#include "base/mutex.h"
 #include "base/text.h"
 #include "media/card/names.h"
 #include "media/card/paced_writer.h"
@@ -21,7 +21,7 @@ constexpr size_t kPathSize = kMediaPathSize + sizeof(kTemporaryName);
 
 // One name per folder, so that a leftover of a power cut is overwritten by the next file; hence the
 // lock.
-std::mutex replace_lock;
+base::Mutex replace_lock;
 
 // Of "folder/name" gives "folder/", of "name" nothing. False when the text is too long.
 bool folder_part(const char* path, char (&folder)[kPathSize]) {
@@ -72,7 +72,7 @@ int32_t media_replace_file(const char* path, const void* bytes, size_t size) {
   if (!folder_part(path, folder)) return -1;
   base::format_text(temporary, "%s%s", folder, kTemporaryName);
 
-  const std::lock_guard lock(replace_lock);
+  const base::Lock lock(replace_lock);
   struct stat old {};
   const bool existed = stat(path, &old) == 0;
   if (existed && !S_ISREG(old.st_mode)) return -1;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "base/mutex.h"
 #include "base/text.h"
 
 namespace media {
@@ -62,7 +63,7 @@ int32_t media_delete_file(const char* name, int32_t kind) {
 int32_t media_rescan(MediaStore* store) {
   if (store == nullptr || media_file_exists(kCardFolder) == 0) return -1;
   purge_small_videos();
-  const std::lock_guard lock(store->lock);
+  const base::Lock lock(store->lock);
   for (MediaListHead& head : lists) media_list_free(&head);
   media_scan_dir(kPhotoFolder, media_list(MEDIA_PHOTO));
   media_scan_dir(kThumbFolder, media_list(MEDIA_THUMB));

@@ -8,8 +8,8 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <mutex>
 
+#include "base/mutex.h"
 #include "media/card/list.h"
 #include "media/card/names.h"
 
@@ -23,7 +23,7 @@ inline constexpr const char kVideoFolder[] = "/tmp/SD0/KRVMEDIA/VIDEO";
 inline constexpr uint64_t kSmallVideo = 1048576;
 
 struct MediaStore {
-  std::mutex lock;  // the media lock
+  base::Mutex lock;  // the media lock
 };
 
 // The one instance.

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "base/clock.h"
+#include "base/mutex.h"
 #include "media/card/store.h"
 #include "media/channel/transfer_notices.h"
 
@@ -20,7 +21,7 @@ using FileName = std::array<char, kMediaNameSize>;
 // Empty when the list is, or when memory is exhausted.
 std::vector<FileName> copy_names(int32_t kind) {
   std::vector<FileName> names;
-  const std::lock_guard lock(media_store.lock);
+  const base::Lock lock(media_store.lock);
   const MediaListHead* head = media_list(kind);
   const int32_t count = media_list_count(head);
   if (count < 1) return names;

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "base/clock.h"
+#include "base/mutex.h"
 #include "base/shell.h"
 #include "base/text.h"
 #include "media/card/store.h"
@@ -58,7 +59,7 @@ bool move_to_card(const char* temporary, const char* path) {
 
 // A second request may have come before the first one was carried out.
 void list_thumbnail(const char* thumbnail, const char* path) {
-  const std::lock_guard lock(media_store.lock);
+  const base::Lock lock(media_store.lock);
   if (media_list_find(thumbnail, media_list(MEDIA_THUMB)) != nullptr) return;
   (void)media_add_file(thumbnail, path, MEDIA_THUMB);
 }
@@ -75,7 +76,7 @@ int32_t thumbnail_maker(WorkItem* item, TransferContext* /*context*/) {
   const int32_t kind = media_file_kind(name);
   char from[kMediaPathSize];
   {
-    const std::lock_guard lock(media_store.lock);
+    const base::Lock lock(media_store.lock);
     if (media_lookup_path(name, kind, from, sizeof(from)) != 0) return -1;
   }
   if (!named || (kind == MEDIA_VIDEO && is_too_small(from))) {

@@ -11,6 +11,7 @@
 
 #include "base/clock.h"
 #include "base/descriptor.h"
+#include "base/mutex.h"
 #include "base/thread.h"
 #include "flightlink/wire/link_status.h"
 #include "media/card/store.h"
@@ -28,11 +29,17 @@ constexpr uint64_t kRetryUs = 1000;
 
 flightlink::MavlinkParser parser;  // receiver thread only
 
+// Nobody but the receiver thread opens and closes it, so for that thread it stays what it is.
+int open_socket() {
+  const base::Lock lock(transfer_context.socket_lock);
+  return transfer_context.sock;
+}
+
 }  // namespace
 
 int32_t transfer_start() {
   TransferContext& context = transfer_context;
-  sem_init(&context.send_slots, 0, kSendersAtOnce);
+  context.send_slots.reset(kSendersAtOnce);
   // A client's question about a broken file is no reason for lines in the log.
   quiet_av_messages();
   (void)media_rescan(&media_store);
@@ -64,9 +71,9 @@ void transfer_socket_close() {
   TransferContext& context = transfer_context;
   int socket = 0;
   {
-    std::unique_lock lock(context.socket_lock);
+    const base::Lock lock(context.socket_lock);
     std::swap(socket, context.sock);
-    context.socket_unused.wait(lock, [&] { return context.senders == 0; });
+    while (context.senders != 0) context.socket_unused.wait(context.socket_lock);
   }
   if (socket != 0) close(socket);
 }
@@ -83,15 +90,14 @@ int32_t transfer_socket_open() {
   local.sin_port = htons(kTransferPort);
   local.sin_addr.s_addr = htonl(INADDR_ANY);
   if (bind(fd.get(), reinterpret_cast<const sockaddr*>(&local), sizeof(local)) != 0) return -1;
-  const std::lock_guard lock(transfer_context.socket_lock);
+  const base::Lock lock(transfer_context.socket_lock);
   transfer_context.sock = fd.release();
   return 0;
 }
 
 int32_t transfer_socket_serve() {
   TransferContext& context = transfer_context;
-  // Only this thread opens and closes the socket.
-  const int socket = context.sock;
+  const int socket = open_socket();
   pollfd readable{socket, POLLIN, 0};
   const int ready = poll(&readable, 1, kWaitMs);
   if (ready == 0 || (ready < 0 && errno == EINTR)) return 0;
@@ -103,7 +109,7 @@ int32_t transfer_socket_serve() {
                                     reinterpret_cast<sockaddr*>(&from), &from_size);
   if (received < 0) return errno == EINTR || errno == EAGAIN ? 0 : -1;
   {
-    const std::lock_guard lock(context.socket_lock);
+    const base::Lock lock(context.socket_lock);
     context.peer = from;
   }
   flightlink::MavlinkMessage message;

@@ -3,6 +3,7 @@
 #include <new>
 
 #include "base/clock.h"
+#include "base/mutex.h"
 #include "base/relaxed.h"
 #include "media/card/store.h"
 
@@ -26,7 +27,7 @@ WorkItem* first_runnable(TransferContext& context) {
 }
 
 void remove_item(TransferContext& context, uint32_t id) {
-  const std::lock_guard lock(media_store.lock);
+  const base::Lock lock(media_store.lock);
   std::unique_ptr<WorkItem>& link =
       find_link(context, [id](const WorkItem& i) { return i.id == id; });
   if (link == nullptr) return;
@@ -45,7 +46,7 @@ void transfer_queue(const TransferWork& work, TransferHandler handler, int32_t c
       new (std::nothrow) WorkItem{id, 0, droppable, cancel_on_new_work, 1, work, handler, nullptr});
   if (item == nullptr) return;
 
-  const std::lock_guard lock(media_store.lock);
+  const base::Lock lock(media_store.lock);
   if (context->queued >= kTransferQueueLimit) return;
   // Two items of the same microsecond, or a clock that was set back.
   while (find_link(*context, [&](const WorkItem& i) { return i.id == item->id; }) != nullptr) {
@@ -60,8 +61,8 @@ void transfer_queue(const TransferWork& work, TransferHandler handler, int32_t c
 void transfer_work_once(TransferContext* context) {
   WorkItem* item = nullptr;
   {
-    std::unique_lock lock(media_store.lock);
-    context->work_ready.wait(lock, [&] { return (item = first_runnable(*context)) != nullptr; });
+    const base::Lock lock(media_store.lock);
+    while ((item = first_runnable(*context)) == nullptr) context->work_ready.wait(media_store.lock);
   }
   // Nobody but the worker takes items out, so this one stays where it is.
   if (context->stream_hold.load(kRelaxed) == 1 && item->droppable != 0) {

@@ -7,17 +7,16 @@
 
 #include <netinet/in.h>
 #include <pthread.h>
-#include <semaphore.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 
+#include "base/mutex.h"
 #include "flightlink/frame/mavlink_frame.h"
 #include "media/card/names.h"
+#include "media/card/store.h"
 
 namespace media {
 
@@ -53,17 +52,17 @@ struct WorkItem {
 struct TransferContext {
   // The socket, 0 while closed, and where replies go: the sender of the newest datagram. Under
   // `socket_lock`, a leaf. The socket is closed only when no sender is inside the send call.
-  std::mutex socket_lock;
-  std::condition_variable socket_unused;
-  int sock;
-  sockaddr_in peer;
-  int senders;
-  sem_t send_slots;  // starts at 2: so many senders may be inside the send call at once
+  base::Mutex socket_lock;
+  base::Condition socket_unused;
+  int sock GUARDED_BY(socket_lock);
+  sockaddr_in peer GUARDED_BY(socket_lock);
+  int senders GUARDED_BY(socket_lock);
+  base::Semaphore send_slots{2};  // so many senders may be inside the send call at once
 
   // The queue, under the media lock (media_store.lock).
-  std::condition_variable work_ready;
-  std::unique_ptr<WorkItem> queue;
-  size_t queued;
+  base::Condition work_ready;
+  std::unique_ptr<WorkItem> queue GUARDED_BY(media_store.lock);
+  size_t queued GUARDED_BY(media_store.lock);
 
   std::atomic<int32_t> new_work;        // an item was queued since the running one was started
   std::atomic<int32_t> cancel;          // the application asks the running transfer to end

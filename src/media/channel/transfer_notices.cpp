@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "base/bytes.h"
+#include "base/mutex.h"
 #include "base/text.h"
 #include "flightlink/frame/messages.h"
 #include "media/channel/transfer_context.h"
@@ -27,16 +28,16 @@ using flightlink::MavlinkMessage;
 // Holds one of the two slots of the send call.
 class SendSlot {
  public:
-  explicit SendSlot(sem_t* slots) : slots_(slots), taken_(sem_wait(slots) == 0) {}
+  explicit SendSlot(base::Semaphore& slots) : slots_(slots), taken_(slots.wait()) {}
   ~SendSlot() {
-    if (taken_) sem_post(slots_);
+    if (taken_) slots_.post();
   }
   SendSlot(const SendSlot&) = delete;
   SendSlot& operator=(const SendSlot&) = delete;
   [[nodiscard]] bool taken() const { return taken_; }
 
  private:
-  sem_t* slots_;
+  base::Semaphore& slots_;
   bool taken_;
 };
 
@@ -44,13 +45,13 @@ class SendSlot {
 class SocketUse {
  public:
   explicit SocketUse(TransferContext& context) : context_(context) {
-    const std::lock_guard lock(context.socket_lock);
+    const base::Lock lock(context.socket_lock);
     socket_ = context.sock;
     peer_ = context.peer;
     context.senders++;
   }
   ~SocketUse() {
-    const std::lock_guard lock(context_.socket_lock);
+    const base::Lock lock(context_.socket_lock);
     context_.senders--;
     context_.socket_unused.notify_all();
   }
@@ -90,7 +91,7 @@ int64_t notify_name(const char* word, const char* name) {
 }  // namespace
 
 int64_t transfer_send(const uint8_t* bytes, size_t length) {
-  const SendSlot slot(&transfer_context.send_slots);
+  const SendSlot slot(transfer_context.send_slots);
   if (!slot.taken()) return -1;
   const SocketUse socket(transfer_context);
   return socket.usable() ? socket.send(bytes, length) : -1;

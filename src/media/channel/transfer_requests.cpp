@@ -5,6 +5,7 @@
 #include <cstring>
 #include <limits>
 
+#include "base/mutex.h"
 #include "base/relaxed.h"
 #include "base/text.h"
 #include "flightlink/frame/messages.h"
@@ -73,7 +74,7 @@ void queue_frame(const flightlink::MavlinkMessage& message, TransferHandler hand
 }
 
 void set_paused(TransferContext* context, int32_t value) {
-  const std::lock_guard lock(media_store.lock);
+  const base::Lock lock(media_store.lock);
   context->paused.store(value, kRelaxed);
 }
 
@@ -93,7 +94,7 @@ void file_message(const flightlink::MavlinkMessage& message, TransferContext* co
       return;
     case kSeek:
       if (video) {
-        const std::lock_guard lock(media_store.lock);
+        const base::Lock lock(media_store.lock);
         context->seek_pending.store(1, kRelaxed);
         context->seek_time.store(milliseconds(request), kRelaxed);
       }
@@ -123,12 +124,12 @@ int32_t delete_file(const char* name, int32_t kind) {
   char thumbnail[kTextSize];
   base::format_text(thumbnail, "%s", name);
   {
-    const std::lock_guard lock(media_store.lock);
+    const base::Lock lock(media_store.lock);
     if (media_delete_file(name, kind) != 0) return -1;
   }
   transfer_notify_removed(name);
   if (media_thumb_name(thumbnail, sizeof(thumbnail)) != 0) return 0;
-  const std::lock_guard lock(media_store.lock);
+  const base::Lock lock(media_store.lock);
   (void)media_delete_file(thumbnail, MEDIA_THUMB);
   return 0;
 }
@@ -136,7 +137,7 @@ int32_t delete_file(const char* name, int32_t kind) {
 int32_t start_play(const FileRequest& request, const char* path, TransferContext* context) {
   if (request.kind != MEDIA_VIDEO) return -1;
   {
-    const std::lock_guard lock(media_store.lock);
+    const base::Lock lock(media_store.lock);
     context->seek_pending.store(0, kRelaxed);
     context->seek_time.store(milliseconds(request), kRelaxed);
     context->paused.store(0, kRelaxed);
@@ -172,7 +173,7 @@ int32_t transfer_request(WorkItem* item, TransferContext* context) {
   char path[kMediaPathSize];
   int32_t found = -1;
   {
-    const std::lock_guard lock(media_store.lock);
+    const base::Lock lock(media_store.lock);
     found = media_lookup_path(name, request.kind, path, sizeof(path));
   }
   if (found != 0) {

@@ -7,6 +7,7 @@
 
 #include "base/clock.h"
 #include "base/descriptor.h"
+#include "base/mutex.h"
 #include "base/relaxed.h"
 #include "media/card/store.h"
 #include "media/channel/transfer_notices.h"
@@ -112,7 +113,7 @@ int32_t Playback::run() {
 bool Playback::seek(bool first) {
   int32_t seek_time = 0;
   {
-    const std::lock_guard lock(media_store.lock);
+    const base::Lock lock(media_store.lock);
     seek_time = context_.seek_time.load(kRelaxed);
   }
   const uint32_t number = mov_time_to_keyframe(static_cast<uint32_t>(seek_time), index_.get());
@@ -156,7 +157,7 @@ void Playback::append(const uint8_t* bytes, size_t count) {
 }
 
 bool Playback::take_seek() {
-  const std::lock_guard lock(media_store.lock);
+  const base::Lock lock(media_store.lock);
   return context_.seek_pending.exchange(0, kRelaxed) != 0;
 }
 

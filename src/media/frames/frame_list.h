@@ -8,13 +8,9 @@
 
 #include <cstdint>
 
-namespace media {
+#include "media/frames/frame_queue.h"
 
-struct FrameNode {
-  uint8_t* data;  // in the node's own heap block
-  int32_t size;   // bytes
-  FrameNode* next;
-};
+namespace media {
 
 // A push that finds more than this many pieces drops the oldest one first.
 inline constexpr int32_t kLiveFrames = 10;
@@ -32,12 +28,6 @@ int32_t live_frame_push(const void* bytes, int32_t size);
 
 // Number of pieces in the list, read without the lock.
 [[nodiscard]] int32_t frame_list_count();
-
-// A node with a copy of `size` bytes (0 or more) that is in no list; null when memory is exhausted.
-[[nodiscard]] FrameNode* frame_node_new(const void* bytes, int32_t size);
-
-// Returns 0; -1 for null.
-int32_t frame_node_free(FrameNode* node);
 
 // Frees every piece and marks the lock unused until the next frame_list_init. The mutex itself
 // stays: a thread may be inside a push or pop.

@@ -1,5 +1,7 @@
 #include "media/frames/frame_ring.h"
 
+#include "base/mutex.h"
+
 #include <cstdio>
 #include <cstring>
 #include <new>
@@ -55,7 +57,7 @@ int32_t frame_ring_push(FrameRing* ring, const void* bytes, int32_t length) {
 
 int32_t frame_ring_pop(FrameRing* ring, void* buffer, int32_t size) {
   if (ring == nullptr || buffer == nullptr) return -1;
-  const std::lock_guard lock(ring->mutex);
+  const base::Lock lock(ring->mutex);
   if (ring->count.load(std::memory_order_acquire) == 0) return -1;
   const uint32_t at = ring->read_index.load(std::memory_order_relaxed);
   const FrameRingSlot& slot = ring->slots[at];

@@ -6,9 +6,9 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
-#include <mutex>
+
+#include "base/mutex.h"
 
 namespace media {
 
@@ -26,9 +26,9 @@ struct alignas(16) FrameRing {
   std::atomic<uint32_t> write_index;
   std::atomic<uint32_t> full;   // 1 when the indices are equal because every slot is taken
   std::atomic<uint32_t> count;  // frames in the ring, never above 100; refuses no push
-  std::mutex mutex;
-  std::condition_variable condition;  // notified by every pop
-  std::atomic<uint32_t> popping;      // 1 + the slot that a pop is giving back, otherwise 0
+  base::Mutex mutex;
+  base::Condition condition;      // notified by every pop
+  std::atomic<uint32_t> popping;  // 1 + the slot that a pop is giving back, otherwise 0
 };
 static_assert(sizeof(FrameRing) == 10240512);
 

@@ -8,7 +8,7 @@
 
 #include <cstdint>
 
-#include "media/frames/frame_list.h"
+#include "media/frames/frame_queue.h"
 
 namespace media {
 

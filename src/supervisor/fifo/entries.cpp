@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "base/bytes.h"
+#include "base/mutex.h"
 #include "base/relaxed.h"
 #include "media/frames/frame_list.h"
 #include "platform/amba_net_fifo.h"
@@ -34,7 +35,7 @@ struct TrackView {
 };
 
 TrackView view(LiveTrack& track) {
-  const std::lock_guard lock(track.lock);
+  const base::Lock lock(track.lock);
   return {track.fifo, track.base, track.limit, track.pending};
 }
 
@@ -52,7 +53,7 @@ void take(LiveTrack& track, const TrackView& seen, bool ended) {
   FifoRequest request{seen.fifo, 1};
   AmbaNetFifo_RemoveEnrty(&request);
   {
-    const std::lock_guard lock(track.lock);
+    const base::Lock lock(track.lock);
     if (track.pending > 0) track.pending--;
   }
   if (ended) track_close(track);
@@ -120,7 +121,7 @@ void tell_audio_time(uint32_t frames, uint64_t time_stamp) {
 bool track_open(LiveTrack& track) { return view(track).fifo != nullptr; }
 
 void track_close(LiveTrack& track) {
-  const std::lock_guard lock(track.lock);
+  const base::Lock lock(track.lock);
   if (track.fifo != nullptr) AmbaNetFifo_Delete(track.fifo);
   track.fifo = nullptr;
   track.pending = 0;

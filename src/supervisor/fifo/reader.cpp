@@ -1,6 +1,7 @@
 #include "supervisor/fifo/reader.h"
 
 #include "base/clock.h"
+#include "base/mutex.h"
 #include "base/relaxed.h"
 #include "base/thread.h"
 #include "platform/amba_net_fifo.h"
@@ -34,7 +35,7 @@ void* event_thread(void*) {
 }
 
 void clear_track(LiveTrack& track, LiveTrackInfo& info) {
-  const std::lock_guard lock(track.lock);
+  const base::Lock lock(track.lock);
   track.fifo = nullptr;
   track.base = 0;
   track.limit = 0;
@@ -85,7 +86,7 @@ int32_t attach_track(const FifoTrackRecord& record, FifoConfiguration& configura
   void* fifo = AmbaNetFifo_Create(&configuration);
   if (fifo == nullptr) return -1;
   {
-    const std::lock_guard lock(track.lock);
+    const base::Lock lock(track.lock);
     track.fifo = fifo;
     track.base = record.ring_start;
     track.limit = record.ring_end;
@@ -106,7 +107,7 @@ int32_t active_stream() {
 }
 
 bool count_for(LiveTrack& track, const void* fifo) {
-  const std::lock_guard lock(track.lock);
+  const base::Lock lock(track.lock);
   if (track.fifo == nullptr || track.fifo != fifo) return false;
   track.pending++;
   return true;
@@ -123,14 +124,14 @@ void count_stray(void* fifo) {
 
 bool readers_open() { return track_open(live_fifo.video) || track_open(live_fifo.audio); }
 
-// Under the set-up lock. A cycle that had readers and has none ends here, for both threads.
-bool cycle_ended() {
+// A cycle that had readers and has none ends here, for both threads.
+bool cycle_ended() REQUIRES(live_fifo.setup_lock) {
   if (live_fifo.cycle_open.load(kRelaxed) != 0 && !readers_open()) live_fifo.cycle_ended = true;
   return live_fifo.cycle_ended;
 }
 
 int32_t control_start() {
-  const std::lock_guard held(live_fifo.setup_lock);
+  const base::Lock held(live_fifo.setup_lock);
   if (readers_open() || cycle_ended()) return 0;
   if (live_stream_setup() != 0) return -1;
   show_reading();
@@ -138,7 +139,7 @@ int32_t control_start() {
 }
 
 int32_t control_stop() {
-  const std::lock_guard held(live_fifo.setup_lock);
+  const base::Lock held(live_fifo.setup_lock);
   if (track_open(live_fifo.video)) {
     AmbaNetFifo_ReportStatus(kStatusStopped);
     live_fifo.video_stop.store(1, kRelaxed);
@@ -155,7 +156,7 @@ int live_fifo_begin_cycle() {
   clear_track(live_fifo.audio, live_fifo.audio_info);
   clear_cycle_flags();
   {
-    const std::lock_guard held(live_fifo.setup_lock);
+    const base::Lock held(live_fifo.setup_lock);
     live_fifo.cycle_ended = false;
   }
   live_fifo.video_frames.store(0, kRelaxed);
@@ -174,7 +175,7 @@ int live_fifo_begin_cycle() {
 
 void live_fifo_attach() {
   // Over the pause of a failed set-up as well: its blinking cannot follow a start's steady light.
-  const std::lock_guard held(live_fifo.setup_lock);
+  const base::Lock held(live_fifo.setup_lock);
   if (readers_open()) return;
   if (live_stream_setup() == 0) {
     show_reading();
@@ -190,7 +191,7 @@ int live_fifo_pass() {
   worked = audio_pass() || worked;
   if (live_fifo.cycle_open.load(kRelaxed) != 0 && !readers_open()) {
     // Looked at again when a set-up that may be under way is over.
-    const std::lock_guard held(live_fifo.setup_lock);
+    const base::Lock held(live_fifo.setup_lock);
     if (cycle_ended()) return 0;
   }
   if (!worked) base::sleep_ms(10);

@@ -32,8 +32,8 @@ void live_fifo_end_cycle();
 
 // Attaches reader FIFOs to the tracks of the first active stream. Returns 0; -1 on failure; -2 when
 // the stream list is empty. Readers that were created before a failure stay open, and a track that
-// has a reader keeps it. The caller holds the set-up lock.
-int32_t live_stream_setup();
+// has a reader keeps it.
+int32_t live_stream_setup() REQUIRES(live_fifo.setup_lock);
 
 // Callbacks of the library's event thread. The first returns 0; the second 0, or -1 when a start
 // request fails. Starts and stops wait for a set-up that is under way. A start that meets the end

@@ -7,7 +7,8 @@
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
+
+#include "base/mutex.h"
 
 namespace supervisor {
 
@@ -23,12 +24,12 @@ struct LiveTrackInfo {
 };
 
 struct LiveTrack {
-  void* fifo;  // reader handle, null when closed
-  uint64_t base;
-  uint64_t limit;  // the ring of frame data is [base, limit)
-  LiveTrackInfo* info;
-  int32_t pending;  // entries announced and not yet taken
-  std::mutex lock;
+  void* fifo GUARDED_BY(lock);  // reader handle, null when closed
+  uint64_t base GUARDED_BY(lock);
+  uint64_t limit GUARDED_BY(lock);  // the ring of frame data is [base, limit)
+  LiveTrackInfo* info GUARDED_BY(lock);
+  int32_t pending GUARDED_BY(lock);  // entries announced and not yet taken
+  base::Mutex lock;
 };
 
 struct LiveFifoState {
@@ -47,8 +48,8 @@ struct LiveFifoState {
   // Held for a whole set-up, for a stop (which has to find every reader of a set-up under way) and
   // for the decision that the cycle has ended. Never held while the event processing is being
   // stopped: a callback may be waiting for it.
-  std::mutex setup_lock;
-  bool cycle_ended;  // under setup_lock: this cycle's readers are gone and it gets no others
+  base::Mutex setup_lock;
+  bool cycle_ended GUARDED_BY(setup_lock);  // this cycle's readers are gone and it gets no others
 };
 
 extern LiveFifoState live_fifo;

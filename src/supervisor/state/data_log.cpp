@@ -6,9 +6,9 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
 
 #include "base/bytes.h"
+#include "base/mutex.h"
 #include "base/relaxed.h"
 #include "base/shell.h"
 #include "base/text.h"
@@ -21,9 +21,9 @@ constexpr mode_t kLogMode = 0644;
 
 struct Log {
   const char* id_path;
-  std::atomic<int32_t> fd;  // 0: not open
-  std::mutex lock;          // one write, or the close
-  bool cut;                 // under lock: the file behind fd is closed already
+  std::atomic<int32_t> fd;    // 0: not open
+  base::Mutex lock;           // one write, or the close
+  bool cut GUARDED_BY(lock);  // the file behind fd is closed already
 };
 
 Log flyctl{"/tmp/SD0/FlyctlID", {}, {}, false};
@@ -48,15 +48,15 @@ void log_path(int32_t kind, uint32_t number, char (&path)[200]) {
   }
 }
 
-// The log's lock is held. Closes what was open.
-void put_descriptor(Log& log, int32_t fd) {
+// Closes what was open.
+void put_descriptor(Log& log, int32_t fd) REQUIRES(log.lock) {
   const int32_t before = log.fd.exchange(fd, kRelaxed);
   if (before != 0 && !log.cut) close(before);
   log.cut = false;
 }
 
 void close_log(Log& log) {
-  const std::lock_guard lock(log.lock);
+  const base::Lock lock(log.lock);
   put_descriptor(log, 0);
 }
 
@@ -101,7 +101,7 @@ int32_t data_log_open(int32_t kind) {
   const int fd = open(path, O_WRONLY | O_CREAT | O_SYNC | O_CLOEXEC | O_NOFOLLOW, kLogMode);
   if (fd < 0) return -1;
   id_file_write(log.id_path, static_cast<int32_t>(number));
-  const std::lock_guard lock(log.lock);
+  const base::Lock lock(log.lock);
   put_descriptor(log, fd);  // another thread may have opened it meanwhile
   return 0;
 }
@@ -113,7 +113,7 @@ int32_t data_log_write(int32_t kind, const void* buffer, int32_t length) {
   // Deliberate: the video board's log is written only while the flight controller's is open.
   const Log& tested = &log == &vboard ? flyctl : log;
   if (tested.fd.load(kRelaxed) == 0) return -1;
-  const std::lock_guard lock(log.lock);
+  const base::Lock lock(log.lock);
   const int32_t fd = log.fd.load(kRelaxed);
   if (fd == 0) return 0;
   const bool written = !log.cut && write(fd, buffer, static_cast<size_t>(length)) > 0;
@@ -140,7 +140,7 @@ int32_t data_log_close_all() {
 
 void data_log_cut(int32_t kind) {
   Log& log = log_of(kind);
-  const std::lock_guard lock(log.lock);
+  const base::Lock lock(log.lock);
   const int32_t fd = log.fd.load(kRelaxed);
   if (fd == 0 || log.cut) return;
   close(fd);

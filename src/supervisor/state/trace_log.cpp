@@ -5,10 +5,10 @@
 #include <cstring>
 #include <ctime>
 #include <memory>
-#include <mutex>
 #include <new>
 
 #include "base/clock.h"
+#include "base/mutex.h"
 #include "base/relaxed.h"
 #include "supervisor/state/data_log.h"
 
@@ -22,7 +22,7 @@ constexpr size_t kStampSize = 20;  // what a line has more than its text, termin
 std::atomic<int32_t> log_enabled;
 std::atomic<int32_t> log_level_max;
 std::atomic<int32_t> log_target;
-std::mutex log_lock;  // serialises lines on the video board's log
+base::Mutex log_lock;  // serialises lines on the video board's log
 
 // Writes the line into `line`, which holds the text and kStampSize bytes.
 void format_line(char* line, size_t size, uint32_t level, const char* text) {
@@ -47,7 +47,7 @@ void _krv_trace_log_enable() {
 
 void trace_log_close() {
   if (log_enabled.load(kRelaxed) == 0) return;
-  const std::lock_guard lock(log_lock);
+  const base::Lock lock(log_lock);
   data_log_cut(kLogVideoBoard);
 }
 
@@ -77,7 +77,7 @@ void trace_log(uint32_t level, const char* text) {
   if (target == kTraceToStdout) {
     std::fputs(line.get(), stdout);
   } else if (target == kTraceToVideoBoardLog && data_log_is_open(kLogVideoBoard)) {
-    const std::lock_guard lock(log_lock);
+    const base::Lock lock(log_lock);
     data_log_write(kLogVideoBoard, line.get(), static_cast<int32_t>(size - 1));
   }
 }

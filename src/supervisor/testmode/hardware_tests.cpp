@@ -1,9 +1,9 @@
 #include "supervisor/testmode/hardware_tests.h"
 
 #include <cstdio>
-#include <mutex>
 
 #include "base/clock.h"
+#include "base/mutex.h"
 #include "base/shell.h"
 #include "base/text.h"
 #include "camera/commands.h"
@@ -46,7 +46,7 @@ int32_t testmode_save_mac_to_sd() {
   if (read < 0) std::printf("%s(line=%d):popen error!\n", "testmode_save_mac_to_sd", 165);
   if (read < 1) return -1;
   {
-    const std::lock_guard lock(test_uart_state.lock);
+    const base::Lock lock(test_uart_state.lock);
     // The whole buffer, zeros and all: the station reads a record of 100 bytes.
     test_uart_write(line, sizeof(line));
   }

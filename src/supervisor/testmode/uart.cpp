@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "base/mutex.h"
 #include "flightlink/wire/serial_line.h"
 
 namespace supervisor {
@@ -36,7 +37,7 @@ int32_t test_uart_write(const void* buffer, int32_t length) {
 }
 
 void test_uart_reply(const char* text) {
-  const std::lock_guard lock(test_uart_state.lock);
+  const base::Lock lock(test_uart_state.lock);
   test_uart_write(text, static_cast<int32_t>(std::strlen(text) + 1));
 }
 

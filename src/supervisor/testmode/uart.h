@@ -5,14 +5,15 @@
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
+
+#include "base/mutex.h"
 
 namespace supervisor {
 
 struct TestUartState {
   std::atomic<int32_t> fd;  // 0: not open
   pthread_t thread;         // of the reader; written once, before anybody asks
-  std::mutex lock;          // a leaf: one reply at a time
+  base::Mutex lock;         // a leaf: one reply at a time
 
   // Before any reader runs.
   void clear();

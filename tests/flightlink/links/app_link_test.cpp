@@ -287,17 +287,15 @@ TEST(AppEnd, TheDescriptorStaysOpenWhileASenderHoldsIt) {
   in_fresh_process([] {
     const AppSession application;
     const int connection = mavlink_context.KRConnFd.load();
-    ASSERT_EQ(sem_wait(&mavlink_context.send_lock), 0);
+    ASSERT_TRUE(mavlink_context.send_lock.wait());
     std::thread ending([] { app_session_end(); });
     while (mavlink_context.KRConnFd.load() != 0) std::this_thread::yield();
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     EXPECT_NE(fcntl(connection, F_GETFD), -1);
-    sem_post(&mavlink_context.send_lock);
+    mavlink_context.send_lock.post();
     ending.join();
     EXPECT_EQ(fcntl(connection, F_GETFD), -1);
-    int value = -1;
-    EXPECT_EQ(sem_getvalue(&mavlink_context.send_lock, &value), 0);
-    EXPECT_EQ(value, 1);
+    EXPECT_EQ(mavlink_context.send_lock.value(), 1);
   });
 }
 
@@ -323,9 +321,7 @@ TEST(AppEnd, SendersReaderAndTimersEndASessionTogetherOnce) {
       timer.join();
       EXPECT_EQ(mavlink_context.KRConnFd.load(), 0);
       EXPECT_EQ(fcntl(connection, F_GETFD), -1);
-      int value = -1;
-      EXPECT_EQ(sem_getvalue(&mavlink_context.send_lock, &value), 0);
-      EXPECT_EQ(value, 1);
+      EXPECT_EQ(mavlink_context.send_lock.value(), 1);
     }
     ::testing::internal::GetCapturedStderr();
   });

@@ -88,7 +88,7 @@ TEST_F(LinkTimerTest, AFailedSettingIsReportedByTheSystemErrorPrinter) {
 }
 
 TEST_F(LinkTimerTest, AFreeLockIsTakenAtOnce) {
-  std::mutex mutex;
+  base::Mutex mutex;
   EXPECT_EQ(mutex_lock_retry(&mutex, 1), 1);
   EXPECT_THAT(fake_base::sleeps(), IsEmpty());
   mutex.unlock();
@@ -97,7 +97,7 @@ TEST_F(LinkTimerTest, AFreeLockIsTakenAtOnce) {
 // Holds a lock on a thread of its own until it is told to let go.
 class Holder {
  public:
-  explicit Holder(std::mutex& mutex)
+  explicit Holder(base::Mutex& mutex)
       : thread_([this, &mutex] {
           const std::lock_guard lock(mutex);
           held_ = true;
@@ -121,7 +121,7 @@ class Holder {
 };
 
 TEST_F(LinkTimerTest, AHeldLockIsTriedEvery10msAndGivenUp) {
-  std::mutex mutex;
+  base::Mutex mutex;
   const Holder holder(mutex);
   EXPECT_EQ(mutex_lock_retry(&mutex, 3), 0);
   // Three attempts have two pauses between them.
@@ -132,7 +132,7 @@ TEST_F(LinkTimerTest, AHeldLockIsTriedEvery10msAndGivenUp) {
 TEST_F(LinkTimerTest, ZeroOrFewerTriesRetryUntilTheLockIsFree) {
   for (const int tries : {0, -5}) {
     fake_base::reset();
-    std::mutex mutex;
+    base::Mutex mutex;
     Holder holder(mutex);
     fake_base::on_sleep([&holder](uint64_t) {
       if (fake_base::sleeps().size() == 50) holder.let_go();

@@ -23,7 +23,7 @@ TransferRig::TransferRig() : receiver_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC
   const int buffer = 1 << 20;
   setsockopt(receiver_.get(), SOL_SOCKET, SO_RCVBUF, &buffer, sizeof(buffer));
   sender_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  sem_init(&context.send_slots, 0, 2);
+  context.send_slots.reset(2);
   context.sock = sender_;
   context.peer = address;
   context.queue.reset();
