@@ -10,6 +10,9 @@ add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror
                     -fno-strict-aliasing -fstack-protector-strong)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   add_compile_options(-Wno-psabi)
+else()
+  # What a mutex guards (src/base/mutex.h) is touched only while it is held.
+  add_compile_options(-Wthread-safety)
 endif()
 add_compile_options("$<$<CONFIG:Release>:-U_FORTIFY_SOURCE>" "$<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2>"
                     "$<$<CONFIG:Release>:-fstack-clash-protection>")
