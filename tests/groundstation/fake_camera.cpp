@@ -1,6 +1,8 @@
 #include "groundstation/fake_camera.h"
 
+#include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -9,6 +11,7 @@
 #include "base/bytes.h"
 #include "base/clock.h"
 #include "base/thread.h"
+#include "support/patience.h"
 
 namespace groundstation_test {
 namespace {
@@ -69,7 +72,22 @@ FakeCamera::~FakeCamera() {
   pthread_join(thread_, nullptr);
 }
 
+// What arrived before two turns began has been handled when they are over, if nothing is left then.
+void FakeCamera::catch_up() const {
+  const auto pass_a_turn = [this] {
+    const uint64_t before = turns_;
+    EXPECT_TRUE(support::poll_until([&] { return turns_ > before + 1; }, support::seconds(20)));
+  };
+  int waiting = 0;
+  do {
+    pass_a_turn();
+    EXPECT_EQ(::ioctl(socket_.get(), FIONREAD, &waiting), 0);
+  } while (waiting != 0);
+  pass_a_turn();
+}
+
 std::vector<MavlinkMessage> FakeCamera::received() {
+  catch_up();
   const std::lock_guard lock(mutex_);
   return received_;
 }
@@ -88,6 +106,7 @@ void* FakeCamera::run(void* self) {
 }
 
 void FakeCamera::turn() {
+  turns_++;
   pollfd input{socket_.get(), POLLIN, 0};
   if (::poll(&input, 1, 2) > 0) receive();
   const uint64_t now = base::monotonic_us();

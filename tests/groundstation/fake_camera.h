@@ -46,7 +46,8 @@ class FakeCamera {
 
   [[nodiscard]] uint16_t port() const { return port_; }
   [[nodiscard]] int photos() const { return photos_; }
-  // Good frames in the order of arrival, lost ones included.
+  // Good frames in the order of arrival, lost ones included: all that were sent before the call, also
+  // those that this camera has not got round to yet.
   [[nodiscard]] std::vector<flightlink::MavlinkMessage> received();
   [[nodiscard]] std::vector<flightlink::MavlinkMessage> received(uint8_t msgid);
   [[nodiscard]] bool stream_on() const { return stream_on_; }
@@ -54,6 +55,7 @@ class FakeCamera {
 
  private:
   static void* run(void* self);
+  void catch_up() const;
   void turn();
   void receive();
   void handle(const flightlink::MavlinkMessage& message);
@@ -85,6 +87,7 @@ class FakeCamera {
   std::atomic<bool> stream_on_ = false;
   std::atomic<int> link_status_ = 0;
   std::atomic<bool> stop_ = false;
+  std::atomic<uint64_t> turns_ = 0;
   std::mutex mutex_;
   std::vector<flightlink::MavlinkMessage> received_;
   pthread_t thread_{};
