@@ -7,6 +7,7 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <functional>
@@ -115,7 +116,7 @@ TEST_F(CamClientBoard, StatusRecordsLeaveEvery300Ms) {
     flightlink::mavlink_context.peer_socket.store(sender.get());
   }
   std::vector<steady_clock::time_point> times;
-  while (times.size() < 5) {
+  while (times.size() < 10) {
     pollfd readable{peer.get(), POLLIN, 0};
     ASSERT_EQ(poll(&readable, 1, 3000), 1);
     std::array<uint8_t, 512> datagram{};
@@ -129,8 +130,12 @@ TEST_F(CamClientBoard, StatusRecordsLeaveEvery300Ms) {
     const std::lock_guard lock(flightlink::mavlink_context.peer_lock);
     flightlink::mavlink_context.peer_socket.store(0);
   }
-  EXPECT_GT(times[4] - times[0], 1100ms);
-  EXPECT_LT(times[4] - times[0], 1300ms * kSlowdown);
+  // A busy machine reads some of them late: the one in the middle tells the period.
+  std::vector<steady_clock::duration> gaps;
+  for (size_t i = 1; i < times.size(); i++) gaps.push_back(times[i] - times[i - 1]);
+  std::sort(gaps.begin(), gaps.end());
+  EXPECT_GT(gaps[4], 250ms);
+  EXPECT_LT(gaps[4], 350ms * kSlowdown);
 }
 
 TEST_F(CamClientBoard, AfterADropItConnectsAtOnceAndKeepsTheToken) {
