@@ -63,11 +63,6 @@ class Condition {
 class Semaphore {
  public:
   explicit Semaphore(unsigned count) { sem_init(&semaphore_, 0, count); }
-  // Only while nobody waits.
-  void reset(unsigned count) {
-    sem_destroy(&semaphore_);
-    sem_init(&semaphore_, 0, count);
-  }
   ~Semaphore() { sem_destroy(&semaphore_); }
   Semaphore(const Semaphore&) = delete;
   Semaphore& operator=(const Semaphore&) = delete;

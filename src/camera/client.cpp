@@ -90,12 +90,7 @@ void pause_after_silence(int silent) {
 int cam_json_init() {
   std::signal(SIGPIPE, SIG_IGN);
   CamJsonContext& context = cam_json_context;
-  for (auto* word :
-       {&context.ConnState, &context.Token, &context.SessionStarted, &context.SpaceQueryTotal}) {
-    word->store(0, kRelaxed);
-  }
-  context.JsonConnFd.store(0, kRelaxed);
-  base::set_waiting(context.SessionRequest, 0);
+  cam_json_reset();
   cam_settings_init();
   flightlink::mavlink_timer_create(&context.RecordTickTimer, cam_record_tick);
   flightlink::mavlink_timer_create(&context.StatusTimer, cam_status_report);

@@ -61,6 +61,20 @@ int32_t send_if_connected(CamJsonContext& context, const char* text, size_t leng
 
 }  // namespace
 
+void cam_json_reset() {
+  CamJsonContext& context = cam_json_context;
+  cam_json_withdraw();
+  cam_clear_op_state();
+  context.RecvThread = {};
+  for (auto* word : {&context.Token, &context.SessionStarted, &context.SpaceQueryTotal}) {
+    word->store(0, kRelaxed);
+  }
+  for (auto* timer : {&context.RecordTickTimer, &context.StatusTimer, &context.TimelapseTimer}) {
+    timer->created.store(false, kRelaxed);
+  }
+  base::set_waiting(context.SessionRequest, 0);
+}
+
 void cam_json_publish(int connection, const char* first_text, size_t length) {
   CamJsonContext& context = cam_json_context;
   const base::Lock lock(context.SendLock);

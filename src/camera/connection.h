@@ -36,6 +36,10 @@ struct CamJsonContext {
 // The one instance; zero at start.
 extern CamJsonContext cam_json_context;
 
+// The record and the operation code as at program start, the timers forgotten, not deleted. Before
+// the receive thread runs, and in tests; senders on other threads find no connection.
+void cam_json_reset();
+
 // A new connection: publishes the descriptor, which stays the caller's, and sends its first text
 // before any other sender can. Receive thread only.
 void cam_json_publish(int connection, const char* first_text, size_t length);

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "base/renew.h"
 #include "flightlink/wire/reports.h"
 
 namespace camera {
@@ -48,6 +49,9 @@ struct CameraState {
   // Of the time-lapse report.
   std::atomic<int32_t> timelapse_count_parameter{0};
   std::atomic<float> timelapse_parameters[4]{};
+
+  // As at program start; before any thread runs, and in tests.
+  void reset() { base::renew(*this); }
 };
 
 extern CameraState camera_state;

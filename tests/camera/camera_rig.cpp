@@ -22,47 +22,16 @@ namespace {
 constexpr int32_t kToken = 77;
 constexpr auto kRelaxed = std::memory_order_relaxed;
 
-void forget_timer(flightlink::LinkTimer& timer) { timer.created.store(false, kRelaxed); }
-
-void reset_flags() {
-  supervisor::set_recording(0);
-  supervisor::set_record_cmd_pending(0);
-  supervisor::set_mode_switch_pending(0);
-  supervisor::set_setting_pending(0);
-  supervisor::set_photo_pending(0);
-  supervisor::set_record_ack_via_uart(0);
-  supervisor::set_photo_mode(0);
-  supervisor::set_photo_sequence(0);
-  supervisor::set_sd_query_pending(0);
-  supervisor::set_clock_set_ok(0);
-  supervisor::set_preview_stopped(0);
-  supervisor::set_video_flowing(0);
-}
-
-void reset_state() {
-  camera::CameraState& state = camera::camera_state;
-  state.SdStatus.store(11, kRelaxed);
-  for (auto* word : {&state.SdTotalKB, &state.SdFreeKB, &state.TimelapseState,
-                     &state.TimelapseStopSent, &state.TimelapseShots, &state.TimelapseCount,
-                     &state.pause_report_suppressed, &state.pending_photo_after_switch,
-                     &state.pending_record_after_switch, &state.timelapse_count_parameter}) {
-    word->store(0, kRelaxed);
-  }
-  state.record_seconds.store(0, kRelaxed);
-  for (auto& parameter : state.timelapse_parameters) parameter.store(0, kRelaxed);
-}
-
-void reset_context() {
+void reset_records() {
+  supervisor::camera_flags_reset();
+  supervisor::switches.reset();
+  flightlink::link_context_init();
+  camera::cam_settings_init();
+  camera::camera_state.reset();
+  camera::cam_json_reset();
   camera::CamJsonContext& context = camera::cam_json_context;
-  camera::cam_json_withdraw();
-  camera::cam_clear_op_state();
   context.Token.store(kToken, kRelaxed);
-  context.SessionStarted.store(0, kRelaxed);
-  context.SpaceQueryTotal.store(0, kRelaxed);
-  base::set_waiting(context.SessionRequest, 0);
-  forget_timer(flightlink::mavlink_context.peer_heartbeat_timer);
   for (auto* timer : {&context.RecordTickTimer, &context.StatusTimer, &context.TimelapseTimer}) {
-    forget_timer(*timer);
     flightlink::mavlink_timer_create(timer, camera::cam_record_tick);
   }
 }
@@ -111,10 +80,7 @@ std::string timelapse_report(const std::string& state_float) {
 
 CameraTest::CameraTest() {
   std::signal(SIGPIPE, SIG_IGN);
-  camera::cam_settings_init();
-  reset_flags();
-  reset_state();
-  reset_context();
+  reset_records();
   open_peer();
   // A message boundary for every send.
   std::array<int, 2> ends{};
@@ -131,8 +97,7 @@ CameraTest::CameraTest() {
 
 CameraTest::~CameraTest() {
   camera::cam_json_withdraw();
-  flightlink::mavlink_context.peer_socket.store(0, kRelaxed);
-  flightlink::mavlink_context.peer_nibble.store(0, kRelaxed);
+  flightlink::link_context_init();
   fake_base::reset();
 }
 

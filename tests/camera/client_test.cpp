@@ -22,8 +22,6 @@ class CamClient : public CameraTest {};
 TEST_F(CamClient, StartUpMakesTheTimersAndStartsTheReceiveThread) {
   disconnect();
   fake_base::reset();
-  cam_json_context.RecordTickTimer.created.store(false);
-  cam_json_context.StatusTimer.created.store(false);
   EXPECT_EQ(cam_json_init(), 0);
   const auto timers = fake_base::timers();
   ASSERT_EQ(timers.size(), 2U);

@@ -25,8 +25,6 @@ constexpr milliseconds kSoon = 5000ms * kSlowdown;
 class CamThread : public fake_base::FakeBaseTest {
  protected:
   CamThread() {
-    cam_json_context.RecordTickTimer.created.store(false);
-    cam_json_context.StatusTimer.created.store(false);
     EXPECT_EQ(camera::cam_json_init(), 0);
     service_.listen();
     thread_ = std::thread(camera::cam_json_thread, &cam_json_context);

@@ -32,29 +32,24 @@ struct Card {
     socklen_t size = sizeof(address);
     bind(receiver, reinterpret_cast<const sockaddr*>(&address), size);
     getsockname(receiver, reinterpret_cast<sockaddr*>(&address), &size);
-    transfer_context.send_slots.reset(2);
-    transfer_context.sock = socket(AF_INET, SOCK_DGRAM, 0);
-    transfer_context.peer = address;
+    sender = socket(AF_INET, SOCK_DGRAM, 0);
+    application = address;
   }
   ~Card() { std::filesystem::remove_all(folder); }
   Card(const Card&) = delete;
   Card& operator=(const Card&) = delete;
 
   void fill() {
+    media_store_reset();
     for (int32_t kind = MEDIA_PHOTO; kind <= MEDIA_VIDEO; kind++) {
-      media_list_free(media_list(kind));
       const std::string name = std::string(kind == MEDIA_VIDEO ? "a.MP4" : "a_p.JPG");
       const std::string path = folder + "/" + std::to_string(kind) + name;
       if (!std::filesystem::exists(path)) std::ofstream(path) << std::string(9000, 'x');
       media_add_file(kind == MEDIA_PHOTO ? "a.JPG" : name.c_str(), path.c_str(), kind);
     }
-    transfer_context.queue.reset();
-    transfer_context.queued = 0;
-    for (auto* word : {&transfer_context.cancel, &transfer_context.new_work,
-                       &transfer_context.stream_hold, &transfer_context.stream_hold_id,
-                       &transfer_context.paused, &transfer_context.seek_pending}) {
-      word->store(0);
-    }
+    transfer_context.reset();
+    transfer_context.sock = sender;
+    transfer_context.peer = application;
     sleeps = 0;
     fake_base::reset();
     // Nothing here waits for ever: what waits for a link or for the end of a pause is cancelled.
@@ -65,6 +60,8 @@ struct Card {
 
   std::string folder;
   int receiver = -1;
+  int sender = -1;
+  sockaddr_in application{};
   int sleeps = 0;
 };
 

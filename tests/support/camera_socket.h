@@ -53,16 +53,9 @@ class ReadyCamera : public fake_base::FakeBaseTest {
   ReadyCamera() {
     flightlink::link_context_init();
     camera::cam_settings_init();
-    camera::cam_clear_op_state();
-    for (auto* setter : {supervisor::set_recording, supervisor::set_record_cmd_pending,
-                         supervisor::set_mode_switch_pending, supervisor::set_setting_pending,
-                         supervisor::set_photo_pending, supervisor::set_record_ack_via_uart,
-                         supervisor::set_photo_mode, supervisor::set_photo_sequence,
-                         supervisor::set_sd_query_pending}) {
-      setter(0);
-    }
-    camera::camera_state.TimelapseStopSent.store(0);
-    camera::camera_state.pending_record_after_switch.store(0);
+    camera::cam_json_reset();
+    camera::camera_state.reset();
+    supervisor::camera_flags_reset();
     supervisor::set_video_flowing(1);
   }
   ~ReadyCamera() override { supervisor::set_video_flowing(0); }

@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "base/mutex.h"
+#include "base/renew.h"
 #include "flightlink/firmware/checksum.h"
 #include "flightlink/frame/command_long.h"
 
@@ -30,6 +31,9 @@ struct FirmwarePush {
   bool last_requested GUARDED_BY(lock);   // for the last one,
   uint64_t request_us GUARDED_BY(lock);   // and when it did so most recently (monotonic)
   bool running GUARDED_BY(lock);
+
+  // As at program start; before any thread runs, and in tests.
+  void reset() { base::renew(*this); }
 };
 
 // The one instance; zero at start.

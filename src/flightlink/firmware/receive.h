@@ -14,6 +14,7 @@
 #include <span>
 
 #include "base/mutex.h"
+#include "base/renew.h"
 #include "flightlink/firmware/checksum.h"
 
 namespace flightlink {
@@ -41,6 +42,9 @@ struct FirmwareReceive {
   std::atomic<int32_t> update_state;
   std::atomic<int32_t> result;
   std::atomic<int32_t> hold;  // non-zero: a good image stays where it is. Nothing sets it
+
+  // As at program start; before any thread runs, and in tests.
+  void reset() { base::renew(*this); }
 };
 
 // The one instance; zero at start.

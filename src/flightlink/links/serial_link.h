@@ -13,6 +13,7 @@
 #include <cstdint>
 
 #include "base/mutex.h"
+#include "base/renew.h"
 #include "flightlink/frame/mavlink_frame.h"
 
 namespace flightlink {
@@ -21,6 +22,9 @@ struct SerialLink {
   std::atomic<int> fd;      // 0 while the line is closed
   base::Mutex write_mutex;  // a leaf: one write
   pthread_t reader;
+
+  // As at program start; before any thread runs, and in tests.
+  void reset() { base::renew(*this); }
 };
 
 // The one instance.

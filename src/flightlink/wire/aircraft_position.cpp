@@ -2,39 +2,46 @@
 
 #include <atomic>
 
+#include "base/relaxed.h"
+#include "base/renew.h"
+
 namespace flightlink {
 namespace {
 
-std::atomic<int32_t> latitude_word;
-std::atomic<int32_t> longitude_word;
-std::atomic<int32_t> altitude_32;
-std::atomic<int32_t> altitude_141;
-std::atomic<bool> heard_141;
+using base::kRelaxed;
+
+struct AircraftPosition {
+  std::atomic<int32_t> latitude;
+  std::atomic<int32_t> longitude;
+  std::atomic<int32_t> altitude_32;
+  std::atomic<int32_t> altitude_141;
+  std::atomic<bool> heard_141;
+};
+
+AircraftPosition position{};
 
 }  // namespace
 
-void store_latitude(int32_t latitude) { latitude_word.store(latitude, std::memory_order_relaxed); }
+void store_latitude(int32_t latitude) { position.latitude.store(latitude, kRelaxed); }
 
-void store_longitude(int32_t longitude) {
-  longitude_word.store(longitude, std::memory_order_relaxed);
-}
+void store_longitude(int32_t longitude) { position.longitude.store(longitude, kRelaxed); }
 
-int32_t get_latitude() { return latitude_word.load(std::memory_order_relaxed); }
+int32_t get_latitude() { return position.latitude.load(kRelaxed); }
 
-int32_t get_longitude() { return longitude_word.load(std::memory_order_relaxed); }
+int32_t get_longitude() { return position.longitude.load(kRelaxed); }
 
-void store_altitude_from_32(int32_t altitude) {
-  altitude_32.store(altitude, std::memory_order_relaxed);
-}
+void store_altitude_from_32(int32_t altitude) { position.altitude_32.store(altitude, kRelaxed); }
 
 void store_altitude_from_141(int32_t altitude) {
-  altitude_141.store(altitude, std::memory_order_relaxed);
-  heard_141.store(true, std::memory_order_relaxed);
+  position.altitude_141.store(altitude, kRelaxed);
+  position.heard_141.store(true, kRelaxed);
 }
 
 int32_t get_altitude() {
-  const auto& source = heard_141.load(std::memory_order_relaxed) ? altitude_141 : altitude_32;
-  return source.load(std::memory_order_relaxed);
+  const bool better = position.heard_141.load(kRelaxed);
+  return (better ? position.altitude_141 : position.altitude_32).load(kRelaxed);
 }
+
+void aircraft_position_reset() { base::renew(position); }
 
 }  // namespace flightlink

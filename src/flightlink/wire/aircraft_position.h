@@ -18,4 +18,7 @@ void store_altitude_from_32(int32_t altitude);
 void store_altitude_from_141(int32_t altitude);
 [[nodiscard]] int32_t get_altitude();
 
+// As at program start; before any thread runs, and in tests.
+void aircraft_position_reset();
+
 }  // namespace flightlink

@@ -9,6 +9,7 @@
 
 #include "base/mutex.h"
 #include "base/relaxed.h"
+#include "base/renew.h"
 #include "base/shell.h"
 #include "base/text.h"
 #include "flightlink/wire/link_status.h"
@@ -70,23 +71,7 @@ void send_to_app(const uint8_t* bytes, size_t length, const char* function, int 
 
 }  // namespace
 
-void link_context_init() {
-  MavlinkContext& context = mavlink_context;
-  for (auto* word :
-       {&context.listen_socket, &context.KRConnFd, &context.peer_socket, &context.stick_socket}) {
-    word->store(0, kRelaxed);
-  }
-  for (auto* word : {&context.link_state, &context.send_enabled, &context.session_flag,
-                     &context.throttle_flag, &context.last_clock}) {
-    word->store(0, kRelaxed);
-  }
-  for (auto* byte : {&context.byte_2, &context.byte_100, &context.peer_nibble,
-                     &context.app_is_high_address, &context.binding_disabled}) {
-    byte->store(0, kRelaxed);
-  }
-  context.peer_address = {};
-  context.send_lock.reset(1);
-}
+void link_context_init() { base::renew(mavlink_context); }
 
 uint32_t get_throttle_flag() { return mavlink_context.throttle_flag.load(kRelaxed); }
 

@@ -44,7 +44,8 @@ struct MavlinkContext {
 // The one instance.
 extern MavlinkContext mavlink_context;
 
-// Clears every word and starts the send lock at 1. Call before any thread of the link runs.
+// The record as at program start; before any thread of the link runs, and in tests. Its timers are
+// forgotten, not deleted.
 void link_context_init();
 
 // The 32-bit throttle word, for the dispatch.

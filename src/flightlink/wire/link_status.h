@@ -10,6 +10,7 @@
 #include <cstdint>
 
 #include "base/mutex.h"
+#include "base/renew.h"
 
 namespace flightlink {
 
@@ -22,6 +23,9 @@ struct LinkStatus {
   std::atomic<int32_t> initialised;  // 1 while mutex and condition may be used
   std::atomic<int32_t> status;
   std::atomic<int32_t> stream_on;
+
+  // As at program start; before any thread runs, and in tests.
+  void reset() { base::renew(*this); }
 };
 
 // The one instance; zero at start.

@@ -178,20 +178,26 @@ void reliable_udp_scan(const uint8_t* bytes, size_t length) {
   }
 }
 
+void ReliableUdpContext::forget_acknowledgement() {
+  const base::Lock lock(ack_mutex);
+  ack_stamp = 0;
+  ack_arrival_us = 0;
+}
+
+void ReliableUdpContext::reset() {
+  last_rtt_us = 0;
+  srtt_us = 0;
+  rttvar_us = kFirstVariation;
+  retries = 0;
+  timeout_us = kReliableTimeoutMaxUs;
+  send_time_us = 0;
+  forget_acknowledgement();
+  ack_socket.store(0, kRelaxed);
+}
+
 int reliable_udp_init() {
   ReliableUdpContext& context = reliable_udp_context;
-  context.last_rtt_us = 0;
-  context.srtt_us = 0;
-  context.rttvar_us = kFirstVariation;
-  context.retries = 0;
-  context.timeout_us = kReliableTimeoutMaxUs;
-  context.send_time_us = 0;
-  {
-    const base::Lock lock(context.ack_mutex);
-    context.ack_stamp = 0;
-    context.ack_arrival_us = 0;
-  }
-  context.ack_socket.store(0, kRelaxed);
+  context.reset();
   struct sigaction action {};
   action.sa_handler = alarm_handler;
   sigemptyset(&action.sa_mask);
@@ -219,18 +225,13 @@ void reliable_udp_deinit() {
 
 int reliable_udp_send(const void* data, int length, int socket, const sockaddr_in* to) {
   if (data == nullptr || length <= 0 || socket == 0 || to == nullptr) return -EINVAL;
-  ReliableUdpContext& context = reliable_udp_context;
   const uint64_t now = base::wall_clock_us();
   const auto size = static_cast<size_t>(length);
   const size_t frame_size = kHeaderSize + size + kTrailerSize;
   const std::unique_ptr<uint8_t[]> frame(new (std::nothrow) uint8_t[frame_size]);
   if (frame == nullptr) return -ENOMEM;
   fill_frame(frame.get(), data, size, static_cast<uint32_t>(now));
-  {
-    const base::Lock lock(context.ack_mutex);
-    context.ack_stamp = 0;
-    context.ack_arrival_us = 0;
-  }
+  reliable_udp_context.forget_acknowledgement();
   return std::min(length, send_until_acknowledged(frame.get(), frame_size, now, socket, to));
 }
 

@@ -43,6 +43,11 @@ struct ReliableUdpContext {
   // another thread reads both handles.
   std::atomic<bool> timer_created;
   std::atomic<bool> receiver_started;
+
+  // The estimator's first values, nothing in flight, no socket. Timer and thread are left alone: a
+  // signal handler may look for them. Before the acknowledgement thread runs, and in tests.
+  void reset();
+  void forget_acknowledgement();
 };
 
 extern ReliableUdpContext reliable_udp_context;

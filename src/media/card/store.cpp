@@ -60,11 +60,15 @@ int32_t media_delete_file(const char* name, int32_t kind) {
   return media_list_delete(name, media_list(kind)) == 0 ? 0 : -1;
 }
 
+void media_store_reset() {
+  for (MediaListHead& head : lists) media_list_free(&head);
+}
+
 int32_t media_rescan(MediaStore* store) {
   if (store == nullptr || media_file_exists(kCardFolder) == 0) return -1;
   purge_small_videos();
   const base::Lock lock(store->lock);
-  for (MediaListHead& head : lists) media_list_free(&head);
+  media_store_reset();
   media_scan_dir(kPhotoFolder, media_list(MEDIA_PHOTO));
   media_scan_dir(kThumbFolder, media_list(MEDIA_THUMB));
   media_scan_dir(kVideoFolder, media_list(MEDIA_VIDEO));

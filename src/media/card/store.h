@@ -49,6 +49,9 @@ int32_t media_lookup_path(const char* name, int32_t kind, char* out, size_t out_
 // name; -1 when the list is empty, the kind has none, or the file cannot be removed.
 int32_t media_delete_file(const char* name, int32_t kind);
 
+// Frees every node of the three lists. The caller holds the lock, or no thread runs, as in tests.
+void media_store_reset();
+
 // Rebuilds the three lists from disk, after deleting every video of kSmallVideo bytes or fewer but
 // the unfinished ones. Takes the store's lock. Returns 0; -1 with nothing changed when the card's
 // folder does not exist or the store is null.

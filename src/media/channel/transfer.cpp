@@ -23,7 +23,6 @@ namespace media {
 namespace {
 
 constexpr int kPriority = 2;
-constexpr unsigned kSendersAtOnce = 2;  // deliberately not a mutex: a notice passes a download
 constexpr int kWaitMs = 2000;
 constexpr uint64_t kRetryUs = 1000;
 
@@ -39,7 +38,6 @@ int open_socket() {
 
 int32_t transfer_start() {
   TransferContext& context = transfer_context;
-  context.send_slots.reset(kSendersAtOnce);
   // A client's question about a broken file is no reason for lines in the log.
   quiet_av_messages();
   (void)media_rescan(&media_store);

@@ -14,6 +14,7 @@
 #include <memory>
 
 #include "base/mutex.h"
+#include "base/renew.h"
 #include "flightlink/frame/mavlink_frame.h"
 #include "media/card/names.h"
 #include "media/card/store.h"
@@ -57,7 +58,9 @@ struct TransferContext {
   int sock GUARDED_BY(socket_lock);
   sockaddr_in peer GUARDED_BY(socket_lock);
   int senders GUARDED_BY(socket_lock);
-  base::Semaphore send_slots{2};  // so many senders may be inside the send call at once
+  // So many senders may be inside the send call at once: deliberately two, so that a notice passes a
+  // download.
+  base::Semaphore send_slots{2};
 
   // The queue, under the media lock (media_store.lock).
   base::Condition work_ready;
@@ -80,6 +83,9 @@ struct TransferContext {
   pthread_t receiver;
   std::atomic<bool> worker_started;
   std::atomic<bool> receiver_started;
+
+  // As at program start; before any thread runs, and in tests.
+  void reset() { base::renew(*this); }
 };
 
 static_assert(std::atomic<bool>::is_always_lock_free);  // a signal handler takes the flags

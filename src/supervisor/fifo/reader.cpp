@@ -34,25 +34,6 @@ void* event_thread(void*) {
   return AmbaNetFifo_ExecEventProcess(nullptr);
 }
 
-void clear_track(LiveTrack& track, LiveTrackInfo& info) {
-  const base::Lock lock(track.lock);
-  track.fifo = nullptr;
-  track.base = 0;
-  track.limit = 0;
-  track.info = &info;
-  track.pending = 0;
-  info.word0 = info.time_scale = info.word2 = info.word3 = info.audio_byte = 0;
-  info.sample_rate = 0;
-  info.vector.store(0, kRelaxed);
-}
-
-void clear_cycle_flags() {
-  for (auto* flag : {&live_fifo.cycle_open, &live_fifo.video_stop, &live_fifo.audio_stop,
-                     &live_fifo.final_event_seen}) {
-    flag->store(0, kRelaxed);
-  }
-}
-
 void show_reading() {
   switches.indicator_blink.store(0, kRelaxed);
   switches.indicator_level.store(1, kRelaxed);
@@ -152,17 +133,7 @@ int32_t control_stop() {
 
 int live_fifo_begin_cycle() {
   while (AmbaNetFifo_init(&fifo_instance) < 0 || fifo_instance < 0) base::sleep_ms(10);
-  clear_track(live_fifo.video, live_fifo.video_info);
-  clear_track(live_fifo.audio, live_fifo.audio_info);
-  clear_cycle_flags();
-  {
-    const base::Lock held(live_fifo.setup_lock);
-    live_fifo.cycle_ended = false;
-  }
-  live_fifo.video_frames.store(0, kRelaxed);
-  live_fifo.audio_frames.store(0, kRelaxed);
-  live_fifo.stray_fifo.store(nullptr, kRelaxed);
-  live_fifo.stray_count.store(0, kRelaxed);
+  live_fifo.reset();
   if (live_copies_allocate() != 0) return -1;
   AmbaNetFifo_Reg_cbFifoEvent(live_fifo_event, 0);
   AmbaNetFifo_Reg_cbControlEvent(live_control_event, 0);
@@ -201,7 +172,7 @@ int live_fifo_pass() {
 void live_fifo_end_cycle() {
   const bool final_event = live_fifo.final_event_seen.load(kRelaxed) != 0;
   AmbaNetFifo_ReportStatus(final_event ? kStatusFinal : kStatusStopped);
-  clear_cycle_flags();
+  live_fifo.reset_flags();
   while (AmbaNetFifo_StopEventProcess() != 0) base::sleep_ms(50);
   track_close(live_fifo.video);
 }

@@ -21,6 +21,8 @@ struct LiveTrackInfo {
   std::atomic<int32_t> sample_rate;  // audio
   std::atomic<uint32_t> audio_byte;  // audio
   std::atomic<double> vector;        // video: to a 90 kHz clock; audio: to samples
+
+  void reset();
 };
 
 struct LiveTrack {
@@ -30,6 +32,9 @@ struct LiveTrack {
   LiveTrackInfo* info GUARDED_BY(lock);
   int32_t pending GUARDED_BY(lock);  // entries announced and not yet taken
   base::Mutex lock;
+
+  // Without a reader, which is not deleted.
+  void reset(LiveTrackInfo* own_info);
 };
 
 struct LiveFifoState {
@@ -50,6 +55,12 @@ struct LiveFifoState {
   // stopped: a callback may be waiting for it.
   base::Mutex setup_lock;
   bool cycle_ended GUARDED_BY(setup_lock);  // this cycle's readers are gone and it gets no others
+
+  // The start of a cycle: no reader, nothing announced, nothing counted. Any thread, the locks being
+  // free; readers are not deleted.
+  void reset();
+  // Its stop and cycle flags alone.
+  void reset_flags();
 };
 
 extern LiveFifoState live_fifo;

@@ -1,5 +1,6 @@
 #include "supervisor/state/camera_flags.h"
 
+#include "base/renew.h"
 #include "base/waiting.h"
 
 namespace supervisor {
@@ -80,5 +81,10 @@ void set_clock_set_ok(int32_t value) { set_flag(flags.clock_set_ok, value); }
 int32_t get_clock_set_ok() { return get_flag(flags.clock_set_ok); }
 void set_preview_stopped(int32_t value) { set_flag(flags.preview_stopped, value); }
 int32_t get_preview_stopped() { return get_flag(flags.preview_stopped); }
+
+void camera_flags_reset() {
+  base::renew(camera_activity_flags);
+  base::renew(since);
+}
 
 }  // namespace supervisor

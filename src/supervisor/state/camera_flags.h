@@ -56,4 +56,7 @@ int32_t get_clock_set_ok();
 void set_preview_stopped(int32_t value);
 int32_t get_preview_stopped();
 
+// All flags as at program start; before any thread runs, and in tests.
+void camera_flags_reset();
+
 }  // namespace supervisor

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "base/renew.h"
 #include "base/shell.h"
 
 namespace supervisor {
@@ -36,5 +37,7 @@ void obtain_macaddr() {
                 camera_mac[i].load(std::memory_order_relaxed));
   }
 }
+
+void camera_mac_reset() { base::renew(camera_mac); }
 
 }  // namespace supervisor

@@ -14,6 +14,9 @@ extern std::array<std::atomic<uint8_t>, 6> camera_mac;
 // An interface that shows no address gives zeros; without a pipe to it camera_mac is left alone.
 void obtain_macaddr();
 
+// Zeros again; before any thread runs, and in tests.
+void camera_mac_reset();
+
 // One hexadecimal digit to its value; any other character prints a message and gives 0.
 uint8_t a2x(char digit);
 

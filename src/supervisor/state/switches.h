@@ -5,6 +5,8 @@
 #include <atomic>
 #include <cstdint>
 
+#include "base/renew.h"
+
 namespace supervisor {
 
 struct Switches {
@@ -13,6 +15,9 @@ struct Switches {
   std::atomic<int32_t> video_flowing;    // live video entries are being taken from the FIFO
   std::atomic<int32_t> indicator_blink;  // the stream indicator blinks, whatever its level
   std::atomic<int32_t> indicator_level;  // 0 or 1
+
+  // As at program start; before any thread runs, and in tests.
+  void reset() { base::renew(*this); }
 };
 
 extern Switches switches;

@@ -61,10 +61,8 @@ class MediaMessage : public fake_base::FakeBaseTest {
   }
   ~MediaMessage() override { clean(); }
   static void clean() {
-    supervisor::switches.test_mode.store(0);
-    for (const int32_t kind : {media::MEDIA_PHOTO, media::MEDIA_VIDEO}) {
-      media::media_list_free(media::media_list(kind));
-    }
+    supervisor::switches.reset();
+    media::media_store_reset();
     std::filesystem::remove_all("/tmp/SD0/KRVMEDIA");
   }
   static void test_mode() { supervisor::switches.test_mode.store(1); }

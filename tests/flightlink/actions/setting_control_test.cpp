@@ -33,7 +33,6 @@ CommandLong setting(int sub, float value) {
 class SettingControl : public link_test::ReadyCamera {
  protected:
   SettingControl() {
-    camera::camera_state.TimelapseState.store(camera::kTimelapseIdle);
     confirm(camera::kResolution, 4);  // 1920x1080 30P
     camera::request(camera::kResolution, 4);
   }

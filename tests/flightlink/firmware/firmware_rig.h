@@ -44,16 +44,8 @@ inline std::string slots(const std::string& indices) {
 class FirmwareTest : public fake_base::FakeBaseTest {
  protected:
   FirmwareTest() {
-    auto& receive = flightlink::firmware_receive;
-    receive.image.reset();
-    receive.marks.reset();
-    receive.size = receive.count = receive.received = 0;
-    receive.in_progress = false;
-    receive.update_state = receive.result = receive.hold = 0;
-    auto& push = flightlink::firmware_push;
-    push.records.reset();
-    push.running = false;
-    push.state = 0;
+    flightlink::firmware_receive.reset();
+    flightlink::firmware_push.reset();
   }
 
   static flightlink::MavlinkMessage command(uint8_t sysid, uint8_t state,

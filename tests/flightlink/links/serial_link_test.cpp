@@ -48,7 +48,7 @@ class Line {
     EXPECT_EQ(serial_line_set_opt(near_.get(), 115200, 8, 'N', 1, 0), 0);
     serial_link.fd.store(near_.get());
   }
-  ~Line() { serial_link.fd.store(0); }
+  ~Line() { serial_link.reset(); }
   Line(const Line&) = delete;
   Line& operator=(const Line&) = delete;
 

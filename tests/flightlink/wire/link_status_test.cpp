@@ -13,11 +13,7 @@ namespace {
 
 class LinkStatusTest : public fake_base::FakeBaseTest {
  protected:
-  ~LinkStatusTest() override {
-    link_status_deinit();
-    set_link_status(0);
-    set_stream_on(0);
-  }
+  ~LinkStatusTest() override { link_status.reset(); }
 };
 
 TEST_F(LinkStatusTest, HoldsTwoIndependentWords) {

@@ -338,8 +338,7 @@ TEST(ReliableEstimator, TheTimeOutStaysBetween50000And2000000) {
 
 // The stamp that a datagram leaves behind; 0 when it holds none.
 uint32_t scanned(const std::string& text) {
-  reliable_udp_context.ack_stamp = 0;
-  reliable_udp_context.ack_arrival_us = 0;
+  reliable_udp_context.reset();
   Bytes bytes = hex(text);
   const size_t length = bytes.size();
   bytes.resize(length + 2);

@@ -25,7 +25,7 @@ class MediaBoard : public ::testing::Test {
     for (const std::string& folder : {kPic, kThumb, kVideo}) fs::create_directories(folder);
   }
   ~MediaBoard() override {
-    for (const int32_t kind : {1, 2, 3}) media_list_free(media_list(kind));
+    media_store_reset();
     fs::remove_all("/tmp/SD0/KRVMEDIA");
   }
 

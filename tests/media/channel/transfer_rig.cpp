@@ -10,7 +10,6 @@
 
 namespace media_test {
 
-using media::MEDIA_VIDEO;
 using media::transfer_context;
 
 TransferRig::TransferRig() : receiver_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
@@ -23,27 +22,15 @@ TransferRig::TransferRig() : receiver_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC
   const int buffer = 1 << 20;
   setsockopt(receiver_.get(), SOL_SOCKET, SO_RCVBUF, &buffer, sizeof(buffer));
   sender_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  context.send_slots.reset(2);
+  context.reset();
   context.sock = sender_;
   context.peer = address;
-  context.queue.reset();
-  context.queued = 0;
-  for (std::atomic<int32_t>* word :
-       {&context.new_work, &context.cancel, &context.stream_hold, &context.stream_hold_id,
-        &context.seek_pending, &context.seek_time, &context.paused}) {
-    word->store(0);
-  }
 }
 
 TransferRig::~TransferRig() {
-  context.sock = 0;
-  context.peer = {};
-  context.queue.reset();
-  context.queued = 0;
+  context.reset();
   close(sender_);
-  for (int32_t kind = media::MEDIA_PHOTO; kind <= MEDIA_VIDEO; kind++) {
-    media::media_list_free(media::media_list(kind));
-  }
+  media::media_store_reset();
 }
 
 Bytes TransferRig::next() {

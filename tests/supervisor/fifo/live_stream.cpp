@@ -73,9 +73,7 @@ LiveCycle::LiveCycle() {
   library.media.track_count = 2;
   library.handles = {&fake_fifo::video_reader, &fake_fifo::audio_reader};
   media::frame_list_init();
-  supervisor::set_video_flowing(0);
-  supervisor::switches.indicator_blink.store(0);
-  supervisor::switches.indicator_level.store(0);
+  supervisor::switches.reset();
   EXPECT_EQ(supervisor::live_fifo_begin_cycle(), 0);
   fake_fifo::state().calls.clear();
   fake_base::reset();
@@ -84,7 +82,7 @@ LiveCycle::LiveCycle() {
 LiveCycle::~LiveCycle() {
   supervisor::live_fifo_cleanup();
   media::frame_list_clear();
-  supervisor::set_video_flowing(0);
+  supervisor::switches.reset();
 }
 
 Calls LiveCycle::calls() {

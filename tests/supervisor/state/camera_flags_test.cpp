@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "base/clock.h"
 #include "fake_base/fake_base.h"
 #include "supervisor/state/switches.h"
 
@@ -39,9 +40,7 @@ const Flag kFlags[] = {
 
 class CameraFlags : public ::testing::Test {
  protected:
-  CameraFlags() {
-    for (const Flag& flag : kFlags) flag.word.store(0);
-  }
+  CameraFlags() { camera_flags_reset(); }
 };
 
 TEST_F(CameraFlags, EachSetterReachesItsOwnFlagOnly) {
@@ -107,19 +106,33 @@ TEST_F(CameraFlags, OfAnAwaitedAnswerItIsKnownSinceWhen) {
   }
 }
 
-TEST(Switches, GettersReadTheirOwnWord) {
+TEST_F(CameraFlags, AResetClearsEveryFlagAndSinceWhenItWaits) {
+  for (const Flag& flag : kFlags) flag.set(1);
+  EXPECT_NE(get_photo_pending_since_us(), 0U);
+  camera_flags_reset();
+  for (const Flag& flag : kFlags) EXPECT_EQ(flag.get(), 0) << flag.name;
+  fake_base::advance_us(5);
+  set_photo_pending(1);
+  EXPECT_EQ(get_photo_pending_since_us(), base::monotonic_us()) << "the time of the new wait";
+}
+
+class SwitchesTest : public ::testing::Test {
+ protected:
+  ~SwitchesTest() override { switches.reset(); }
+};
+
+TEST_F(SwitchesTest, GettersReadTheirOwnWord) {
   switches.test_mode.store(1);
   EXPECT_EQ(get_test_mode(), 1);
   EXPECT_EQ(get_marker_20m(), 0);
   EXPECT_EQ(get_video_flowing(), 0);
-  switches.test_mode.store(0);
+  switches.reset();
   switches.marker_20m.store(1);
   EXPECT_EQ(get_test_mode(), 0);
   EXPECT_EQ(get_marker_20m(), 1);
-  switches.marker_20m.store(0);
 }
 
-TEST(Switches, VideoFlowingStoresOneForAnythingButZero) {
+TEST_F(SwitchesTest, VideoFlowingStoresOneForAnythingButZero) {
   for (const int32_t on : {1, 5, -1, 256}) {
     set_video_flowing(on);
     EXPECT_EQ(get_video_flowing(), 1) << on;

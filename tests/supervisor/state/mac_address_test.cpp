@@ -14,9 +14,7 @@ using ::testing::ElementsAre;
 
 class MacAddress : public fake_base::FakeBaseTest {
  protected:
-  MacAddress() {
-    for (auto& byte : camera_mac) byte.store(0);
-  }
+  MacAddress() { camera_mac_reset(); }
   static std::string obtain() {
     ::testing::internal::CaptureStdout();
     obtain_macaddr();

@@ -22,8 +22,7 @@ class MarkerFilesBoard : public fake_base::FakeBaseTest {
     std::filesystem::remove("/tmp/SD0/20M.txt");
     std::filesystem::remove_all("/tmp/SD0/KRVMEDIA");
     std::filesystem::create_directories("/tmp/SD0/KRVMEDIA");
-    switches.test_mode.store(0);
-    switches.marker_20m.store(0);
+    switches.reset();
   }
   static void put(const char* path) { std::ofstream(path) << ""; }
 };
