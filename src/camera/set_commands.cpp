@@ -48,15 +48,15 @@ bool shutter_priority_below(int32_t index) {
   return confirmed(kAeMode) == kAeShutterPriority && confirmed(kShutter) < index;
 }
 
-int32_t start_timelapse(int32_t count, int32_t interval, const float (&values)[4]) {
+int32_t start_timelapse(int32_t interval, const flightlink::TimelapseParameters& parameters) {
   if (interval < 1 || interval > 15) return kRefused;
   if (camera_state.TimelapseState.load(kRelaxed) != kTimelapseIdle) return kRefused;
   if (cam_get_op_state() != kCamOpIdle) return kRefused;
   camera_state.TimelapseShots.store(0, kRelaxed);
   confirm(kTimelapseInterval, 0);
-  camera_state.timelapse_count_parameter.store(count, kRelaxed);
-  for (size_t i = 0; i < std::size(values); i++) {
-    camera_state.timelapse_parameters[i].store(values[i], kRelaxed);
+  camera_state.timelapse_count_parameter.store(parameters.count, kRelaxed);
+  for (size_t i = 0; i < std::size(parameters.values); i++) {
+    camera_state.timelapse_parameters[i].store(parameters.values[i], kRelaxed);
   }
   return cam_set_timelapse_interval(interval);
 }
@@ -211,12 +211,11 @@ int32_t cam_request_low_light(int32_t on) {
   return cam_set_low_light(on);
 }
 
-int32_t cam_timelapse_control(int32_t cmd, int32_t count, int32_t interval, int32_t, float a,
-                              float b, float c, float d) {
+int32_t cam_timelapse_control(const TimelapseRequest& request) {
   if (confirmed(kResolution) != kTimelapseResolution) return kRefused;
   if (shutter_priority_below(kShortestInTimelapse)) return kRefused;
-  if (cmd == 0) return start_timelapse(count, interval, {a, b, c, d});
-  return cmd == 2 ? cam_stop_timelapse() : 0;
+  if (request.cmd == 0) return start_timelapse(request.interval, request.parameters);
+  return request.cmd == 2 ? cam_stop_timelapse() : 0;
 }
 
 int32_t cam_stop_timelapse() {

@@ -9,6 +9,8 @@
 
 #include <cstdint>
 
+#include "flightlink/wire/reports.h"
+
 namespace camera {
 
 int32_t cam_set_resolution(int32_t index);  // -1 outside the table
@@ -55,12 +57,15 @@ int32_t cam_apply_ae_mode(int32_t mode);
 // -1 unless the resolution is 30P and the AE mode is 0; first leaves RAW photos.
 int32_t cam_request_low_light(int32_t on);
 
+struct TimelapseRequest {
+  int32_t cmd;
+  int32_t interval;
+  flightlink::TimelapseParameters parameters;  // of the time-lapse report
+};
 // Only at 1920x1080 30P, and not while the AE mode is 2 with a shutter index below 6; else -1. cmd
-// 0 starts: interval 1 to 15, no time-lapse and no operation in flight, else -1; count and the four
-// floats are those of the time-lapse report. cmd 2 stops. Others: nothing and 0. `spare` is not
-// used.
-int32_t cam_timelapse_control(int32_t cmd, int32_t count, int32_t interval, int32_t spare, float a,
-                              float b, float c, float d);
+// 0 starts: interval 1 to 15, no time-lapse and no operation in flight, else -1. cmd 2 stops.
+// Others: nothing and 0.
+int32_t cam_timelapse_control(const TimelapseRequest& request);
 // Only while a time-lapse runs and no stop has been sent; otherwise nothing and 0.
 // Refused like cam_stop_record while a slice is starting; then it may be sent again.
 int32_t cam_stop_timelapse();

@@ -121,7 +121,7 @@ TEST_F(RefusedSetting, ATimelapseMayStartAgainAfterItsConnectionIsGone) {
   cam_connection_lost();
   (void)timeline();
   EXPECT_EQ(camera_state.TimelapseState.load(), kTimelapseIdle);
-  EXPECT_EQ(cam_timelapse_control(0, 300, 5, 0, 1.0F, 2.0F, 3.0F, 4.0F), 0);
+  EXPECT_EQ(cam_timelapse_control({0, 5, {300, {1.0F, 2.0F, 3.0F, 4.0F}}}), 0);
   EXPECT_EQ(timeline(),
             Timeline{R"({"msg_id":2,"token":77,"param":"5","type":"time_lapse_interval"})"});
 }

@@ -229,7 +229,7 @@ class TimelapseControl : public CameraTest {
  protected:
   TimelapseControl() { settle(kResolution, 4); }
   static int32_t control(int32_t cmd, int32_t interval = 5) {
-    return cam_timelapse_control(cmd, 300, interval, 9, 1.0F, -2.0F, 0.5F, 8.0F);
+    return cam_timelapse_control({cmd, interval, {300, {1.0F, -2.0F, 0.5F, 8.0F}}});
   }
   void expect_refused(int32_t cmd, int32_t interval = 5) {
     camera_state.TimelapseShots.store(3);

@@ -44,8 +44,11 @@ int default_settings(const CommandLong&) {
 int timelapse(const CommandLong& command) {
   if (camera::cam_get_mode() != camera::kModeVideo) return kRefused;
   const float* p = command.param;
-  return camera::cam_timelapse_control(command.confirmation, parameter(p[0]), parameter(p[2]),
-                                       parameter(p[3]), p[1], p[4], p[5], p[6]);
+  // param4 is not used.
+  return camera::cam_timelapse_control(
+      {.cmd = command.confirmation,
+       .interval = parameter(p[2]),
+       .parameters = {.count = parameter(p[0]), .values = {p[1], p[4], p[5], p[6]}}});
 }
 
 template <int32_t (*Set)(int32_t)>
