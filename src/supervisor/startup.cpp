@@ -11,6 +11,7 @@
 #include "config/korvanprofile.h"
 #include "flightlink/firmware/boards.h"
 #include "flightlink/links/peer_link.h"
+#include "flightlink/wire/link_status.h"
 #include "flightlink/wire/reliable_udp.h"
 #include "media/channel/transfer.h"
 #include "media/live/video_sender.h"
@@ -55,6 +56,8 @@ void start_services() {
   media::live_video_init();
   flightlink::reliable_udp_init();
   media::transfer_start();
+  // Live video flows only from here on: the card has been read, which may have taken a while.
+  flightlink::set_stream_on(1);
   camera::cam_json_init();
   read_marker_files();
   flightlink::firmware_init();

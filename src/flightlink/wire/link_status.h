@@ -1,9 +1,9 @@
 // What the peer says it wants, in two words that several modules read.
 //
 // The link status is the low four bits of the peer HEARTBEAT's system_status; 2 asks for live
-// video. The stream-on word is bit 0 of our own HEARTBEAT: it enables the live video sender. It is
-// 1 from the start of the media store on, and message 67 from the peer sets it. Any thread may
-// call; both words are relaxed atomics.
+// video. The stream-on word is bit 0 of our own HEARTBEAT: it enables the live video sender.
+// Start-up sets it to 1 once the media channel runs, and message 67 from the peer sets it. Any
+// thread may call; both words are relaxed atomics.
 #pragma once
 
 #include <atomic>

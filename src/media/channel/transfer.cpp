@@ -13,7 +13,6 @@
 #include "base/descriptor.h"
 #include "base/mutex.h"
 #include "base/thread.h"
-#include "flightlink/wire/link_status.h"
 #include "media/card/store.h"
 #include "media/channel/transfer_context.h"
 #include "media/channel/transfer_requests.h"
@@ -41,7 +40,6 @@ int32_t transfer_start() {
   // A client's question about a broken file is no reason for lines in the log.
   quiet_av_messages();
   (void)media_rescan(&media_store);
-  flightlink::set_stream_on(1);
   const int worker = base::start_worker(TransferWorkerThread, nullptr, kPriority, &context.worker);
   context.worker_started.store(worker == 0, std::memory_order_release);
   const int receiver =

@@ -10,8 +10,8 @@ namespace media {
 inline constexpr uint16_t kTransferPort = 8857;
 inline constexpr int kTransferSendBuffer = 10485760;  // SO_SNDBUF, bytes
 
-// Start-up: rescans the card, enables the live video sender and starts the two threads. Returns 0;
-// -1 when a thread could not be started. Called once.
+// Start-up: rescans the card and starts the two threads. Returns 0; -1 when a thread could not be
+// started. Called once.
 int32_t transfer_start();
 
 // Exit: lets go of the media lists and sends signal 9 to the worker thread, which ends the whole
