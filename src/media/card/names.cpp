@@ -3,8 +3,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "supervisor/state/camera_flags.h"
-
 namespace media {
 namespace {
 
@@ -42,11 +40,9 @@ int32_t media_thumb_name(char* name, size_t size) {
   return 0;
 }
 
-int32_t media_photo_name(const char* name, char* to, size_t size) {
-  const int32_t mode = supervisor::get_photo_mode();
-  if (mode == 0 || name == nullptr || to == nullptr || size == 0) return 0;
-  std::snprintf(to, size, "%.15s_%s%02d.JPG", name, mode_letters(mode),
-                supervisor::get_photo_sequence());
+int32_t media_photo_name(const char* name, const PhotoMark& mark, char* to, size_t size) {
+  if (mark.mode == 0 || name == nullptr || to == nullptr || size == 0) return 0;
+  std::snprintf(to, size, "%.15s_%s%02d.JPG", name, mode_letters(mark.mode), mark.sequence);
   return 1;
 }
 

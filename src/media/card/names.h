@@ -29,11 +29,16 @@ inline constexpr size_t kMediaNameSize = 50;
 // is null, not terminated within `size`, without a "." or of kind MEDIA_OTHER.
 int32_t media_thumb_name(char* name, size_t size);
 
-// The name of a new photo, from the camera's name for it and the photo mode and sequence number of
-// supervisor/camera_flags.h: the first 15 characters (date and time), "_", the mode's letters (1
-// "PR", 2 "PW", 3 "PV", others "PH"), the number with two digits at least, ".JPG"; cut to `size`
-// bytes. Returns 1; 0 with `to` unchanged when the photo mode is 0 (the photo keeps its name) or an
-// argument is null or 0.
-int32_t media_photo_name(const char* name, char* to, size_t size);
+// What was asked for with a photo.
+struct PhotoMark {
+  int32_t mode;      // 0: the photo keeps its name
+  int32_t sequence;  // number in its name
+};
+
+// The name of a new photo, from the camera's name for it: the first 15 characters (date and time),
+// "_", the mode's letters (1 "PR", 2 "PW", 3 "PV", others "PH"), the number with two digits at
+// least, ".JPG"; cut to `size` bytes. Returns 1; 0 with `to` unchanged when the mode is 0, a text
+// is null or the size is 0.
+int32_t media_photo_name(const char* name, const PhotoMark& mark, char* to, size_t size);
 
 }  // namespace media

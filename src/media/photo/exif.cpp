@@ -16,6 +16,7 @@
 #include "media/card/store.h"
 #include "media/photo/exif_entries.h"
 #include "media/photo/jpeg_data.h"
+#include "supervisor/state/camera_flags.h"
 
 namespace media {
 namespace {
@@ -164,7 +165,8 @@ int32_t exif_tag_and_rename_photo(const char* name, int32_t longitude, int32_t l
   if (media_file_kind(name) != MEDIA_PHOTO || !base::safe_name(name)) return -1;
   const BusyMark busy;
   char new_name[kMediaNameSize] = "";
-  const bool renamed = media_photo_name(name, new_name, sizeof(new_name)) == 1;
+  const PhotoMark mark{supervisor::get_photo_mode(), supervisor::get_photo_sequence()};
+  const bool renamed = media_photo_name(name, mark, new_name, sizeof(new_name)) == 1;
   const char* target = renamed ? new_name : name;
 
   char old_path[kMediaPathSize];

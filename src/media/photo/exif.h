@@ -44,8 +44,9 @@ int32_t exif_write_photo(const char* source, const char* destination, const char
 int32_t exif_tag_photo(const ExifTagRequest* request);
 
 // Tags a new photo of the photo folder. Its time comes from its name (exif_time_from_name, else
-// zero bytes), its new name from media_photo_name; the old file goes once the new one is complete
-// on disk. With photo mode 0 it is rewritten in place. Returns 0, whatever became of the photo; -1
+// zero bytes), its new name from media_photo_name with the photo mode and number of the activity
+// flags (supervisor/state/camera_flags.h); the old file goes once the new one is complete on disk.
+// With photo mode 0 it is rewritten in place. Returns 0, whatever became of the photo; -1
 // for a name that is null, that base::safe_name refuses or that is not a photo's.
 int32_t exif_tag_and_rename_photo(const char* name, int32_t longitude, int32_t latitude,
                                   int32_t altitude);

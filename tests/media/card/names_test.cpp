@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "supervisor/state/camera_flags.h"
+#include <string>
 
 namespace media {
 namespace {
@@ -55,23 +55,13 @@ TEST(MediaThumbName, IsCutToTheBuffer) {
   EXPECT_EQ(thumb_of("X.MP4", 8), "X_v.JPG");
 }
 
-class MediaPhotoName : public ::testing::Test {
- protected:
-  ~MediaPhotoName() override {
-    supervisor::set_photo_mode(0);
-    supervisor::set_photo_sequence(0);
-  }
+std::string name_of(const char* name, int32_t mode, int32_t sequence) {
+  char to[50] = "kept";
+  const int32_t result = media_photo_name(name, {mode, sequence}, to, sizeof(to));
+  return std::to_string(result) + " " + to;
+}
 
-  static std::string name_of(const char* name, int32_t mode, int32_t sequence) {
-    supervisor::set_photo_mode(mode);
-    supervisor::set_photo_sequence(sequence);
-    char to[50] = "kept";
-    const int32_t result = media_photo_name(name, to, sizeof(to));
-    return std::to_string(result) + " " + to;
-  }
-};
-
-TEST_F(MediaPhotoName, HasTheTimeTheModeAndTheNumber) {
+TEST(MediaPhotoName, HasTheTimeTheModeAndTheNumber) {
   EXPECT_EQ(name_of("20200101_120000AB.JPG", 1, 5), "1 20200101_120000_PR05.JPG");
   EXPECT_EQ(name_of("20200101_120000AB.JPG", 2, 3), "1 20200101_120000_PW03.JPG");
   EXPECT_EQ(name_of("20200101_120000AB.JPG", 3, 10), "1 20200101_120000_PV10.JPG");
@@ -79,18 +69,17 @@ TEST_F(MediaPhotoName, HasTheTimeTheModeAndTheNumber) {
   EXPECT_EQ(name_of("20200101_120000AB.JPG", 7, 255), "1 20200101_120000_PH255.JPG");
 }
 
-TEST_F(MediaPhotoName, IsNotMadeInModeZero) {
+TEST(MediaPhotoName, IsNotMadeInModeZero) {
   EXPECT_EQ(name_of("20200101_120000AB.JPG", 0, 3), "0 kept");
 }
 
-TEST_F(MediaPhotoName, ShortNamesStayShortAndLongOnesAreCut) {
+TEST(MediaPhotoName, ShortNamesStayShortAndLongOnesAreCut) {
   EXPECT_EQ(name_of("a.JPG", 1, 1), "1 a.JPG_PR01.JPG");
-  supervisor::set_photo_mode(1);
   char to[18];
-  EXPECT_EQ(media_photo_name("20200101_120000AB.JPG", to, sizeof(to)), 1);
+  EXPECT_EQ(media_photo_name("20200101_120000AB.JPG", {1, 1}, to, sizeof(to)), 1);
   EXPECT_STREQ(to, "20200101_120000_P");
-  EXPECT_EQ(media_photo_name(nullptr, to, sizeof(to)), 0);
-  EXPECT_EQ(media_photo_name("a", nullptr, 5), 0);
+  EXPECT_EQ(media_photo_name(nullptr, {1, 1}, to, sizeof(to)), 0);
+  EXPECT_EQ(media_photo_name("a", {1, 1}, nullptr, 5), 0);
 }
 
 }  // namespace
