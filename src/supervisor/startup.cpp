@@ -1,9 +1,7 @@
 #include "supervisor/startup.h"
 
 #include <fcntl.h>
-#include <pthread.h>
 
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 
@@ -31,20 +29,12 @@ void fill_standard_descriptors() {
   }
 }
 
-// Inherited by every thread; the acknowledged sender lets it through while it waits.
-void block_alarm() {
-  sigset_t alarm;
-  sigemptyset(&alarm);
-  sigaddset(&alarm, SIGALRM);
-  pthread_sigmask(SIG_BLOCK, &alarm, nullptr);
-}
-
 }  // namespace
 
 void prepare_process() {
   fill_standard_descriptors();
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
-  block_alarm();
+  flightlink::reliable_udp_block_alarm();
 }
 
 void start_services() {

@@ -148,6 +148,7 @@ TEST(ExitHandler, WithTheAcknowledgedSenderRunningTheProcessIsKilled) {
   for (const ExitSignal& signal : kExitSignals) {
     const Ending ending = run([&signal] {
       install_exit_handler();
+      flightlink::reliable_udp_block_alarm();
       if (flightlink::reliable_udp_init() != 0) _exit(78);
       raise(signal.number);
     });
@@ -162,6 +163,7 @@ TEST(ExitHandler, WithTheAcknowledgedSenderRunningTheProcessIsKilled) {
 Ending ended_beside_start_up(const std::atomic<bool>& started, int (*start)()) {
   return run([&] {
     dup2(STDOUT_FILENO, STDERR_FILENO);
+    flightlink::reliable_udp_block_alarm();
     install_exit_handler();
     std::thread([&started] {
       while (!started.load(std::memory_order_relaxed)) std::this_thread::yield();

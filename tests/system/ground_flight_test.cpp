@@ -52,10 +52,7 @@ std::string text_of(const Bytes& bytes) { return {bytes.begin(), bytes.end()}; }
 
 // First in the file: it needs UDP 8866 of the board, which the programs of the other tests take.
 TEST(GroundAck, AnswersTheAcknowledgedSender) {
-  sigset_t alarm;
-  sigemptyset(&alarm);
-  sigaddset(&alarm, SIGALRM);
-  pthread_sigmask(SIG_BLOCK, &alarm, nullptr);
+  flightlink::reliable_udp_block_alarm();
   ASSERT_EQ(flightlink::reliable_udp_init(), 0);
   ASSERT_TRUE(poll_until([] { return flightlink::reliable_udp_context.ack_socket.load() != 0; },
                          seconds(5)));

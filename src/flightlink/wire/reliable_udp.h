@@ -55,8 +55,13 @@ extern ReliableUdpContext reliable_udp_context;
 inline constexpr uint32_t kReliableTimeoutMinUs = 50000;
 inline constexpr uint32_t kReliableTimeoutMaxUs = 2000000;
 
+// The timer's signal may reach the sending thread only, which lets it through while it sends: every
+// other thread has SIGALRM blocked, which it inherits from the first one. Blocks it in the calling
+// thread; start-up, before there is another.
+void reliable_udp_block_alarm();
+
 // Start-up: clears the record, creates the timer and starts the acknowledgement thread (SCHED_RR
-// 2). Returns 0, or -1 when timer or thread could not be made.
+// 2). Returns 0, or -1 when timer or thread could not be made. SIGALRM is blocked.
 int reliable_udp_init();
 
 // Exit: deletes the timer, closes the socket, and sends signal 9 to the acknowledgement thread,

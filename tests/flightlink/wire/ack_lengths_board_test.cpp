@@ -19,10 +19,7 @@ using link_test::Bytes;
 using link_test::in_fresh_process;
 
 void start() {
-  sigset_t alarm;
-  sigemptyset(&alarm);
-  sigaddset(&alarm, SIGALRM);
-  pthread_sigmask(SIG_BLOCK, &alarm, nullptr);
+  reliable_udp_block_alarm();
   ASSERT_EQ(reliable_udp_init(), 0);
   while (reliable_udp_context.ack_socket.load() == 0) std::this_thread::yield();
 }

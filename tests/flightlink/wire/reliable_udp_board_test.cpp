@@ -20,16 +20,9 @@ using link_test::Bytes;
 using link_test::in_fresh_process;
 using std::chrono::milliseconds;
 
-void block_alarm() {
-  sigset_t alarm;
-  sigemptyset(&alarm);
-  sigaddset(&alarm, SIGALRM);
-  pthread_sigmask(SIG_BLOCK, &alarm, nullptr);
-}
-
 // Waits until the acknowledgement thread has its port.
 void start() {
-  block_alarm();
+  reliable_udp_block_alarm();
   ASSERT_EQ(reliable_udp_init(), 0);
   for (int i = 0; i < 1000 && reliable_udp_context.ack_socket.load() == 0; i++) {
     std::this_thread::sleep_for(milliseconds(5));
@@ -101,7 +94,7 @@ TEST(ReliableUdpBoard, StoppingItEndsTheProcess) {
 
 TEST(ReliableUdpBoard, WithoutItsPortTheThreadEndsAndSendsGoUnanswered) {
   in_fresh_process([] {
-    block_alarm();
+    reliable_udp_block_alarm();
     const base::Descriptor taken(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     sockaddr_in own{};
     own.sin_family = AF_INET;

@@ -57,6 +57,7 @@ void acknowledge(uint32_t stamp) {
 struct FarSide {
   FarSide() {
     fake_base::reset();
+    reliable_udp_block_alarm();
     EXPECT_EQ(reliable_udp_init(), 0);
     socket = link_test::open_loopback(&address);
   }
@@ -103,6 +104,7 @@ TEST(ReliableInit, StartsTheRecordTheTimerAndTheThread) {
     context.retries = 9;
     context.timeout_us = context.ack_stamp = 9;
     context.send_time_us = context.ack_arrival_us = 9;
+    reliable_udp_block_alarm();
     EXPECT_EQ(reliable_udp_init(), 0);
     EXPECT_EQ(context.last_rtt_us, 0.0F);
     EXPECT_EQ(context.srtt_us, 0.0F);
@@ -121,11 +123,18 @@ TEST(ReliableInit, AThreadThatCannotBeStartedGivesMinusOneAndDeinitStaysSafe) {
   in_fresh_process([] {
     fake_base::reset();
     fake_base::fail_next_thread();
+    reliable_udp_block_alarm();
     EXPECT_EQ(reliable_udp_init(), -1);
     reliable_udp_deinit();
     reliable_udp_deinit();
   });
 }
+
+#ifndef NDEBUG
+TEST(ReliableInitDeath, WithoutTheAlarmBlockedItEndsTheProcess) {
+  EXPECT_DEATH((void)reliable_udp_init(), "alarm_is_blocked");
+}
+#endif
 
 TEST(ReliableSend, RefusesWhatItCannotSend) {
   in_fresh_process([] {
