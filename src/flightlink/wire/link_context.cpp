@@ -10,9 +10,8 @@
 #include "base/mutex.h"
 #include "base/relaxed.h"
 #include "base/renew.h"
-#include "base/shell.h"
-#include "base/text.h"
 #include "flightlink/wire/link_status.h"
+#include "supervisor/state/lamps.h"
 
 namespace flightlink {
 
@@ -21,9 +20,6 @@ MavlinkContext mavlink_context{};
 namespace {
 
 using base::kRelaxed;
-
-base::Mutex lamp_lock;             // held while the script runs
-int32_t link_indicator_last = -1;  // under lamp_lock
 
 void report_send_error(const char* function, int line) {
   std::fprintf(stderr, "%s(line=%d):send error,%s!\n", function, line, std::strerror(errno));
@@ -121,13 +117,6 @@ int peer_udp_send(const MavlinkMessage* message) {
   return static_cast<int>(sent);
 }
 
-void link_indicator_set(int32_t value) {
-  const base::Lock lock(lamp_lock);
-  if (link_indicator_last == value) return;
-  link_indicator_last = value;
-  char command[100];
-  base::format_text(command, "/usr/local/share/script/t_gpio.sh 10 %d", value);
-  base::run_shell(command);
-}
+void link_indicator_set(int32_t value) { supervisor::lamp_set(supervisor::kLampLink, value); }
 
 }  // namespace flightlink

@@ -72,8 +72,8 @@ void app_timers_stop();
 int peer_udp_send(const MavlinkMessage* message);
 
 // The link lamp on GPIO line 10: runs the board's script when the value differs from the last one
-// (the first call always differs), in the order of the calls: a caller waits for the script of
-// another one. Any thread but a signal handler.
+// (-1 before the first call), in the order of the calls: a caller waits for the script of another
+// one. Any thread but a signal handler.
 void link_indicator_set(int32_t value);
 
 }  // namespace flightlink

@@ -1,19 +1,16 @@
 #include "supervisor/state/indicator.h"
 
 #include "base/clock.h"
-#include "base/shell.h"
-#include "base/text.h"
 #include "base/thread.h"
+#include "supervisor/state/lamps.h"
 #include "supervisor/state/switches.h"
 
 namespace supervisor {
 namespace {
 
-int32_t gpio9_last = -1;
-int32_t indicator_phase = 0;
+int32_t indicator_phase = 0;  // indicator thread only
 
-// Default scheduling; owns gpio9_last and indicator_phase, reads the indicator switches; never
-// ends.
+// Default scheduling; owns indicator_phase, reads the indicator switches; never ends.
 void* indicator_thread(void*) {
   for (;;) {
     indicator_tick();
@@ -24,14 +21,7 @@ void* indicator_thread(void*) {
 
 }  // namespace
 
-int32_t gpio9_set(int32_t value) {
-  if (value == gpio9_last) return -1;
-  gpio9_last = value;
-  char command[100];
-  base::format_text(command, "/bin/sh /usr/local/share/script/t_gpio.sh 9 %d", value);
-  base::run_shell(command);
-  return 0;
-}
+int32_t gpio9_set(int32_t value) { return lamp_set(kLampStream, value); }
 
 void indicator_tick() {
   if (switches.indicator_blink.load(std::memory_order_relaxed) == 1) {

@@ -5,8 +5,8 @@
 
 namespace supervisor {
 
-// Runs the board's GPIO script with that value when it differs from the last one (the first call
-// always differs). Returns 0, or -1 when there was nothing to do. Indicator thread only.
+// Shows the value on line 9 when it differs from the last one, which is -1 before the first call.
+// Returns 0, or -1 when there was nothing to do.
 int32_t gpio9_set(int32_t value);
 
 // One second's work without the sleep: inverts the phase while blinking (the first blink writes 1),
