@@ -15,6 +15,7 @@
 #include "base/descriptor.h"
 #include "base/mutex.h"
 #include "base/relaxed.h"
+#include "base/socket.h"
 #include "base/thread.h"
 #include "flightlink/actions/dispatch.h"
 #include "flightlink/frame/messages.h"
@@ -131,11 +132,7 @@ int app_server_open() {
   base::Descriptor fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   if (!fd.open()) return -1;
   set_option(fd.get(), SOL_SOCKET, SO_REUSEADDR, 1);
-  sockaddr_in local{};
-  local.sin_family = AF_INET;
-  local.sin_port = htons(kAppPort);
-  local.sin_addr.s_addr = htonl(INADDR_ANY);
-  if (bind(fd.get(), reinterpret_cast<const sockaddr*>(&local), sizeof(local)) != 0) return -1;
+  if (!base::bind_any(fd.get(), kAppPort)) return -1;
   if (listen(fd.get(), kBacklog) != 0) return -1;
   mavlink_context.listen_socket.store(fd.release(), kRelaxed);
   return 0;

@@ -10,6 +10,7 @@
 #include "base/descriptor.h"
 #include "base/mutex.h"
 #include "base/relaxed.h"
+#include "base/socket.h"
 #include "base/thread.h"
 #include "flightlink/actions/dispatch.h"
 #include "flightlink/links/heartbeats.h"
@@ -41,11 +42,7 @@ int peer_socket_open(const char* address) {
   setsockopt(fd.get(), SOL_SOCKET, SO_SNDBUF, &kSocketBuffer, sizeof(kSocketBuffer));
   setsockopt(fd.get(), SOL_SOCKET, SO_RCVBUF, &kSocketBuffer, sizeof(kSocketBuffer));
   setsockopt(fd.get(), SOL_SOCKET, SO_REUSEADDR, &one, sizeof(one));
-  sockaddr_in local{};
-  local.sin_family = AF_INET;
-  local.sin_port = htons(kPeerPort);
-  local.sin_addr.s_addr = htonl(INADDR_ANY);
-  if (bind(fd.get(), reinterpret_cast<const sockaddr*>(&local), sizeof(local)) != 0) return -1;
+  if (!base::bind_any(fd.get(), kPeerPort)) return -1;
 
   const base::Lock lock(context.peer_lock);
   context.peer_address = {};

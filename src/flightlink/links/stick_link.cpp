@@ -12,6 +12,7 @@
 #include "base/descriptor.h"
 #include "base/mutex.h"
 #include "base/relaxed.h"
+#include "base/socket.h"
 #include "base/thread.h"
 #include "flightlink/links/serial_link.h"
 #include "flightlink/wire/link_context.h"
@@ -42,11 +43,7 @@ int stick_socket_open() {
   if (setsockopt(fd.get(), SOL_SOCKET, SO_REUSEADDR, &one, sizeof(one)) != 0) {
     return fail("setsockopt fail!");
   }
-  sockaddr_in local{};
-  local.sin_family = AF_INET;
-  local.sin_port = htons(kStickPort);
-  local.sin_addr.s_addr = htonl(INADDR_ANY);
-  if (bind(fd.get(), reinterpret_cast<const sockaddr*>(&local), sizeof(local)) != 0) {
+  if (!base::bind_any(fd.get(), kStickPort)) {
     return fail("bind fail!");
   }
   std::printf("%s(%d):stick socket bind ok !\n", kThread, 1063);

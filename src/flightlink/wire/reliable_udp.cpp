@@ -20,6 +20,7 @@
 #include "base/descriptor.h"
 #include "base/mutex.h"
 #include "base/relaxed.h"
+#include "base/socket.h"
 #include "base/thread.h"
 #include "base/timer.h"
 
@@ -146,11 +147,7 @@ int send_until_acknowledged(const uint8_t* frame, size_t size, uint64_t now, int
 // Ends only when the port cannot be bound.
 void* acknowledgement_thread(void*) {
   base::Descriptor fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-  sockaddr_in local{};
-  local.sin_family = AF_INET;
-  local.sin_port = htons(kAckPort);
-  local.sin_addr.s_addr = htonl(INADDR_ANY);
-  if (!fd.open() || bind(fd.get(), reinterpret_cast<const sockaddr*>(&local), sizeof(local)) != 0) {
+  if (!fd.open() || !base::bind_any(fd.get(), kAckPort)) {
     return nullptr;
   }
   const int ack_socket = fd.release();

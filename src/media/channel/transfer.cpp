@@ -12,6 +12,7 @@
 #include "base/clock.h"
 #include "base/descriptor.h"
 #include "base/mutex.h"
+#include "base/socket.h"
 #include "base/thread.h"
 #include "media/card/store.h"
 #include "media/channel/transfer_context.h"
@@ -81,11 +82,7 @@ int32_t transfer_socket_open() {
                  sizeof(kTransferSendBuffer)) != 0) {
     return -1;
   }
-  sockaddr_in local{};
-  local.sin_family = AF_INET;
-  local.sin_port = htons(kTransferPort);
-  local.sin_addr.s_addr = htonl(INADDR_ANY);
-  if (bind(fd.get(), reinterpret_cast<const sockaddr*>(&local), sizeof(local)) != 0) return -1;
+  if (!base::bind_any(fd.get(), kTransferPort)) return -1;
   const base::Lock lock(transfer_context.socket_lock);
   transfer_context.sock = fd.release();
   return 0;
