@@ -14,13 +14,15 @@
 namespace camera_service {
 namespace {
 
-constexpr int kWidth = 4000;
-constexpr int kHeight = 3000;
-constexpr int kThumbnailWidth = 160;
-constexpr int kThumbnailHeight = 120;
 constexpr int kSensorNoise = 7;
-constexpr int kQuality = 90;
-constexpr int kThumbnailQuality = 80;
+
+// How a picture is stored.
+struct Format {
+  int width, height;
+  int quality;  // of the JPEG
+};
+constexpr Format kPhoto{4000, 3000, 90};
+constexpr Format kThumbnail{160, 120, 80};
 
 PhotoResult write_file(const std::string& path, std::span<const uint8_t> bytes) {
   base::File file(std::fopen(path.c_str(), "wbe"));
@@ -33,8 +35,8 @@ PhotoResult write_file(const std::string& path, std::span<const uint8_t> bytes) 
 
 void paint_target(const Canvas& canvas, const Studio::Job& job) {
   const int cell = 24;
-  const int x = 200 + job.number * 370 % (kWidth - 800);
-  const int y = kHeight * 2 / 5 + job.number * 230 % (kHeight / 3);
+  const int x = 200 + job.number * 370 % (kPhoto.width - 800);
+  const int y = kPhoto.height * 2 / 5 + job.number * 230 % (kPhoto.height / 3);
   paint_rectangle(canvas, x, y, 400, 400, kWhite);
   paint_rectangle(canvas, x + 60, y + 60, 280, 280, kRed);
   paint_rectangle(canvas, x + 140, y + 140, 120, 120, kWhite);
@@ -75,8 +77,8 @@ void Studio::take(Job job, Done done) {
 // Default scheduling. Owns the two pictures; shares the queue under mutex_. Ends when the studio is
 // destroyed.
 void Studio::run() {
-  Picture scene(kWidth, kHeight);
-  Picture photo(kWidth, kHeight);
+  Picture scene(kPhoto.width, kPhoto.height);
+  Picture photo(kPhoto.width, kPhoto.height);
   paint_landscape(scene.canvas(), kSensorNoise);
   while (true) {
     std::unique_lock lock(mutex_);
@@ -93,12 +95,12 @@ PhotoResult Studio::expose(Job& job, Picture& scene, Picture& photo) const {
   const Canvas canvas = photo.canvas();
   copy_canvas(scene.canvas(), canvas);
   paint_target(canvas, job);
-  Picture small = shrink(canvas, kThumbnailWidth, kThumbnailHeight);
-  const std::vector<uint8_t> thumbnail = encode_jpeg(small.canvas(), kThumbnailQuality);
-  const std::vector<uint8_t> jpeg = encode_jpeg(canvas, kQuality);
+  Picture small = shrink(canvas, kThumbnail.width, kThumbnail.height);
+  const std::vector<uint8_t> thumbnail = encode_jpeg(small.canvas(), kThumbnail.quality);
+  const std::vector<uint8_t> jpeg = encode_jpeg(canvas, kPhoto.quality);
   if (jpeg.empty() || thumbnail.empty()) return PhotoResult::kFailed;
-  job.fields.width = kWidth;
-  job.fields.height = kHeight;
+  job.fields.width = kPhoto.width;
+  job.fields.height = kPhoto.height;
   PhotoResult result =
       write_file(job.working_path, with_app1(jpeg, exif_block(job.mode, job.fields, thumbnail)));
   if (result == PhotoResult::kOk &&

@@ -3,19 +3,19 @@
 #include <algorithm>
 
 #include "base/bytes.h"
+#include "flightlink/frame/messages.h"
 
 namespace groundstation {
 namespace {
 
-constexpr uint8_t kFirmwareReportId = 76;
-constexpr uint8_t kFirmwareDataId = 110;
-constexpr uint16_t kFirmwareCommand = 4;
-constexpr size_t kFirmwareReportLength = 33;
-constexpr size_t kFirmwareDataLength = 254;
+using flightlink::kCommandFirmware;
+using flightlink::kCommandLong;
+using flightlink::kFirmwareTransfer;
+
 constexpr size_t kFirmwareDataAt = 3;
 
 PeerMessage firmware_data_message(FirmwareOpcode opcode, std::span<const uint8_t> data) {
-  PeerMessage message{kFirmwareDataId, std::vector<uint8_t>(kFirmwareDataLength)};
+  PeerMessage message{kFirmwareTransfer.id, std::vector<uint8_t>(kFirmwareTransfer.length)};
   message.payload[0] = opcode;
   message.payload[1] = static_cast<uint8_t>(data.size());
   message.payload[2] = kBoardApplication;
@@ -42,10 +42,10 @@ std::array<float, kFirmwareSlots> empty_firmware_slots() {
 }
 
 PeerMessage firmware_report_message(const FirmwareReport& report) {
-  PeerMessage message{kFirmwareReportId, std::vector<uint8_t>(kFirmwareReportLength)};
+  PeerMessage message{kCommandLong.id, std::vector<uint8_t>(kCommandLong.length)};
   uint8_t* payload = message.payload.data();
   for (size_t i = 0; i < kFirmwareSlots; i++) base::store_f32le(payload + 4 * i, report.slots[i]);
-  base::store_u16le(payload + 28, kFirmwareCommand);
+  base::store_u16le(payload + 28, kCommandFirmware);
   payload[30] = report.state;
   payload[31] = report.board;
   payload[32] = report.result;
@@ -64,17 +64,17 @@ PeerMessage firmware_chunk_message(uint32_t index, std::span<const uint8_t> byte
   base::store_u16be(data.data() + 2, static_cast<uint16_t>(index));
   const size_t length = std::min(bytes.size(), kFirmwareChunk);
   std::copy_n(bytes.begin(), length, data.begin() + 4);
-  return firmware_data_message(kFirmwareChunkOpcode, {data.data(), 4 + length});
+  return firmware_data_message(kOpcodeChunk, {data.data(), 4 + length});
 }
 
 PeerMessage firmware_start_message(std::string_view md5) {
-  return firmware_data_message(kFirmwareStartOpcode, {reinterpret_cast<const uint8_t*>(md5.data()),
-                                                      std::min(md5.size(), kFirmwareMd5)});
+  return firmware_data_message(kOpcodeStart, {reinterpret_cast<const uint8_t*>(md5.data()),
+                                              std::min(md5.size(), kFirmwareMd5)});
 }
 
 std::optional<FirmwareReport> firmware_report_of(const flightlink::MavlinkMessage& frame) {
-  if (frame.msgid != kFirmwareReportId || frame.len < kFirmwareReportLength) return std::nullopt;
-  if (base::load_u16le(frame.payload + 28) != kFirmwareCommand) return std::nullopt;
+  if (frame.msgid != kCommandLong.id || frame.len < kCommandLong.length) return std::nullopt;
+  if (base::load_u16le(frame.payload + 28) != kCommandFirmware) return std::nullopt;
   FirmwareReport report{frame.payload[30], frame.payload[31], frame.payload[32], {}};
   for (size_t i = 0; i < kFirmwareSlots; i++) {
     report.slots[i] = base::load_f32le(frame.payload + 4 * i);
@@ -83,7 +83,7 @@ std::optional<FirmwareReport> firmware_report_of(const flightlink::MavlinkMessag
 }
 
 std::optional<FirmwareData> firmware_data_of(const flightlink::MavlinkMessage& frame) {
-  if (frame.msgid != kFirmwareDataId || frame.len < kFirmwareDataAt) return std::nullopt;
+  if (frame.msgid != kFirmwareTransfer.id || frame.len < kFirmwareDataAt) return std::nullopt;
   FirmwareData data{frame.payload[0], frame.payload[2], frame.payload[1], {}};
   const size_t there = std::min<size_t>(data.length, frame.len - kFirmwareDataAt);
   std::copy_n(frame.payload + kFirmwareDataAt, there, data.data.begin());

@@ -14,6 +14,7 @@
 #include <span>
 #include <string_view>
 
+#include "flightlink/frame/firmware_codes.h"
 #include "flightlink/frame/mavlink_frame.h"
 #include "groundstation/messages/peer_messages.h"
 
@@ -25,31 +26,13 @@ inline constexpr size_t kFirmwareMostBytes = size_t{512} << 20;
 inline constexpr size_t kFirmwareMd5 = 32;  // hexadecimal characters
 inline constexpr float kFirmwareEmptySlot = 4294967296.0F;
 
-// Boards as the upper four bits of a system id name them.
-inline constexpr uint8_t kBoardFlightController = 3;
-inline constexpr uint8_t kBoardApplication = 4;
-inline constexpr uint8_t kBoardRepeater = 5;
-inline constexpr uint8_t kBoardGimbal = 7;
-inline constexpr uint8_t kBoardCamera = 8;
-
-enum FirmwareState : uint8_t {
-  kFirmwareAnnounced = 1,
-  kFirmwareRequesting = 2,
-  kFirmwareFinished = 3,
-  kFirmwareAborted = 5,
-};
-
-enum FirmwareResult : uint8_t {
-  kFirmwareGood = 0,
-  kFirmwareFailed = 3,
-  kFirmwareBusy = 4,
-};
-
-enum FirmwareOpcode : uint8_t {
-  kFirmwareChunkOpcode = 2,
-  kFirmwareStartOpcode = 3,
-  kFirmwareVersionOpcode = 6,
-};
+using enum flightlink::BoardType;
+using enum flightlink::FirmwareState;
+using enum flightlink::FirmwareResult;
+using enum flightlink::FirmwareOpcode;
+using flightlink::FirmwareOpcode;
+using flightlink::FirmwareResult;
+using flightlink::FirmwareState;
 
 struct FirmwareReport {
   uint8_t state;

@@ -41,7 +41,7 @@ void FirmwareSend::take(const FirmwareReport& report, uint64_t now_us, const Sen
   switch (report.state) {
     case kFirmwareAnnounced:
       if (phase_ != Phase::kAnnouncing) return;
-      if (report.result == kFirmwareGood || (report.result == kFirmwareBusy && options_.resume)) {
+      if (report.result == kFirmwareOk || (report.result == kFirmwareBusy && options_.resume)) {
         enter(Phase::kStarting, now_us);
       } else {
         enter(report.result == kFirmwareBusy ? Phase::kBusy : Phase::kNoRoom, now_us);
@@ -64,7 +64,7 @@ void FirmwareSend::take(const FirmwareReport& report, uint64_t now_us, const Sen
 }
 
 void FirmwareSend::finished(uint8_t result, uint64_t now_us) {
-  if (result == kFirmwareGood) {
+  if (result == kFirmwareOk) {
     enter(Phase::kDone, now_us);
   } else if (result == kFirmwareBusy) {
     // Our start has arrived, before or just now.

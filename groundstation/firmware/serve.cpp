@@ -32,10 +32,10 @@ void FirmwareServe::take(const flightlink::MavlinkMessage& frame, uint64_t now_u
     if (board_ == 0) board_ = frame.sysid & 0x0F;
     announce(*report);
   } else if (const auto data = firmware_data_of(frame)) {
-    if (data->opcode == kFirmwareVersionOpcode) version_asked_ = true;
+    if (data->opcode == kOpcodeVersion) version_asked_ = true;
     if (!announced()) return;
-    if (data->opcode == kFirmwareChunkOpcode) take_chunk(*data);
-    if (data->opcode == kFirmwareStartOpcode && data->length == kFirmwareMd5) {
+    if (data->opcode == kOpcodeChunk) take_chunk(*data);
+    if (data->opcode == kOpcodeStart && data->length == kFirmwareMd5) {
       md5_.assign(data->data.begin(), data->data.begin() + kFirmwareMd5);
     }
   }
@@ -80,7 +80,7 @@ std::optional<PeerMessage> FirmwareServe::due(uint64_t now_us) {
   if (answer_due_ || repeats) {
     answer_due_ = false;
     next_answer_us_ = now_us + kFirmwareAnswerUs;
-    return firmware_report_message(report(kFirmwareAnnounced, kFirmwareGood));
+    return firmware_report_message(report(kFirmwareAnnounced, kFirmwareOk));
   }
   if (md5_.empty()) return std::nullopt;
   if (!asked_.empty() && now_us < asked_us_ + kFirmwareRequestUs) return std::nullopt;
@@ -89,7 +89,7 @@ std::optional<PeerMessage> FirmwareServe::due(uint64_t now_us) {
 
 // The next missing chunks; behind the last one it begins anew with the first that is missing.
 PeerMessage FirmwareServe::request(uint64_t now_us) {
-  FirmwareReport wish = report(kFirmwareRequesting, kFirmwareGood);
+  FirmwareReport wish = report(kFirmwareRequesting, kFirmwareOk);
   asked_.clear();
   asked_us_ = now_us;
   while (asked_.size() < kFirmwareSlots) {
@@ -108,7 +108,7 @@ PeerMessage FirmwareServe::request(uint64_t now_us) {
 }
 
 PeerMessage FirmwareServe::verdict(bool good) const {
-  return firmware_report_message(good ? report(kFirmwareFinished, kFirmwareGood)
+  return firmware_report_message(good ? report(kFirmwareFinished, kFirmwareOk)
                                       : report(kFirmwareAborted, kFirmwareFailed));
 }
 

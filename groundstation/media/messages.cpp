@@ -5,15 +5,11 @@
 #include <cstring>
 
 #include "base/bytes.h"
+#include "flightlink/frame/messages.h"
 
 namespace groundstation {
 namespace {
 
-constexpr uint8_t kListMessage = 21;
-constexpr uint8_t kListRecordMessage = 22;
-constexpr uint8_t kNoticeMessage = 110;
-constexpr uint8_t kFileMessage = 142;
-constexpr uint8_t kFileMessageLength = 243;
 constexpr uint8_t kPhotoListComponent = 195;
 constexpr uint8_t kVideoListComponent = 0;
 constexpr size_t kCameraName = 49;  // characters that the camera keeps of a name
@@ -27,8 +23,9 @@ std::string text_at(const flightlink::MavlinkMessage& message, size_t begin, siz
 }
 
 std::optional<MediaEvent> decode_media_frame(const flightlink::MavlinkMessage& message) {
-  if (message.msgid == kNoticeMessage) return MediaNotice{message.seq, text_at(message, 3, 254)};
-  if (message.msgid != kListRecordMessage || message.len < 54) return std::nullopt;
+  if (message.msgid == flightlink::kFirmwareTransfer.id)
+    return MediaNotice{message.seq, text_at(message, 3, 254)};
+  if (message.msgid != flightlink::kParameterValue.id || message.len < 54) return std::nullopt;
   const bool photos = base::load_f32le(message.payload) == kPhotoRecords;
   return MediaRecord{message.seq, photos ? MediaKind::kPhoto : MediaKind::kVideo,
                      base::load_u16le(message.payload + 4), base::load_u16le(message.payload + 6),
@@ -40,8 +37,8 @@ std::optional<MediaEvent> decode_media_frame(const flightlink::MavlinkMessage& m
 flightlink::MavlinkMessage media_request(MediaKind kind, std::string_view name,
                                          MediaOperation operation, uint64_t argument) {
   flightlink::MavlinkMessage message{};
-  message.msgid = kFileMessage;
-  message.len = kFileMessageLength;
+  message.msgid = flightlink::kMediaFile.id;
+  message.len = flightlink::kMediaFile.length;
   message.payload[1] = static_cast<uint8_t>(kind);
   std::copy_n(name.begin(), std::min(name.size(), kMediaRequestName), message.payload + 2);
   message.payload[122] = static_cast<uint8_t>(operation);
@@ -52,7 +49,7 @@ flightlink::MavlinkMessage media_request(MediaKind kind, std::string_view name,
 
 flightlink::MavlinkMessage media_list_request(MediaKind kind) {
   flightlink::MavlinkMessage message{};
-  message.msgid = kListMessage;
+  message.msgid = flightlink::kParameterListRequest.id;
   message.compid = kind == MediaKind::kPhoto ? kPhotoListComponent : kVideoListComponent;
   return message;
 }

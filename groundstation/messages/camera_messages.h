@@ -26,9 +26,12 @@
 
 namespace groundstation {
 
-inline constexpr uint8_t kSystemFlightController = 35;
-inline constexpr uint8_t kSystemApplication = 36;
-inline constexpr uint8_t kSystemPeer = 37;
+// Who a frame is for.
+enum FrameSystem : uint8_t {
+  kSystemFlightController = 35,
+  kSystemApplication = 36,
+  kSystemPeer = 37
+};
 
 inline constexpr uint8_t kResultDone = 0;
 

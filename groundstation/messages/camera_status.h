@@ -32,11 +32,9 @@ namespace groundstation {
 
 inline constexpr size_t kStatusRecordLength = 33;
 
-inline constexpr uint32_t kModePhoto = 0;
-inline constexpr uint32_t kModeVideo = 1;
+enum CameraMode : uint32_t { kModePhoto, kModeVideo };
 inline constexpr uint32_t kPhotoFormatRaw = 1;
-inline constexpr uint32_t kTimelapseIdle = 0;
-inline constexpr uint32_t kTimelapseRunning = 1;
+enum TimelapseState : uint32_t { kTimelapseIdle, kTimelapseRunning };
 
 // The words of the two long tables; a value is the place of its word.
 inline constexpr auto kResolutionWords = std::to_array<std::string_view>(

@@ -3,25 +3,26 @@
 #include <cmath>
 
 #include "base/bytes.h"
+#include "flightlink/frame/messages.h"
 
 namespace groundstation {
 namespace {
 
-constexpr uint16_t kCommandAction = 2;
-constexpr uint16_t kCommandDigicam = 203;
-constexpr uint16_t kCommandSetting = 180;
+using flightlink::kCommandCameraAction;
+using flightlink::kCommandDigicam;
+using flightlink::kCommandSetting;
+
 constexpr float kDigicamPhoto = 1;
 constexpr uint8_t kSubTimelapse = 16;
 constexpr uint8_t kSubLinkQuality = 14;
 constexpr uint8_t kTimelapseStop = 2;
-constexpr uint8_t kGimbalData = 105;
-constexpr uint8_t kEmptyFlightData = 90;
 
 using Params = std::array<float, 7>;
 
 PeerMessage command_long(uint16_t command, const Params& params, uint8_t component = 0,
                          uint8_t confirmation = 0) {
-  PeerMessage message{76, std::vector<uint8_t>(33)};
+  PeerMessage message{flightlink::kCommandLong.id,
+                      std::vector<uint8_t>(flightlink::kCommandLong.length)};
   for (size_t i = 0; i < params.size(); i++) {
     base::store_f32le(message.payload.data() + 4 * i, params[i]);
   }
@@ -52,7 +53,7 @@ PeerMessage heartbeat_message(bool wants_live_video, uint8_t link_level) {
 }
 
 PeerMessage action_message(CameraAction action, int value) {
-  return command_long(kCommandAction,
+  return command_long(kCommandCameraAction,
                       {static_cast<float>(action), static_cast<float>(value), 0, 0, 0, 0, 0});
 }
 
@@ -88,17 +89,17 @@ PeerMessage link_quality_message(const LinkQuality& quality) {
 }
 
 PeerMessage telemetry_message(const Telemetry& telemetry) {
-  const size_t length = telemetry.msgid == kEmptyFlightData ? 8
-                        : telemetry.msgid == kGimbalData    ? 62
-                                                            : 64;
+  const size_t length = telemetry.msgid == flightlink::kFlightData90.id ? 8
+                        : telemetry.msgid == flightlink::kGimbalData.id ? 62
+                                                                        : 64;
   PeerMessage message{telemetry.msgid, std::vector<uint8_t>(length)};
   uint8_t* bytes = message.payload.data();
   base::store_u64le(bytes, telemetry.time);
-  if (telemetry.msgid == kEmptyFlightData) return message;
+  if (telemetry.msgid == flightlink::kFlightData90.id) return message;
   for (size_t i = 0; i < telemetry.values.size(); i++) {
     base::store_f32le(bytes + 8 + 4 * i, telemetry.values[i]);
   }
-  if (telemetry.msgid == kGimbalData) {
+  if (telemetry.msgid == flightlink::kGimbalData.id) {
     base::store_u16le(bytes + 60, static_cast<uint16_t>(telemetry.value));
   } else {
     base::store_u32le(bytes + 60, telemetry.value);

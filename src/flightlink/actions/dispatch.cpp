@@ -32,13 +32,6 @@ using base::kRelaxed;
 constexpr uint32_t kAnnouncingMode = 0xF503;
 constexpr uint8_t kAnnouncingStatus = 95;
 
-enum Command : uint16_t {
-  kCommandCameraAction = 2,
-  kCommandFirmware = 4,
-  kCommandSetting = 180,
-  kCommandDigicam = 203,
-};
-
 // Of COMMAND_LONG 203: link-quality control, not a digicam command.
 constexpr uint8_t kLinkQualityComponent = 14;
 

@@ -4,15 +4,9 @@
 
 #include <cstdint>
 
-namespace flightlink {
+#include "flightlink/frame/firmware_codes.h"
 
-enum BoardType : uint8_t {
-  kBoardFlightController = 3,
-  kBoardApplication = 4,  // no board: the high nibble of the application's system id
-  kBoardRepeater = 5,
-  kBoardGimbal = 7,
-  kBoardCamera = 8,  // this one
-};
+namespace flightlink {
 
 // Start-up: looks which images are on the card.
 void firmware_init();

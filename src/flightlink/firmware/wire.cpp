@@ -11,7 +11,6 @@
 namespace flightlink {
 namespace {
 
-constexpr uint16_t kCommandFirmware = 4;
 constexpr uint8_t kSystemOther = 0x20;
 constexpr float kEmptySlot = 4294967296.0F;  // no chunk has this index
 constexpr std::string_view kVersionText = "V_factory";

@@ -13,14 +13,9 @@
 #include <span>
 
 #include "base/bytes.h"
+#include "flightlink/frame/firmware_codes.h"
 
 namespace flightlink {
-
-enum FirmwareOpcode : uint8_t {
-  kOpcodeChunk = 2,
-  kOpcodeStart = 3,
-  kOpcodeVersion = 6,
-};
 
 inline constexpr size_t kFirmwareData = 251;
 inline constexpr size_t kChunkSize = 240;
@@ -40,21 +35,6 @@ inline void store_chunk_index(uint8_t* to, uint32_t index) {
   base::store_u16be(to, static_cast<uint16_t>(index >> 16));
   base::store_u16be(to + 2, static_cast<uint16_t>(index));
 }
-
-// target_system of COMMAND_LONG 4.
-enum FirmwareState : uint8_t {
-  kFirmwareAnnounced = 1,
-  kFirmwareRequesting = 2,
-  kFirmwareFinished = 3,
-  kFirmwareAborted = 5,
-};
-
-// confirmation of COMMAND_LONG 4.
-enum FirmwareResult : uint8_t {
-  kFirmwareOk = 0,
-  kFirmwareFailed = 3,
-  kFirmwareBusy = 4,
-};
 
 inline constexpr size_t kReportSlots = 7;
 

@@ -15,6 +15,14 @@ struct MessageType {
   const char* name;
 };
 
+// What a COMMAND_LONG commands.
+enum CommandCode : uint16_t {
+  kCommandCameraAction = 2,
+  kCommandFirmware = 4,
+  kCommandSetting = 180,
+  kCommandDigicam = 203,  // and, by its target component, link quality and reports
+};
+
 inline constexpr MessageType kHeartbeat{0, 9, 50, "HEARTBEAT"};
 inline constexpr MessageType kParameterListRequest{21, 0, 159, "PARAM_REQUEST_LIST"};
 inline constexpr MessageType kParameterValue{22, 55, 49,

@@ -32,7 +32,6 @@ constexpr int kPollMs = 2000;
 constexpr size_t kReadSize = 1024;
 
 constexpr uint8_t kCameraController = 2;  // system id of the one whose commands end here
-constexpr uint16_t kCommandDigicam = 203;
 
 void obey(const CommandLong& command) {
   if (command.command != kCommandDigicam) return;

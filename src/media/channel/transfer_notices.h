@@ -33,10 +33,9 @@
 
 namespace media {
 
-inline constexpr uint8_t kChannelNotices = 0;
-inline constexpr uint8_t kChannelSize = 1;
-inline constexpr uint8_t kChannelFile = 2;
-inline constexpr uint8_t kChannelPlayback = 3;
+// The first byte of a datagram.
+enum TransferChannel : uint8_t { kChannelNotices, kChannelSize, kChannelFile, kChannelPlayback };
+
 inline constexpr size_t kTransferChunk = 8181;                   // bytes of a file in a datagram
 inline constexpr size_t kTransferDatagram = 1 + kTransferChunk;  // with the channel
 

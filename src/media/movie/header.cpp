@@ -16,9 +16,7 @@ constexpr uint64_t kShortHeader = 8;
 constexpr uint64_t kSmallestMoov = 16;
 
 // Places in the scan that the error line names.
-constexpr int kLineSize = 497;
-constexpr int kLineFtyp = 530;
-constexpr int kLineMoov = 555;
+enum ErrorLine : int { kLineSize = 497, kLineFtyp = 530, kLineMoov = 555 };
 
 struct Free {
   void operator()(void* block) const { std::free(block); }
