@@ -68,14 +68,14 @@ class Semaphore {
   Semaphore& operator=(const Semaphore&) = delete;
 
   void post() { sem_post(&semaphore_); }
-  // False when the wait failed, which is when a signal interrupted it.
-  [[nodiscard]] bool wait() { return sem_wait(&semaphore_) == 0; }
-  // How many may still pass; old at once where others post and wait.
-  [[nodiscard]] int value() {
+  // How many waits would succeed at this moment.
+  [[nodiscard]] int count() {
     int value = 0;
     sem_getvalue(&semaphore_, &value);
     return value;
   }
+  // False when the wait failed, which is when a signal interrupted it.
+  [[nodiscard]] bool wait() { return sem_wait(&semaphore_) == 0; }
   // Waits on when a signal interrupts it.
   void wait_through_signals() {
     while (sem_wait(&semaphore_) != 0 && errno == EINTR) {

@@ -107,10 +107,10 @@ TEST(Cycle, ReleaseEndsTheLoopAndRemovesTheControlSocket) {
   FifoReader reader;
   ASSERT_TRUE(reader.open());
   struct stat there = {};
-  EXPECT_EQ(stat((reader.folder + "/control").c_str(), &there), 0);
+  EXPECT_EQ(stat(reader.folder.path("control").c_str(), &there), 0);
   platform::AmbaNetFifo_release();
   reader.events.join();
-  EXPECT_NE(stat((reader.folder + "/control").c_str(), &there), 0);
+  EXPECT_NE(stat(reader.folder.path("control").c_str(), &there), 0);
 }
 
 TEST(Cycle, ForeignHandlesAreRefused) {

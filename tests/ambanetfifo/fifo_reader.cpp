@@ -7,7 +7,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <mutex>
@@ -56,13 +55,11 @@ void set_environment(const char* name, const std::string& value) {
 }  // namespace
 
 FifoReader::FifoReader(std::string_view script, const std::string& stream) {
-  char made[] = "/tmp/fifo_test_XXXXXX";
-  if (mkdtemp(made) != nullptr) folder = made;
-  if (!script.empty()) std::ofstream(folder + "/script") << script;
-  set_environment("AMBANETFIFO_SCRIPT", script.empty() ? "" : folder + "/script");
+  if (!script.empty()) std::ofstream(folder.path("script")) << script;
+  set_environment("AMBANETFIFO_SCRIPT", script.empty() ? "" : folder.path("script"));
   set_environment("AMBANETFIFO_STREAM", stream);
-  set_environment("AMBANETFIFO_CONTROL", folder + "/control");
-  set_environment("AMBANETFIFO_LOG", folder + "/log");
+  set_environment("AMBANETFIFO_CONTROL", folder.path("control"));
+  set_environment("AMBANETFIFO_LOG", folder.path("log"));
   const std::lock_guard held(shared.lock);
   shared.heard.clear();
 }
@@ -70,7 +67,6 @@ FifoReader::FifoReader(std::string_view script, const std::string& stream) {
 FifoReader::~FifoReader() {
   finish();
   platform::AmbaNetFifo_release();
-  std::filesystem::remove_all(folder);
 }
 
 int32_t FifoReader::begin() {
@@ -187,7 +183,7 @@ std::string FifoReader::control(const std::string& line) const {
   const base::Descriptor made(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   sockaddr_un to = {};
   to.sun_family = AF_UNIX;
-  const std::string path = folder + "/control";
+  const std::string path = folder.path("control");
   path.copy(to.sun_path, sizeof to.sun_path - 1);
   const timeval limit = {.tv_sec = 5, .tv_usec = 0};
   setsockopt(made.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
@@ -205,7 +201,7 @@ std::string FifoReader::control(const std::string& line) const {
 }
 
 std::string FifoReader::log_text() const {
-  const std::vector<uint8_t> bytes = file_bytes(folder + "/log");
+  const std::vector<uint8_t> bytes = file_bytes(folder.path("log"));
   return {bytes.begin(), bytes.end()};
 }
 

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "platform/amba_net_fifo.h"
+#include "support/temporary_folder.h"
 
 namespace fifo_test {
 
@@ -62,7 +63,7 @@ class FifoReader {
   // Pumps until `more` more entries of the track have come and returns the last of them.
   Seen next(bool video, size_t more = 1);
 
-  std::string folder;
+  const support::TemporaryFolder folder;
   std::vector<Seen> seen;
   platform::FifoMediaInfo info = {};
   platform::FifoStreamList list = {};

@@ -9,6 +9,7 @@
 #include "ambanetfifo/fifo_reader.h"
 #include "base/clock.h"
 #include "base/shell.h"
+#include "support/temporary_folder.h"
 
 namespace fifo_test {
 namespace {
@@ -47,9 +48,8 @@ double rate(const std::vector<Seen>& entries) {
 }
 
 TEST_F(Capture, DecodesWithoutAnErrorAndHasOnePicturePerEntry) {
-  char folder[] = "/tmp/fifo_decode_XXXXXX";
-  ASSERT_NE(mkdtemp(folder), nullptr);
-  const std::string path = std::string(folder) + "/taken.h264";
+  const support::TemporaryFolder folder;
+  const std::string path = folder.path("taken.h264");
   const std::vector<uint8_t> bytes = joined();
   std::ofstream(path, std::ios::binary)
       .write(reinterpret_cast<const char*>(bytes.data()),
@@ -63,7 +63,6 @@ TEST_F(Capture, DecodesWithoutAnErrorAndHasOnePicturePerEntry) {
   EXPECT_EQ(static_cast<size_t>(std::atoi(line)), video.size());
   const std::string decode = "ffmpeg -nostdin -v error -i " + path + " -f null - 2>&1";
   EXPECT_EQ(base::read_shell_line(decode.c_str(), line, sizeof line), 0) << line;
-  base::run_shell(("rm -r " + std::string(folder)).c_str());
 }
 
 TEST_F(Capture, JoinedEntriesAreTheStreamFile) {

@@ -15,6 +15,7 @@
 #include "flightlink/wire/link_context.h"
 #include "supervisor/state/camera_flags.h"
 #include "supervisor/state/switches.h"
+#include "support/loopback.h"
 
 namespace camera_test {
 namespace {
@@ -102,15 +103,8 @@ CameraTest::~CameraTest() {
 }
 
 void CameraTest::open_peer() {
-  peer_.reset(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-  sender_.reset(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof(address);
-  ASSERT_EQ(bind(peer_.get(), reinterpret_cast<const sockaddr*>(&address), size), 0);
-  ASSERT_EQ(getsockname(peer_.get(), reinterpret_cast<sockaddr*>(&address), &size), 0);
-  flightlink::mavlink_context.peer_address = address;
+  sender_ = support::open_socket(SOCK_DGRAM);
+  peer_ = support::open_loopback(&flightlink::mavlink_context.peer_address);
   flightlink::mavlink_context.peer_socket.store(sender_.get(), kRelaxed);
 }
 

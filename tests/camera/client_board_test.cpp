@@ -24,6 +24,7 @@
 #include "camera/service_state.h"
 #include "flightlink/wire/link_context.h"
 #include "supervisor/state/camera_flags.h"
+#include "support/loopback.h"
 
 namespace camera_test {
 namespace {
@@ -102,14 +103,9 @@ TEST_F(CamClientBoard, ASessionAsksForTheShutterAndHalfASecondLaterForTheCard) {
 }
 
 TEST_F(CamClientBoard, StatusRecordsLeaveEvery300Ms) {
-  const base::Descriptor peer(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-  const base::Descriptor sender(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof(address);
-  ASSERT_EQ(bind(peer.get(), reinterpret_cast<const sockaddr*>(&address), size), 0);
-  ASSERT_EQ(getsockname(peer.get(), reinterpret_cast<sockaddr*>(&address), &size), 0);
+  const base::Descriptor peer = support::open_loopback(&address);
+  const base::Descriptor sender = support::open_socket(SOCK_DGRAM);
   {
     const std::lock_guard lock(flightlink::mavlink_context.peer_lock);
     flightlink::mavlink_context.peer_address = address;

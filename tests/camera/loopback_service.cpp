@@ -7,6 +7,8 @@
 
 #include <array>
 
+#include "support/loopback.h"
+
 namespace camera_test {
 namespace {
 
@@ -24,17 +26,13 @@ milliseconds left_of(Clock::time_point end) {
 }  // namespace
 
 void LoopbackService::listen(int receive_buffer) {
-  listener_.reset(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  listener_ = support::open_socket(SOCK_STREAM);
   const int on = 1;
   setsockopt(listener_.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
   if (receive_buffer != 0) {
     setsockopt(listener_.get(), SOL_SOCKET, SO_RCVBUF, &receive_buffer, sizeof(receive_buffer));
   }
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(7878);
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  ASSERT_EQ(bind(listener_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+  support::bind_to(listener_, support::loopback_address(7878));
   ASSERT_EQ(::listen(listener_.get(), 4), 0);
 }
 

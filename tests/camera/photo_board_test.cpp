@@ -17,6 +17,7 @@
 #include "flightlink/wire/aircraft_position.h"
 #include "flightlink/wire/link_context.h"
 #include "supervisor/state/camera_flags.h"
+#include "support/loopback.h"
 #include "support/photo.h"
 
 namespace camera_test {
@@ -143,14 +144,9 @@ TEST_F(CamPhotoBoard, NothingOutsideTheFolderIsTouched) {
 
 // The acknowledgement leaves before the photo is tagged, the report after it.
 TEST_F(CamPhotoBoard, TheReportFollowsTheTaggedPhoto) {
-  const base::Descriptor peer(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-  const base::Descriptor sender(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof(address);
-  ASSERT_EQ(bind(peer.get(), reinterpret_cast<const sockaddr*>(&address), size), 0);
-  ASSERT_EQ(getsockname(peer.get(), reinterpret_cast<sockaddr*>(&address), &size), 0);
+  const base::Descriptor peer = support::open_loopback(&address);
+  const base::Descriptor sender = support::open_socket(SOCK_DGRAM);
   flightlink::mavlink_context.peer_address = address;
   flightlink::mavlink_context.peer_socket.store(sender.get());
   put("20200101_120000AB.JPG");

@@ -4,7 +4,7 @@
 
 #include <stdexcept>
 
-#include "camera_service/temporary_folder.h"
+#include "camera_service/folder_text.h"
 
 namespace camera_service {
 namespace {
@@ -15,7 +15,7 @@ using camera_service_test::write_text;
 
 class Cards : public testing::Test {
  protected:
-  Cards() : root_(folder_ / "SD0"), card_(root_) { prepared_ = card_.prepare(); }
+  Cards() : root_(folder_.path("SD0")), card_(root_) { prepared_ = card_.prepare(); }
 
   TemporaryFolder folder_;
   std::string root_;
@@ -45,13 +45,13 @@ TEST_F(Cards, TakingTheCardOutHidesItAndPuttingItInBringsEverythingBack) {
   write_text(root_ + "/KRVMEDIA/PIC/a.JPG", "x");
   EXPECT_TRUE(card_.take_out());
   EXPECT_FALSE(card_.present());
-  EXPECT_EQ(names_in(folder_.path()), "SD0.removed");
+  EXPECT_EQ(names_in(folder_.folder()), "SD0.removed");
   EXPECT_EQ(card_.total_kb(), 0);
   EXPECT_EQ(card_.free_kb(), 0);
   EXPECT_FALSE(card_.take_out());
 
   EXPECT_TRUE(card_.put_in());
-  EXPECT_EQ(names_in(folder_.path()), "SD0");
+  EXPECT_EQ(names_in(folder_.folder()), "SD0");
   EXPECT_EQ(names_in(root_ + "/KRVMEDIA/PIC"), "a.JPG");
   EXPECT_FALSE(card_.put_in());
 }

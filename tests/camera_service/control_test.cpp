@@ -252,8 +252,8 @@ TEST_F(ControlCommands, ProgramIsAClientOfItself) {
 
 TEST(ControlScript, LinesOfAScriptAreCarriedOutAtStart) {
   const TemporaryFolder folder;
-  write_text(folder / "script", "# a comment\n\nrval 4097 -2\nphoto-exif none\n");
-  const ServiceProgram program("--script " + (folder / "script"));
+  write_text(folder.path("script"), "# a comment\n\nrval 4097 -2\nphoto-exif none\n");
+  const ServiceProgram program("--script " + (folder.path("script")));
   JsonClient client(program);
   client.begin_session();
   EXPECT_EQ(client.command(4097)["rval"], -2);
@@ -261,8 +261,8 @@ TEST(ControlScript, LinesOfAScriptAreCarriedOutAtStart) {
 
 TEST(ControlScript, WrongLineKeepsTheProgramFromStarting) {
   const TemporaryFolder folder;
-  write_text(folder / "script", "clear\nnonsense\n");
-  EXPECT_ANY_THROW(ServiceProgram("--script " + (folder / "script")));
+  write_text(folder.path("script"), "clear\nnonsense\n");
+  EXPECT_ANY_THROW(ServiceProgram("--script " + (folder.path("script"))));
 }
 
 // The card is a small file system of its own here, so that it really is filled, and a mount point

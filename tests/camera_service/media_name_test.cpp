@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "camera_service/temporary_folder.h"
+#include "camera_service/folder_text.h"
 
 namespace camera_service {
 namespace {
@@ -25,22 +25,22 @@ class MediaNames : public testing::Test {
 };
 
 TEST_F(MediaNames, NameIsTheSecondWithAaThenAb) {
-  const MediaName name = new_media_name(folder_.path(), kNoon);
+  const MediaName name = new_media_name(folder_.folder(), kNoon);
   EXPECT_EQ(name.working(".JPG"), "20200101_120000AA.JPG");
   EXPECT_EQ(name.complete(".MP4"), "20200101_120000AB.MP4");
   EXPECT_EQ(name.exif_time, "2020:01:01 12:00:00");
 }
 
 TEST_F(MediaNames, TakenSecondGivesTheNextFreeOne) {
-  write_text(folder_ / "20200101_120000AB.JPG", "x");
-  write_text(folder_ / "20200101_120001_PW03.JPG", "x");
-  const MediaName name = new_media_name(folder_.path(), kNoon);
+  write_text(folder_.path("20200101_120000AB.JPG"), "x");
+  write_text(folder_.path("20200101_120001_PW03.JPG"), "x");
+  const MediaName name = new_media_name(folder_.folder(), kNoon);
   EXPECT_EQ(name.stamp, "20200101_120002");
   EXPECT_EQ(name.exif_time, "2020:01:01 12:00:02");
 }
 
 TEST_F(MediaNames, MissingFolderHasNoTakenNames) {
-  EXPECT_EQ(new_media_name(folder_ / "none", kNoon).stamp, "20200101_120000");
+  EXPECT_EQ(new_media_name(folder_.path("none"), kNoon).stamp, "20200101_120000");
 }
 
 }  // namespace

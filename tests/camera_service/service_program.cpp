@@ -15,6 +15,7 @@
 #include <stdexcept>
 
 #include "base/clock.h"
+#include "support/loopback.h"
 
 namespace camera_service_test {
 namespace {
@@ -43,7 +44,7 @@ ServiceProgram::ServiceProgram(const std::string& options, const std::string& wr
   std::string command = "exec \"" BIN_DIR "/camera_service\" --port 0 --card " + card() +
                         " --control " + control() + " " + options;
   if (!prefix.empty()) command = "mkdir -p " + card() + "; exec " + prefix + " '" + command + "'";
-  const std::string output = folder_ / "output";
+  const std::string output = folder_.path("output");
   pid_ = ::fork();
   if (pid_ < 0) throw std::runtime_error("fork");
   if (pid_ == 0) {
@@ -64,7 +65,7 @@ ServiceProgram::ServiceProgram(const std::string& options, const std::string& wr
 
 ServiceProgram::~ServiceProgram() {
   if (pid_ < 0) return;
-  EXPECT_EQ(terminate(), 0) << run_command("cat " + (folder_ / "output")).output;
+  EXPECT_EQ(terminate(), 0) << run_command("cat " + (folder_.path("output"))).output;
 }
 
 CommandResult ServiceProgram::ctl(const std::string& line) const {
@@ -103,13 +104,9 @@ int ServiceProgram::terminate() {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-JsonClient::JsonClient(const ServiceProgram& program)
-    : fd_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(program.port());
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  if (::connect(fd_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
+JsonClient::JsonClient(const ServiceProgram& program) : fd_(support::open_socket(SOCK_STREAM)) {
+  const sockaddr_in address = support::loopback_address(program.port());
+  if (::connect(fd_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
     throw std::runtime_error("connect");
 }
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "base/descriptor.h"
-#include "camera_service/temporary_folder.h"
+#include "camera_service/folder_text.h"
 
 namespace camera_service_test {
 
@@ -40,9 +40,9 @@ class ServiceProgram {
   // SIGTERM; returns the exit status.
   int terminate();
 
-  [[nodiscard]] std::string card() const { return folder_ / "SD0"; }
-  [[nodiscard]] std::string control() const { return folder_ / "ctl"; }
-  [[nodiscard]] const std::string& folder() const { return folder_.path(); }
+  [[nodiscard]] std::string card() const { return folder_.path("SD0"); }
+  [[nodiscard]] std::string control() const { return folder_.path("ctl"); }
+  [[nodiscard]] const std::string& folder() const { return folder_.folder(); }
   [[nodiscard]] uint16_t port() const { return port_; }
   [[nodiscard]] pid_t pid() const { return pid_; }
 

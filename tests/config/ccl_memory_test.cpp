@@ -5,7 +5,7 @@
 
 #include "config/ccl.h"
 #include "config/conf_file.h"
-#include "config/memory_fault.h"
+#include "support/allocation_fault.h"
 
 namespace {
 
@@ -24,9 +24,9 @@ TEST(CclMemory, ExhaustionAtEveryPointKeepsTheLinesBefore) {
     CclHandle handle = profile_handle();
     int result = 0;
     {
-      const MemoryFault fault(calls);
+      const support::AllocationFault fault(support::Fault::kEvery, calls);
       result = ccl_parse(&handle, file.path());
-      complete = !MemoryFault::struck();
+      complete = !fault.struck();
     }
     if (complete) {
       EXPECT_EQ(result, 0);

@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "config/conf_file.h"
-#include "config/memory_fault.h"
 #include "config/profile_path.h"
 #include "fake_base/fake_base.h"
+#include "support/allocation_fault.h"
 
 namespace {
 
@@ -145,14 +145,14 @@ TEST_F(KorvanProfile, WithoutMemoryTheProfileIsWhatCouldBeRead) {
   load("a=1\nb=2\n");
   ::testing::internal::CaptureStdout();
   {
-    const MemoryFault fault(0);
+    const support::AllocationFault fault(support::Fault::kEvery, 0);
     EXPECT_EQ(CclInit(), 0);
   }
   EXPECT_EQ(profile_pair_count(), 0U);
   EXPECT_EQ(profile_get("a"), nullptr);
   {
     // The record of the load, the table, the token and the place of the key; not the value.
-    const MemoryFault fault(4);
+    const support::AllocationFault fault(support::Fault::kEvery, 4);
     EXPECT_EQ(CclInit(), 0);
   }
   EXPECT_EQ(profile_pair_count(), 0U);

@@ -11,6 +11,7 @@
 #include "base/bytes.h"
 #include "base/clock.h"
 #include "base/thread.h"
+#include "support/loopback.h"
 #include "support/patience.h"
 
 namespace groundstation_test {
@@ -18,20 +19,6 @@ namespace {
 
 using flightlink::MavlinkMessage;
 using Payload = std::vector<uint8_t>;
-
-base::Descriptor bind_any(uint16_t* port) {
-  base::Descriptor fd(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof address;
-  if (::bind(fd.get(), reinterpret_cast<sockaddr*>(&address), length) != 0 ||
-      ::getsockname(fd.get(), reinterpret_cast<sockaddr*>(&address), &length) != 0) {
-    std::abort();
-  }
-  *port = ntohs(address.sin_port);
-  return fd;
-}
 
 // Where the status record shows a setting; 0 bits: nowhere.
 struct SettingRow {
@@ -58,12 +45,12 @@ Payload fresh_status() {
 
 uint16_t free_port() {
   uint16_t port = 0;
-  const base::Descriptor fd = bind_any(&port);
+  const base::Descriptor fd = support::open_loopback(&port);
   return port;
 }
 
 FakeCamera::FakeCamera(const CameraScript& script)
-    : script_(script), socket_(bind_any(&port_)), status_(fresh_status()) {
+    : script_(script), socket_(support::open_loopback(&port_)), status_(fresh_status()) {
   if (base::start_thread(run, this, &thread_) != 0) std::abort();
 }
 

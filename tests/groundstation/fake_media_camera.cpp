@@ -11,25 +11,12 @@
 #include "base/bytes.h"
 #include "base/clock.h"
 #include "base/thread.h"
+#include "support/loopback.h"
 
 namespace groundstation_test {
 namespace {
 
 constexpr size_t kChunk = 8181;
-
-base::Descriptor bind_media(uint16_t* port) {
-  base::Descriptor fd(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof address;
-  if (::bind(fd.get(), reinterpret_cast<sockaddr*>(&address), length) != 0 ||
-      ::getsockname(fd.get(), reinterpret_cast<sockaddr*>(&address), &length) != 0) {
-    std::abort();
-  }
-  *port = ntohs(address.sin_port);
-  return fd;
-}
 
 std::string text_in(const flightlink::MavlinkMessage& message, size_t at) {
   return reinterpret_cast<const char*>(message.payload) + at;
@@ -43,7 +30,7 @@ std::string thumbnail_name(const std::string& name) {
 }  // namespace
 
 FakeMediaCamera::FakeMediaCamera(const MediaScript& script)
-    : script_(script), socket_(bind_media(&port_)), random_(script.seed) {
+    : script_(script), socket_(support::open_loopback(&port_)), random_(script.seed) {
   if (base::start_thread(run, this, &thread_) != 0) std::abort();
 }
 

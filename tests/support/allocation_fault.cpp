@@ -1,46 +1,71 @@
 #include "support/allocation_fault.h"
 
-#include <libexif/exif-data.h>
-#include <libexif/exif-mem.h>
-
-#include <cstddef>
 #include <new>
 
-namespace media_test {
+namespace support {
 namespace {
 
 thread_local Fault armed = Fault::kNone;
 thread_local int calls_before = 0;
+thread_local size_t only_size = 0;  // 0: any
+thread_local bool has_struck = false;
+thread_local size_t watched_size = 0;
+thread_local void* last_block = nullptr;
 
-bool fails(Fault fault) {
-  if (armed != fault) return false;
-  if (calls_before-- > 0) return false;
-  armed = Fault::kNone;
-  return true;
+void* take(size_t size, void* (*real)(size_t)) {
+  if ((only_size == 0 || size == only_size) && fails(Fault::kMalloc)) return nullptr;
+  void* block = real(size);
+  if (size != 0 && size == watched_size) last_block = block;
+  return block;
 }
 
 }  // namespace
 
-AllocationFault::AllocationFault(Fault fault, int after) {
+AllocationFault::AllocationFault(Fault fault, int after, size_t size) {
   armed = fault;
   calls_before = after;
+  only_size = size;
+  has_struck = false;
 }
 
 AllocationFault::~AllocationFault() { armed = Fault::kNone; }
 
-}  // namespace media_test
+bool AllocationFault::struck() const { return has_struck; }
 
-using media_test::fails;
-using media_test::Fault;
+void watch_blocks(size_t size) { watched_size = size; }
+void* watched_block() { return last_block; }
+
+bool fails(Fault fault) {
+  const bool every = armed == Fault::kEvery && fault <= Fault::kEvery && fault != Fault::kNewArray;
+  if (armed != fault && !every) return false;
+  if (calls_before > 0) {
+    calls_before--;
+    return false;
+  }
+  if (!every) armed = Fault::kNone;
+  has_struck = true;
+  return true;
+}
+
+}  // namespace support
+
+using support::fails;
+using support::Fault;
 
 extern "C" {
 
 void* __real_malloc(size_t size);
-void* __wrap_malloc(size_t size) { return fails(Fault::kMalloc) ? nullptr : __real_malloc(size); }
+void* __wrap_malloc(size_t size) { return support::take(size, __real_malloc); }
 
 void* __real_realloc(void* block, size_t size);
 void* __wrap_realloc(void* block, size_t size) {
   return fails(Fault::kRealloc) ? nullptr : __real_realloc(block, size);
+}
+
+void* __real__Znwm(size_t size);
+void* __wrap__Znwm(size_t size) {
+  if (fails(Fault::kEvery)) throw std::bad_alloc();
+  return __real__Znwm(size);
 }
 
 void* __real__ZnwmRKSt9nothrow_t(size_t size, const std::nothrow_t& tag);
@@ -48,29 +73,9 @@ void* __wrap__ZnwmRKSt9nothrow_t(size_t size, const std::nothrow_t& tag) {
   return fails(Fault::kNew) ? nullptr : __real__ZnwmRKSt9nothrow_t(size, tag);
 }
 
-ExifEntry* __real_exif_entry_new();
-ExifEntry* __wrap_exif_entry_new() {
-  return fails(Fault::kExifEntryNew) ? nullptr : __real_exif_entry_new();
-}
-
-ExifEntry* __real_exif_entry_new_mem(ExifMem* mem);
-ExifEntry* __wrap_exif_entry_new_mem(ExifMem* mem) {
-  return fails(Fault::kExifEntryNewMem) ? nullptr : __real_exif_entry_new_mem(mem);
-}
-
-ExifMem* __real_exif_mem_new_default();
-ExifMem* __wrap_exif_mem_new_default() {
-  return fails(Fault::kExifMemNew) ? nullptr : __real_exif_mem_new_default();
-}
-
-void* __real_exif_mem_alloc(ExifMem* mem, ExifLong size);
-void* __wrap_exif_mem_alloc(ExifMem* mem, ExifLong size) {
-  return fails(Fault::kExifMemAlloc) ? nullptr : __real_exif_mem_alloc(mem, size);
-}
-
-void __real_exif_data_save_data(ExifData* data, unsigned char** bytes, unsigned* size);
-void __wrap_exif_data_save_data(ExifData* data, unsigned char** bytes, unsigned* size) {
-  if (!fails(Fault::kExifSave)) __real_exif_data_save_data(data, bytes, size);
+void* __real__ZnamRKSt9nothrow_t(size_t size, const std::nothrow_t& tag);
+void* __wrap__ZnamRKSt9nothrow_t(size_t size, const std::nothrow_t& tag) {
+  return fails(Fault::kNewArray) ? nullptr : __real__ZnamRKSt9nothrow_t(size, tag);
 }
 
 }  // extern "C"

@@ -11,6 +11,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "support/loopback.h"
+
 namespace support {
 
 CameraFake::CameraFake() {
@@ -24,17 +26,7 @@ CameraFake::~CameraFake() {
 }
 
 void CameraFake::listen_now() {
-  base::Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  const int on = 1;
-  setsockopt(socket.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(7878);
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  if (bind(socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0 ||
-      listen(socket.get(), 1) != 0) {
-    ADD_FAILURE() << "cannot listen on 127.0.0.1:7878: " << std::strerror(errno);
-  }
+  base::Descriptor socket = listen_on_loopback(7878);
   const std::lock_guard lock(mutex_);
   listener_ = std::move(socket);
 }

@@ -1,27 +1,15 @@
 #include "support/peer_capture.h"
 
-#include <arpa/inet.h>
-#include <gtest/gtest.h>
 #include <sys/socket.h>
 
 #include "flightlink/wire/link_context.h"
+#include "support/loopback.h"
 
 namespace link_test {
 
-base::Descriptor open_loopback(sockaddr_in* address) {
-  base::Descriptor fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-  *address = {};
-  address->sin_family = AF_INET;
-  address->sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof(*address);
-  EXPECT_EQ(bind(fd.get(), reinterpret_cast<const sockaddr*>(address), size), 0);
-  EXPECT_EQ(getsockname(fd.get(), reinterpret_cast<sockaddr*>(address), &size), 0);
-  return fd;
-}
-
 PeerCapture::PeerCapture() : sender_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
   flightlink::link_context_init();
-  receiver_ = open_loopback(&flightlink::mavlink_context.peer_address);
+  receiver_ = support::open_loopback(&flightlink::mavlink_context.peer_address);
   flightlink::mavlink_context.peer_socket.store(sender_.get());
 }
 

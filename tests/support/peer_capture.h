@@ -2,8 +2,6 @@
 // of its own.
 #pragma once
 
-#include <netinet/in.h>
-
 #include <vector>
 
 #include "base/descriptor.h"
@@ -28,8 +26,5 @@ class PeerCapture {
   base::Descriptor receiver_;
   base::Descriptor sender_;
 };
-
-// A loopback UDP socket on a port of its own choice; `address` gets where it listens.
-base::Descriptor open_loopback(sockaddr_in* address);
 
 }  // namespace link_test

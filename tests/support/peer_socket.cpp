@@ -1,6 +1,5 @@
 #include "support/peer_socket.h"
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -10,18 +9,11 @@
 #include <cerrno>
 #include <cstring>
 
+#include "support/loopback.h"
 #include "support/station.h"
 
 namespace support {
 namespace {
-
-sockaddr_in address(const char* host, uint16_t port) {
-  sockaddr_in result{};
-  result.sin_family = AF_INET;
-  result.sin_port = htons(port);
-  inet_pton(AF_INET, host, &result.sin_addr);
-  return result;
-}
 
 int open_in_peer_namespace(uint16_t port) {
   base::Descriptor socket = peer_station().open_socket(SOCK_DGRAM);
@@ -29,7 +21,7 @@ int open_in_peer_namespace(uint16_t port) {
   const int buffer = 8 << 20;
   setsockopt(socket.get(), SOL_SOCKET, SO_RCVBUF, &buffer, sizeof(buffer));
   setsockopt(socket.get(), SOL_SOCKET, SO_RCVBUFFORCE, &buffer, sizeof(buffer));
-  const sockaddr_in own = address("192.168.31.111", port);
+  const sockaddr_in own = host_address("192.168.31.111", port);
   if (bind(socket.get(), reinterpret_cast<const sockaddr*>(&own), sizeof(own)) != 0) return -1;
   return socket.release();
 }
@@ -54,7 +46,7 @@ PeerSocket::~PeerSocket() {
 }
 
 bool PeerSocket::send(std::span<const uint8_t> bytes, uint16_t port) {
-  const sockaddr_in board = address("192.168.31.1", port);
+  const sockaddr_in board = host_address("192.168.31.1", port);
   return sendto(socket_.get(), bytes.data(), bytes.size(), 0,
                 reinterpret_cast<const sockaddr*>(&board),
                 sizeof(board)) == static_cast<ssize_t>(bytes.size());

@@ -3,7 +3,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -11,16 +10,6 @@
 #include "base/bytes.h"
 
 namespace media_test {
-
-TemporaryFolder::TemporaryFolder() {
-  char name[] = "/tmp/media_test.XXXXXX";
-  folder_ = mkdtemp(name);
-}
-
-TemporaryFolder::~TemporaryFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(folder_, ignored);
-}
 
 void write_file(const std::string& path, const Bytes& bytes) {
   std::ofstream file(path, std::ios::binary | std::ios::trunc);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "media/photo/jpeg_data.h"
+#include "support/temporary_folder.h"
 
 namespace media_test {
 
@@ -14,20 +15,7 @@ struct Bytes : std::vector<uint8_t> {
   using vector::vector;
 };
 
-// A folder of its own below /tmp, removed with its contents.
-class TemporaryFolder {
- public:
-  TemporaryFolder();
-  ~TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  [[nodiscard]] std::string path(const std::string& name) const { return folder_ + "/" + name; }
-  [[nodiscard]] const std::string& folder() const { return folder_; }
-
- private:
-  std::string folder_;
-};
+using support::TemporaryFolder;
 
 void write_file(const std::string& path, const Bytes& bytes);
 // All of it; empty when it cannot be read.

@@ -1,25 +1,17 @@
 // Message 111: the clock of this machine, of the camera service, and the two replies.
 #include "flightlink/actions/camera_clock.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "base/bytes.h"
 #include "flightlink/actions/dispatch.h"
+#include "flightlink/link_suite.h"
 #include "support/camera_socket.h"
-#include "support/fresh_process.h"
-#include "support/peer_capture.h"
 
 namespace flightlink {
 namespace {
 
-using link_test::Bytes;
 using link_test::CameraSocket;
-using link_test::hex;
-using link_test::in_fresh_process;
-using link_test::PeerCapture;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 // `used` of the payload's 12 bytes belong to the frame.
 MavlinkMessage clock_message(uint64_t ms, int32_t hours, uint8_t used = 12) {

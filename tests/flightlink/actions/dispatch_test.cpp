@@ -8,18 +8,15 @@
 #include <cmath>
 
 #include "base/bytes.h"
+#include "flightlink/link_suite.h"
 #include "flightlink/wire/aircraft_position.h"
 #include "flightlink/wire/link_status.h"
 #include "support/camera_socket.h"
-#include "support/fresh_process.h"
-#include "support/hex.h"
 
 namespace flightlink {
 namespace {
 
 using link_test::CameraSocket;
-using link_test::hex;
-using link_test::in_fresh_process;
 
 // The rest of the payload area holds what an earlier, longer frame left there.
 MavlinkMessage message_of(uint8_t msgid, const std::string& payload) {

@@ -2,30 +2,18 @@
 // real; what cat prints is the recording fake's.
 #include "flightlink/actions/link_configuration.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
 
-#include "fake_base/fake_base.h"
 #include "flightlink/actions/dispatch.h"
-#include "flightlink/wire/link_context.h"
+#include "flightlink/link_suite.h"
 #include "flightlink/wire/link_status.h"
-#include "support/fresh_process.h"
-#include "support/peer_capture.h"
 
 namespace flightlink {
 namespace {
-
-using link_test::Bytes;
-using link_test::hex;
-using link_test::in_fresh_process;
-using link_test::PeerCapture;
-using link_test::zeros;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 constexpr const char* kMac = "/tmp/SD0/destmac.conf";
 constexpr const char* kChannel = "/tmp/SD0/channel.conf";

@@ -8,15 +8,14 @@
 #include <initializer_list>
 #include <limits>
 
+#include "flightlink/link_suite.h"
 #include "support/camera_socket.h"
-#include "support/fresh_process.h"
 
 namespace flightlink {
 namespace {
 
 using camera::confirm;
 using link_test::CameraSocket;
-using link_test::in_fresh_process;
 
 std::string rate_text(int rate) {
   return R"({"msg_id":16,"token":7,"param":")" + std::to_string(rate) + "\"}";

@@ -1,7 +1,6 @@
 // The device profile as a list of parameters. The profile is the board's "/korvan.conf".
 #include "flightlink/actions/parameter_list.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -9,22 +8,11 @@
 #include <fstream>
 
 #include "config/korvanprofile.h"
-#include "fake_base/fake_base.h"
 #include "flightlink/actions/dispatch.h"
-#include "support/fresh_process.h"
-#include "support/peer_capture.h"
+#include "flightlink/link_suite.h"
 
 namespace flightlink {
 namespace {
-
-using link_test::Bytes;
-using link_test::hex;
-using link_test::in_fresh_process;
-using link_test::PeerCapture;
-using link_test::zeros;
-using ::testing::Each;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 // Each body runs in a process of its own: the frames' sequence starts at 0.
 class ParameterList : public fake_base::FakeBaseTest {

@@ -18,18 +18,18 @@
 
 namespace link_test {
 
-inline constexpr uint8_t kFromApplication = 0x48;
-inline constexpr uint8_t kFromGimbal = 0x78;
-inline constexpr uint8_t kFromFlightController = 0x38;
-inline constexpr uint8_t kFromRepeater = 0x58;
-inline constexpr const char* kMd5 = "0123456789abcdef0123456789abcdef";
-
 // A frame that has arrived at the peer: its sequence number and checksum are other tests' matter.
 struct Sent {
   uint8_t system;
   uint8_t id;
   Bytes payload;
 };
+
+inline constexpr uint8_t kFromApplication = 0x48;
+inline constexpr uint8_t kFromGimbal = 0x78;
+inline constexpr uint8_t kFromFlightController = 0x38;
+inline constexpr uint8_t kFromRepeater = 0x58;
+inline constexpr const char* kMd5 = "0123456789abcdef0123456789abcdef";
 
 // The seven parameters of a report, as hexadecimal text: the indices that are given, then empty
 // slots (4294967296.0 is 4f800000).

@@ -2,7 +2,6 @@
 // session's start, and the retries.
 #include <arpa/inet.h>
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -15,67 +14,32 @@
 #include <thread>
 
 #include "base/descriptor.h"
-#include "fake_base/fake_base.h"
+#include "flightlink/link_suite.h"
 #include "flightlink/links/app_link.h"
 #include "flightlink/links/heartbeats.h"
-#include "flightlink/wire/link_context.h"
-#include "support/fresh_process.h"
-#include "support/hex.h"
 
 namespace flightlink {
 namespace {
 
-using link_test::Bytes;
-using link_test::hex;
-using link_test::in_fresh_process;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-
 // HEARTBEAT from system 9.
 constexpr const char* kBeat9 = "fe 09 00 09 00 00 00 00 00 00 00 00 00 00 03 16 ca ";
 
-sockaddr_in address(const char* host, uint16_t port) {
-  sockaddr_in result{};
-  result.sin_family = AF_INET;
-  result.sin_port = htons(port);
-  inet_pton(AF_INET, host, &result.sin_addr);
-  return result;
-}
-
 // An application that connects from `host`, any address of the loopback network.
 base::Descriptor connect_from(const char* host) {
-  base::Descriptor fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  const sockaddr_in own = address(host, 0);
-  EXPECT_EQ(bind(fd.get(), reinterpret_cast<const sockaddr*>(&own), sizeof(own)), 0);
-  const sockaddr_in to = address("127.0.0.1", 8866);
-  EXPECT_EQ(connect(fd.get(), reinterpret_cast<const sockaddr*>(&to), sizeof(to)), 0);
+  base::Descriptor fd = support::open_socket(SOCK_STREAM);
+  support::bind_to(fd, support::host_address(host, 0));
+  support::connect_to(fd, support::loopback_address(8866));
   return fd;
 }
 
 uint16_t own_port(const base::Descriptor& fd) {
-  sockaddr_in own{};
-  socklen_t size = sizeof(own);
-  EXPECT_EQ(getsockname(fd.get(), reinterpret_cast<sockaddr*>(&own), &size), 0);
-  return ntohs(own.sin_port);
-}
-
-int option(int fd, int level, int name) {
-  int value = 0;
-  socklen_t size = sizeof(value);
-  EXPECT_EQ(getsockopt(fd, level, name, &value, &size), 0);
-  return value;
+  return ntohs(support::own_address(fd.get()).sin_port);
 }
 
 void start_without_binding() {
-  fake_base::reset();
-  link_context_init();
+  reset_link();
   mavlink_context.binding_disabled.store(1);
   app_timers_create();
-}
-
-uint32_t period(const LinkTimer& timer) {
-  return fake_base::timers()[reinterpret_cast<size_t>(timer.handle)].period_ms;
 }
 
 TEST(AppServer, ListensOn8866) {
@@ -83,15 +47,13 @@ TEST(AppServer, ListensOn8866) {
     start_without_binding();
     ASSERT_EQ(app_server_open(), 0);
     const int fd = mavlink_context.listen_socket.load();
-    sockaddr_in own{};
-    socklen_t size = sizeof(own);
-    ASSERT_EQ(getsockname(fd, reinterpret_cast<sockaddr*>(&own), &size), 0);
+    const sockaddr_in own = support::own_address(fd);
     EXPECT_EQ(ntohs(own.sin_port), 8866);
     EXPECT_EQ(own.sin_addr.s_addr, htonl(INADDR_ANY));
-    EXPECT_EQ(option(fd, SOL_SOCKET, SO_REUSEADDR), 1);
-    EXPECT_EQ(option(fd, SOL_SOCKET, SO_ACCEPTCONN), 1);
+    EXPECT_EQ(support::socket_option(fd, SOL_SOCKET, SO_REUSEADDR), 1);
+    EXPECT_EQ(support::socket_option(fd, SOL_SOCKET, SO_ACCEPTCONN), 1);
     tcp_info info{};
-    size = sizeof(info);
+    socklen_t size = sizeof(info);
     ASSERT_EQ(getsockopt(fd, IPPROTO_TCP, TCP_INFO, &info, &size), 0);
     EXPECT_EQ(info.tcpi_sacked, 1U);  // of a listening socket: its backlog
   });
@@ -115,10 +77,7 @@ TEST(AppServer, ANewOneTakesThePlaceOfTheOldOne) {
 TEST(AppServer, ATakenPortGivesMinusOne) {
   in_fresh_process([] {
     start_without_binding();
-    const base::Descriptor other(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const sockaddr_in own = address("0.0.0.0", 8866);
-    ASSERT_EQ(bind(other.get(), reinterpret_cast<const sockaddr*>(&own), sizeof(own)), 0);
-    ASSERT_EQ(listen(other.get(), 1), 0);
+    const base::Descriptor other = support::take_port(SOCK_STREAM, 8866);
     EXPECT_EQ(app_server_open(), -1);
     EXPECT_EQ(mavlink_context.listen_socket.load(), 0);
   });
@@ -132,19 +91,19 @@ TEST(AppAccept, SetsTheConnectionUp) {
     ASSERT_EQ(app_session_accept(), 0);
     const int fd = mavlink_context.KRConnFd.load();
     EXPECT_EQ(fcntl(fd, F_GETFL) & O_NONBLOCK, O_NONBLOCK);
-    EXPECT_EQ(option(fd, IPPROTO_TCP, TCP_NODELAY), 1);
-    EXPECT_EQ(option(fd, IPPROTO_TCP, TCP_USER_TIMEOUT), 10000);
+    EXPECT_EQ(support::socket_option(fd, IPPROTO_TCP, TCP_NODELAY), 1);
+    EXPECT_EQ(support::socket_option(fd, IPPROTO_TCP, TCP_USER_TIMEOUT), 10000);
     linger waits{};
     socklen_t size = sizeof(waits);
     ASSERT_EQ(getsockopt(fd, SOL_SOCKET, SO_LINGER, &waits, &size), 0);
     EXPECT_EQ(waits.l_onoff, 1);
     EXPECT_EQ(waits.l_linger, 0);
     // The kernel reads back twice what was asked for.
-    EXPECT_EQ(option(fd, SOL_SOCKET, SO_SNDBUF), 2 * 204800);
-    EXPECT_EQ(option(fd, SOL_SOCKET, SO_RCVBUF), 2 * 204800);
+    EXPECT_EQ(support::socket_option(fd, SOL_SOCKET, SO_SNDBUF), 2 * 204800);
+    EXPECT_EQ(support::socket_option(fd, SOL_SOCKET, SO_RCVBUF), 2 * 204800);
     // Asked for 0f. Linux keeps the two lowest bits of a stream socket, congestion notification, to
     // itself.
-    EXPECT_EQ(option(fd, IPPROTO_IP, IP_TOS) & 0xFC, 0x0C);
+    EXPECT_EQ(support::socket_option(fd, IPPROTO_IP, IP_TOS) & 0xFC, 0x0C);
   });
 }
 
@@ -160,7 +119,8 @@ TEST(AppAccept, OpensTheSession) {
     std::snprintf(port, sizeof(port), "%#x", own_port(application));
     const int fd = mavlink_context.KRConnFd.load();
     char tos[3];
-    std::snprintf(tos, sizeof(tos), "%x", static_cast<unsigned>(option(fd, IPPROTO_IP, IP_TOS)));
+    std::snprintf(tos, sizeof(tos), "%x",
+                  static_cast<unsigned>(support::socket_option(fd, IPPROTO_IP, IP_TOS)));
     EXPECT_EQ(printed,
               "MavlinkRecvThread(line=946):MavlinkContext.KRConnFd = " + std::to_string(fd) +
                   "\naccept ok !\nServer start get connet from 0x7f00006e:" + port +
@@ -264,15 +224,11 @@ struct Enough {};
 
 TEST(AppThread, RetriesEverySecondWhileThePortIsTaken) {
   in_fresh_process([] {
-    fake_base::reset();
-    link_context_init();
+    reset_link();
     mavlink_context.binding_disabled.store(1);
     mavlink_context.link_state.store(7);
     mavlink_context.throttle_flag.store(7);
-    const base::Descriptor other(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const sockaddr_in own = address("0.0.0.0", 8866);
-    ASSERT_EQ(bind(other.get(), reinterpret_cast<const sockaddr*>(&own), sizeof(own)), 0);
-    ASSERT_EQ(listen(other.get(), 1), 0);
+    const base::Descriptor other = support::take_port(SOCK_STREAM, 8866);
     fake_base::on_sleep([](uint64_t) {
       if (fake_base::sleeps().size() == 2) throw Enough();
     });
@@ -291,10 +247,11 @@ TEST(AppThread, RetriesEverySecondWhileThePortIsTaken) {
 // Connects unless the server is away for the moment, as it is at each reset, or its queue is full.
 base::Descriptor try_connect() {
   base::Descriptor fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-  const sockaddr_in to = address("127.0.0.1", 8866);
+  const sockaddr_in to = support::loopback_address(8866);
   if (connect(fd.get(), reinterpret_cast<const sockaddr*>(&to), sizeof(to)) != 0) {
     pollfd connected{fd.get(), POLLOUT, 0};
-    if (poll(&connected, 1, 5) != 1 || option(fd.get(), SOL_SOCKET, SO_ERROR) != 0) fd.reset();
+    if (poll(&connected, 1, 5) != 1 || support::socket_option(fd.get(), SOL_SOCKET, SO_ERROR) != 0)
+      fd.reset();
   }
   return fd;
 }
@@ -330,8 +287,7 @@ bool session_works() {
 
 TEST(AppThread, OutlivesAStormOfReconnectsWhileFramesAreSent) {
   in_fresh_process([] {
-    fake_base::reset();
-    link_context_init();
+    reset_link();
     std::signal(SIGPIPE, SIG_IGN);
     mavlink_context.binding_disabled.store(1);
     ::testing::internal::CaptureStdout();

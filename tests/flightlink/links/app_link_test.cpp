@@ -3,36 +3,24 @@
 #include "flightlink/links/app_link.h"
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <pthread.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
-#include <csignal>
 #include <initializer_list>
 #include <thread>
 
-#include "fake_base/fake_base.h"
+#include "flightlink/link_suite.h"
 #include "flightlink/links/heartbeats.h"
 #include "flightlink/wire/link_status.h"
 #include "support/app_session.h"
-#include "support/fresh_process.h"
-#include "support/peer_capture.h"
+#include "support/interrupter.h"
 
 namespace flightlink {
 namespace {
 
 using link_test::AppSession;
-using link_test::Bytes;
-using link_test::hex;
-using link_test::in_fresh_process;
-using link_test::PeerCapture;
-using ::testing::AllOf;
-using ::testing::ElementsAre;
-using ::testing::Field;
-using ::testing::IsEmpty;
 
 // Message 67, which sets the stream-on word, from several system ids.
 constexpr const char* kStream9 = "fe 06 00 09 00 43 00 00 00 01 00 00 54 69 ";
@@ -222,27 +210,15 @@ TEST(AppServe, TwoSecondsWithoutAByteAreNoFault) {
   });
 }
 
-void ignore_signal(int) {}
-
 TEST(AppServe, AnInterruptedWaitIsReportedAndKeepsTheSession) {
   in_fresh_process([] {
     const AppSession application;
-    struct sigaction action {};
-    action.sa_handler = ignore_signal;
-    sigaction(SIGUSR2, &action, nullptr);
-    std::atomic<bool> done{false};
-    const pthread_t reader = pthread_self();
     ::testing::internal::CaptureStdout();
     ::testing::internal::CaptureStderr();
-    std::thread interrupting([&] {
-      while (!done) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        if (!done) pthread_kill(reader, SIGUSR2);
-      }
-    });
-    EXPECT_EQ(app_session_serve(), 0);
-    done = true;
-    interrupting.join();
+    {
+      const link_test::Interrupter interrupting;
+      EXPECT_EQ(app_session_serve(), 0);
+    }
     EXPECT_EQ(::testing::internal::GetCapturedStdout(),
               "MavlinkRecvThread(line=995):select failed!,exit\n");
     EXPECT_EQ(::testing::internal::GetCapturedStderr(), "select failed: Interrupted system call\n");
@@ -295,7 +271,7 @@ TEST(AppEnd, TheDescriptorStaysOpenWhileASenderHoldsIt) {
     mavlink_context.send_lock.post();
     ending.join();
     EXPECT_EQ(fcntl(connection, F_GETFD), -1);
-    EXPECT_EQ(mavlink_context.send_lock.value(), 1);
+    EXPECT_EQ(mavlink_context.send_lock.count(), 1);
   });
 }
 
@@ -321,7 +297,7 @@ TEST(AppEnd, SendersReaderAndTimersEndASessionTogetherOnce) {
       timer.join();
       EXPECT_EQ(mavlink_context.KRConnFd.load(), 0);
       EXPECT_EQ(fcntl(connection, F_GETFD), -1);
-      EXPECT_EQ(mavlink_context.send_lock.value(), 1);
+      EXPECT_EQ(mavlink_context.send_lock.count(), 1);
     }
     ::testing::internal::GetCapturedStderr();
   });

@@ -6,23 +6,15 @@
 #include <unistd.h>
 
 #include "base/descriptor.h"
-#include "fake_base/fake_base.h"
-#include "flightlink/wire/link_context.h"
+#include "flightlink/link_suite.h"
 #include "flightlink/wire/link_status.h"
 #include "supervisor/state/camera_flags.h"
 #include "supervisor/state/mac_address.h"
 #include "supervisor/state/switches.h"
-#include "support/fresh_process.h"
-#include "support/peer_capture.h"
+#include "support/app_session.h"
 
 namespace flightlink {
 namespace {
-
-using link_test::Bytes;
-using link_test::hex;
-using link_test::in_fresh_process;
-using link_test::PeerCapture;
-using link_test::zeros;
 
 void peer_tick() { peer_heartbeat_tick({}); }
 
@@ -84,32 +76,8 @@ TEST(PeerHeartbeat, WithoutASocketNothingHappens) {
 }
 
 // The application's end of KRConnFd, with the session open.
-class Application {
- public:
-  Application() {
-    fake_base::reset();
-    link_context_init();
-    int pair[2];
-    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair), 0);
-    far_.reset(pair[0]);
-    near_.reset(pair[1]);
-    mavlink_context.KRConnFd.store(near_.get());
-    mavlink_context.link_state.store(1);
-    mavlink_context.send_enabled.store(1);
-    mavlink_context.session_flag.store(1);
-  }
-  Bytes received() {
-    Bytes bytes(1000);
-    const ssize_t size = recv(far_.get(), bytes.data(), bytes.size(), MSG_DONTWAIT);
-    bytes.resize(size < 0 ? 0 : static_cast<size_t>(size));
-    return bytes;
-  }
-  // Gives the descriptor to MavlinkContext, which closes it.
-  void hand_over() { (void)near_.release(); }
-
- private:
-  base::Descriptor far_;
-  base::Descriptor near_;
+struct Application : link_test::AppSession {
+  Application() { fake_base::reset(); }
 };
 
 TEST(AppHeartbeat, TellsBindingWhileItIsEnabled) {
@@ -152,10 +120,6 @@ void arm_session_timers() {
   }
 }
 
-uint32_t period(const LinkTimer& timer) {
-  return fake_base::timers()[reinterpret_cast<size_t>(timer.handle)].period_ms;
-}
-
 TEST(NormalTimeout, CutsASessionThatIsOnlyAccepted) {
   in_fresh_process([] {
     const Application application;
@@ -192,8 +156,7 @@ TEST(NormalTimeout, LeavesAConfirmedSessionAlone) {
 
 TEST(DisconnectTimeout, EndsTheSession) {
   in_fresh_process([] {
-    Application application;
-    application.hand_over();
+    const Application application;
     arm_session_timers();
     set_link_status(2);
     ::testing::internal::CaptureStdout();

@@ -12,6 +12,7 @@
 #include "flightlink/links/mac_bind.h"
 #include "support/board_files.h"
 #include "support/child_process.h"
+#include "support/loopback.h"
 #include "support/station.h"
 
 namespace flightlink {
@@ -37,13 +38,7 @@ std::string lower(std::string text) {
   return text;
 }
 
-sockaddr_in board_address(uint16_t port) {
-  sockaddr_in to{};
-  to.sin_family = AF_INET;
-  to.sin_port = htons(port);
-  inet_pton(AF_INET, "192.168.31.1", &to.sin_addr);
-  return to;
-}
+sockaddr_in board_address(uint16_t port) { return support::host_address("192.168.31.1", port); }
 
 class MacBindBoard : public ::testing::Test {
  protected:
@@ -59,12 +54,10 @@ class MacBindBoard : public ::testing::Test {
     const Descriptor server(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     const int on = 1;
     setsockopt(server.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
-    const sockaddr_in here = board_address(8866);
-    EXPECT_EQ(bind(server.get(), reinterpret_cast<const sockaddr*>(&here), sizeof(here)), 0);
+    support::bind_to(server, board_address(8866));
     EXPECT_EQ(listen(server.get(), 1), 0);
     const Descriptor phone = station.open_socket(SOCK_STREAM);
-    const sockaddr_in to = board_address(8866);
-    EXPECT_EQ(connect(phone.get(), reinterpret_cast<const sockaddr*>(&to), sizeof(to)), 0);
+    support::connect_to(phone, board_address(8866));
     pollfd waiting{server.get(), POLLIN, 0};
     EXPECT_EQ(poll(&waiting, 1, 3000), 1);
     const Descriptor accepted(accept(server.get(), nullptr, nullptr));

@@ -8,24 +8,13 @@
 #include <sys/socket.h>
 
 #include <functional>
-#include <new>
 #include <string>
 #include <vector>
 
 #include "base/descriptor.h"
 #include "fake_base/fake_base.h"
-
-namespace {
-
-bool no_memory = false;
-
-}  // namespace
-
-// The linker sends every no-throw allocation here (see CMakeLists.txt).
-extern "C" void* __real__ZnamRKSt9nothrow_t(size_t size, const std::nothrow_t& tag);
-extern "C" void* __wrap__ZnamRKSt9nothrow_t(size_t size, const std::nothrow_t& tag) {
-  return no_memory ? nullptr : __real__ZnamRKSt9nothrow_t(size, tag);
-}
+#include "support/allocation_fault.h"
+#include "support/loopback.h"
 
 namespace flightlink {
 namespace {
@@ -110,9 +99,8 @@ TEST_F(MacBind, APhoneAmongEmptyEntriesIsFound) {
 }
 
 TEST_F(MacBind, ShortageOfMemoryFailsAndWritesNothing) {
-  no_memory = true;
+  const support::AllocationFault no_memory(support::Fault::kNewArray);
   const std::string printed = save(kMac, -1);
-  no_memory = false;
   EXPECT_EQ(printed,
             "save_macaddr(line=281):02:4b:9c:de:f0:6f\nsave_macaddr(line=285) get memory failed!");
   EXPECT_EQ(fake_base::commands(), Commands{kList});
@@ -169,12 +157,8 @@ TEST_F(MacBind, ASocketWithoutAPeerIsRefused) {
 
 // The loopback address is in no ARP table.
 TEST_F(MacBind, APeerThatTheArpTableLacksIsRefusedAndLeavesTheFilterAlone) {
-  const base::Descriptor connected(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-  sockaddr_in to{};
-  to.sin_family = AF_INET;
-  to.sin_port = htons(9);
-  to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  ASSERT_EQ(connect(connected.get(), reinterpret_cast<const sockaddr*>(&to), sizeof(to)), 0);
+  const base::Descriptor connected = support::open_socket(SOCK_DGRAM);
+  support::connect_to(connected, support::loopback_address(9));
   const std::string complaint = complaint_of([&] { EXPECT_EQ(set_mac_bind(connected.get()), -1); });
   EXPECT_TRUE(complaint.starts_with("ioctl SIOCGARP: ")) << complaint;
   EXPECT_EQ(fake_base::events(), Commands{});

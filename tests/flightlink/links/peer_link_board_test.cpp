@@ -4,7 +4,6 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -15,21 +14,12 @@
 #include <thread>
 
 #include "base/descriptor.h"
-#include "fake_base/fake_base.h"
+#include "flightlink/link_suite.h"
 #include "flightlink/links/heartbeats.h"
-#include "flightlink/wire/link_context.h"
 #include "flightlink/wire/link_status.h"
-#include "support/fresh_process.h"
-#include "support/hex.h"
 
 namespace flightlink {
 namespace {
-
-using link_test::Bytes;
-using link_test::hex;
-using link_test::in_fresh_process;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 constexpr const char* kLampOff = "run /usr/local/share/script/t_gpio.sh 10 0";
 constexpr const char* kLampOn = "run /usr/local/share/script/t_gpio.sh 10 1";
@@ -38,28 +28,15 @@ constexpr const char* kHost = "127.0.0.1";
 constexpr const char* kStreamOn = "fe 04 00 25 00 43 00 00 00 01 d2 5d ";
 constexpr const char* kStreamOff = "fe 04 00 25 00 43 00 00 00 00 0a 44 ";
 
-void send_to_board(const Bytes& bytes) {
-  const base::Descriptor fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-  sockaddr_in to{};
-  to.sin_family = AF_INET;
-  to.sin_port = htons(8888);
-  to.sin_addr.s_addr = inet_addr(kHost);
-  EXPECT_EQ(sendto(fd.get(), bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&to),
-                   sizeof(to)),
-            static_cast<ssize_t>(bytes.size()));
-}
+void send_to_board(const Bytes& bytes) { support::send_to_port(bytes, 8888); }
 
 int option(int name) {
-  int value = -1;
-  socklen_t size = sizeof(value);
-  EXPECT_EQ(getsockopt(mavlink_context.peer_socket, SOL_SOCKET, name, &value, &size), 0);
-  return value;
+  return support::socket_option(mavlink_context.peer_socket, SOL_SOCKET, name);
 }
 
 // One open socket, as the loop has it while it serves.
 void open_for_test() {
-  fake_base::reset();
-  link_context_init();
+  reset_link();
   ASSERT_EQ(peer_socket_open(kHost), 0);
 }
 
@@ -82,12 +59,9 @@ TEST(PeerLinkBoard, StartIgnoresSigpipeAndStartsTheThread) {
 
 TEST(PeerLinkBoard, OpensPort8888WithLargeBuffers) {
   in_fresh_process([] {
-    fake_base::reset();
-    link_context_init();
+    reset_link();
     ASSERT_EQ(peer_socket_open(nullptr), 0);
-    sockaddr_in own{};
-    socklen_t size = sizeof(own);
-    getsockname(mavlink_context.peer_socket, reinterpret_cast<sockaddr*>(&own), &size);
+    const sockaddr_in own = support::own_address(mavlink_context.peer_socket);
     EXPECT_EQ(ntohs(own.sin_port), 8888);
     EXPECT_EQ(own.sin_addr.s_addr, htonl(INADDR_ANY));
     EXPECT_EQ(option(SO_TYPE), SOCK_DGRAM);
@@ -111,13 +85,8 @@ TEST(PeerLinkBoard, TakesAnotherAddress) {
 
 TEST(PeerLinkBoard, APortThatIsTakenGivesMinusOne) {
   in_fresh_process([] {
-    fake_base::reset();
-    link_context_init();
-    const base::Descriptor other(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    sockaddr_in own{};
-    own.sin_family = AF_INET;
-    own.sin_port = htons(8888);
-    ASSERT_EQ(bind(other.get(), reinterpret_cast<const sockaddr*>(&own), sizeof(own)), 0);
+    reset_link();
+    const base::Descriptor other = support::take_port(SOCK_DGRAM, 8888);
     EXPECT_EQ(peer_socket_open(kHost), -1);
     EXPECT_EQ(mavlink_context.peer_socket.load(), 0);
   });
@@ -233,8 +202,7 @@ TEST(PeerLinkBoard, CloseStopsTheHeartbeatSwitchesTheLampOffAndPausesFirst) {
 
 TEST(PeerLinkBoard, ClosingAClosedSocketDoesNothing) {
   in_fresh_process([] {
-    fake_base::reset();
-    link_context_init();
+    reset_link();
     peer_socket_close();
     EXPECT_THAT(fake_base::events(), IsEmpty());
   });
@@ -254,8 +222,7 @@ struct Enough {};
 
 TEST(PeerLinkBoard, TheThreadRetriesEverySecondWhileThePortIsTaken) {
   in_fresh_process([] {
-    fake_base::reset();
-    link_context_init();
+    reset_link();
     base::Descriptor other(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     sockaddr_in own{};
     own.sin_family = AF_INET;
@@ -274,8 +241,7 @@ TEST(PeerLinkBoard, TheThreadRetriesEverySecondWhileThePortIsTaken) {
 
 TEST(PeerLinkBoard, TheThreadServesAndRecycles) {
   in_fresh_process([] {
-    fake_base::reset();
-    link_context_init();
+    reset_link();
     std::atomic<int> recycles{0};
     std::atomic<bool> done{false};
     fake_base::on_sleep([&](uint64_t) {

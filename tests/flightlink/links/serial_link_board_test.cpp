@@ -2,7 +2,6 @@
 #include "flightlink/links/serial_link.h"
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <termios.h>
@@ -11,13 +10,10 @@
 #include <filesystem>
 #include <fstream>
 
-#include "fake_base/fake_base.h"
-#include "support/fresh_process.h"
+#include "flightlink/link_suite.h"
 
 namespace flightlink {
 namespace {
-
-using link_test::in_fresh_process;
 
 constexpr const char* kMarker = "/tmp/SD0/KRVMEDIA/testmode.conf";
 

@@ -2,29 +2,23 @@
 #include "flightlink/links/serial_link.h"
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <initializer_list>
 
+#include "flightlink/link_suite.h"
 #include "flightlink/wire/aircraft_position.h"
 #include "flightlink/wire/serial_line.h"
 #include "support/app_session.h"
 #include "support/camera_socket.h"
-#include "support/fresh_process.h"
 #include "support/pty.h"
 
 namespace flightlink {
 namespace {
 
 using link_test::AppSession;
-using link_test::Bytes;
-using link_test::hex;
-using link_test::in_fresh_process;
 using link_test::Pty;
-using link_test::zeros;
-using ::testing::ElementsAre;
 
 // Message 30 from system 1, component 0, sequence 9.
 const std::string kAttitude =

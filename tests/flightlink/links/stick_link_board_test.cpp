@@ -3,7 +3,6 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/socket.h>
@@ -13,28 +12,22 @@
 #include <csignal>
 #include <thread>
 
-#include "fake_base/fake_base.h"
+#include "flightlink/link_suite.h"
 #include "flightlink/links/serial_link.h"
-#include "flightlink/wire/link_context.h"
 #include "flightlink/wire/serial_line.h"
-#include "support/fresh_process.h"
+#include "support/interrupter.h"
 #include "support/pty.h"
 
 namespace flightlink {
 namespace {
 
-using link_test::Bytes;
-using link_test::hex;
-using link_test::in_fresh_process;
 using link_test::Pty;
-using ::testing::ElementsAre;
 
 // The relay's two ends: its socket, and a serial line on a pseudo terminal.
 class Relay {
  public:
   Relay() : near_(open(far.name().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC)) {
-    fake_base::reset();
-    link_context_init();
+    reset_link();
     EXPECT_EQ(serial_line_set_opt(near_.get(), 115200, 8, 'N', 1, 0), 0);
     serial_link.fd.store(near_.get());
     EXPECT_EQ(stick_socket_open(), 0);
@@ -46,14 +39,7 @@ class Relay {
   // One datagram through the relay; returns what came out on the line, `wanted` bytes if all is
   // well.
   Bytes relay(const Bytes& datagram, size_t wanted) {
-    const base::Descriptor fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    sockaddr_in to{};
-    to.sin_family = AF_INET;
-    to.sin_port = htons(8867);
-    to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    EXPECT_EQ(sendto(fd.get(), datagram.data(), datagram.size(), 0,
-                     reinterpret_cast<const sockaddr*>(&to), sizeof(to)),
-              static_cast<ssize_t>(datagram.size()));
+    support::send_to_port(datagram, 8867);
     Bytes bytes;
     // Beside the relay: a long datagram does not fit into the line's buffer.
     std::thread reading([&] { bytes = far.read_bytes(wanted); });
@@ -129,15 +115,10 @@ TEST(StickSocket, OpenPrintsTwoLinesAndListensOnItsPort) {
               "MavlinkRecvStickThread(1043):stick socket socket create ok ! !\n"
               "MavlinkRecvStickThread(1063):stick socket bind ok !\n");
     const int fd = mavlink_context.stick_socket.load();
-    sockaddr_in own{};
-    socklen_t size = sizeof(own);
-    getsockname(fd, reinterpret_cast<sockaddr*>(&own), &size);
+    const sockaddr_in own = support::own_address(fd);
     EXPECT_EQ(ntohs(own.sin_port), 8867);
     EXPECT_EQ(own.sin_addr.s_addr, htonl(INADDR_ANY));
-    int reuse = 0;
-    size = sizeof(reuse);
-    getsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &reuse, &size);
-    EXPECT_EQ(reuse, 1);
+    EXPECT_EQ(support::socket_option(fd, SOL_SOCKET, SO_REUSEADDR), 1);
     stick_socket_close();
     EXPECT_EQ(mavlink_context.stick_socket.load(), 0);
     EXPECT_EQ(fcntl(fd, F_GETFD), -1);
@@ -148,13 +129,8 @@ struct Enough {};
 
 TEST(StickSocket, ATakenPortIsTriedAgainEverySecond) {
   in_fresh_process([] {
-    fake_base::reset();
-    link_context_init();
-    const base::Descriptor other(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    sockaddr_in own{};
-    own.sin_family = AF_INET;
-    own.sin_port = htons(8867);
-    ASSERT_EQ(bind(other.get(), reinterpret_cast<const sockaddr*>(&own), sizeof(own)), 0);
+    reset_link();
+    const base::Descriptor other = support::take_port(SOCK_DGRAM, 8867);
     fake_base::on_sleep([](uint64_t) {
       if (fake_base::sleeps().size() == 2) throw Enough();
     });
@@ -168,28 +144,16 @@ TEST(StickSocket, ATakenPortIsTriedAgainEverySecond) {
   });
 }
 
-void ignore_signal(int) {}
-
 TEST(StickSocket, AnInterruptedWaitIsReportedAndGoesOn) {
   in_fresh_process([] {
     link_context_init();
     ASSERT_EQ(stick_socket_open(), 0);
-    struct sigaction action {};
-    action.sa_handler = ignore_signal;
-    sigaction(SIGUSR2, &action, nullptr);
-    std::atomic<bool> done{false};
-    const pthread_t reader = pthread_self();
     ::testing::internal::CaptureStdout();
     ::testing::internal::CaptureStderr();
-    std::thread interrupting([&] {
-      while (!done) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        if (!done) pthread_kill(reader, SIGUSR2);
-      }
-    });
-    EXPECT_EQ(stick_socket_serve(), 0);
-    done = true;
-    interrupting.join();
+    {
+      const link_test::Interrupter interrupting;
+      EXPECT_EQ(stick_socket_serve(), 0);
+    }
     EXPECT_EQ(::testing::internal::GetCapturedStdout(),
               "MavlinkRecvStickThread(line=1072):select failed!,exit\n");
     EXPECT_EQ(::testing::internal::GetCapturedStderr(),

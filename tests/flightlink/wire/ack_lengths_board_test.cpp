@@ -1,5 +1,4 @@
 // Acknowledgement datagrams of every length, on the real port.
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
@@ -8,15 +7,11 @@
 #include <thread>
 
 #include "base/descriptor.h"
+#include "flightlink/link_suite.h"
 #include "flightlink/wire/reliable_udp.h"
-#include "support/fresh_process.h"
-#include "support/peer_capture.h"
 
 namespace flightlink {
 namespace {
-
-using link_test::Bytes;
-using link_test::in_fresh_process;
 
 void start() {
   reliable_udp_block_alarm();
@@ -25,13 +20,7 @@ void start() {
 }
 
 void send_to_port(const base::Descriptor& fd, const Bytes& bytes) {
-  sockaddr_in to{};
-  to.sin_family = AF_INET;
-  to.sin_port = htons(8866);
-  to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  EXPECT_EQ(sendto(fd.get(), bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&to),
-                   sizeof(to)),
-            static_cast<ssize_t>(bytes.size()));
+  support::send_to(fd, bytes, support::loopback_address(8866));
 }
 
 // The stamp of the last acknowledgement; waits for one.
@@ -52,7 +41,7 @@ uint32_t next_stamp() {
 TEST(AckLengths, EveryLengthIsOutlived) {
   in_fresh_process([] {
     start();
-    const base::Descriptor far(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const base::Descriptor far = support::open_socket(SOCK_DGRAM);
     // Without marks, of marks alone, and with one mark so near the end that its stamp is cut.
     for (size_t length = 0; length <= 4200; length++) {
       send_to_port(far, Bytes(length, 'x'));
@@ -75,7 +64,7 @@ TEST(AckLengths, EveryLengthIsOutlived) {
 TEST(AckLengths, TheEndOfALongDatagramIsNotSeen) {
   in_fresh_process([] {
     start();
-    const base::Descriptor far(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const base::Descriptor far = support::open_socket(SOCK_DGRAM);
     Bytes datagram(4102, 'x');
     datagram[4094] = datagram[4095] = 'F';  // within the 4096 that are taken, but without a stamp
     datagram[10] = datagram[11] = 'F';

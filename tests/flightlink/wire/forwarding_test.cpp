@@ -5,18 +5,11 @@
 
 #include <algorithm>
 
+#include "flightlink/link_suite.h"
 #include "flightlink/wire/reports.h"
-#include "support/fresh_process.h"
-#include "support/peer_capture.h"
 
 namespace flightlink {
 namespace {
-
-using link_test::Bytes;
-using link_test::hex;
-using link_test::in_fresh_process;
-using link_test::PeerCapture;
-using link_test::zeros;
 
 void put(MavlinkMessage* message, const Bytes& payload) {
   std::ranges::copy(payload, message->payload);

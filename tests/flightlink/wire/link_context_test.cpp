@@ -1,8 +1,6 @@
 // Sending on the link, the end of the application's session, and the link lamp.
-#include "flightlink/wire/link_context.h"
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -14,20 +12,14 @@
 #include <thread>
 
 #include "base/descriptor.h"
-#include "fake_base/fake_base.h"
+#include "flightlink/link_suite.h"
 #include "flightlink/wire/link_status.h"
-#include "support/fresh_process.h"
-#include "support/peer_capture.h"
+#include "support/app_session.h"
 
 namespace flightlink {
 namespace {
 
-using link_test::Bytes;
-using link_test::hex;
-using link_test::in_fresh_process;
-using link_test::PeerCapture;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
+using link_test::AppSession;
 
 constexpr const char* kLampOff = "/usr/local/share/script/t_gpio.sh 10 0";
 constexpr const char* kLampOn = "/usr/local/share/script/t_gpio.sh 10 1";
@@ -43,39 +35,6 @@ MavlinkMessage acknowledgement() {
   mavlink_frame_seal(&message, 36, 1, 3, 143);
   return message;
 }
-
-// An application at the other end of KRConnFd.
-class Application {
- public:
-  Application() {
-    std::signal(SIGPIPE, SIG_IGN);
-    link_context_init();
-    int pair[2];
-    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, pair), 0);
-    far_.reset(pair[0]);
-    mavlink_context.KRConnFd.store(pair[1]);
-    mavlink_context.link_state.store(1);
-    mavlink_context.send_enabled.store(1);
-    mavlink_context.session_flag.store(1);
-  }
-  ~Application() {
-    const int own = mavlink_context.KRConnFd.exchange(0);
-    if (own != 0) close(own);
-  }
-  Application(const Application&) = delete;
-  Application& operator=(const Application&) = delete;
-
-  void hang_up() { far_.reset(); }
-  Bytes received() {
-    Bytes bytes(100000);
-    const ssize_t size = recv(far_.get(), bytes.data(), bytes.size(), MSG_DONTWAIT);
-    bytes.resize(size < 0 ? 0 : static_cast<size_t>(size));
-    return bytes;
-  }
-
- private:
-  base::Descriptor far_;
-};
 
 TEST(LinkContext, InitClearsEveryWordAndFreesTheSendLock) {
   in_fresh_process([] {
@@ -105,7 +64,7 @@ TEST(LinkContext, InitClearsEveryWordAndFreesTheSendLock) {
               0);
     EXPECT_EQ(context.peer_address.sin_port, 0);
     EXPECT_EQ(get_throttle_flag(), 0U);
-    EXPECT_EQ(context.send_lock.value(), 1);
+    EXPECT_EQ(context.send_lock.count(), 1);
   });
 }
 
@@ -205,7 +164,7 @@ TEST(LinkLamp, ValuesOfSeveralThreadsReachTheLampInTheirOrder) {
 
 TEST(MavlinkSend, SendsWhileTheSessionIsOpen) {
   in_fresh_process([] {
-    Application application;
+    AppSession application;
     const MavlinkMessage message = acknowledgement();
     mavlink_send(&message);
     mavlink_send(&message);
@@ -219,7 +178,7 @@ TEST(MavlinkSend, SendsWhileTheSessionIsOpen) {
 
 TEST(MavlinkSend, SendsNothingWithoutLinkStateOrSendEnabled) {
   in_fresh_process([] {
-    Application application;
+    AppSession application;
     const MavlinkMessage message = acknowledgement();
     const uint8_t raw[] = {1};
     mavlink_context.link_state.store(0);
@@ -258,7 +217,7 @@ void arm_session_timers() {
 
 TEST(MavlinkSend, AFailedSendEndsTheSessionAtOnce) {
   in_fresh_process([] {
-    Application application;
+    AppSession application;
     arm_session_timers();
     set_link_status(2);
     const int connection = mavlink_context.KRConnFd.load();
@@ -272,7 +231,7 @@ TEST(MavlinkSend, AFailedSendEndsTheSessionAtOnce) {
               "mavlink_send(line=859):send error,Broken pipe!\n");
     expect_session_over(connection);
     // The lock has been given back: the next session can send.
-    Application next;
+    AppSession next;
     mavlink_send(&message);
     EXPECT_EQ(next.received().size(), 11U);
   });
@@ -280,7 +239,7 @@ TEST(MavlinkSend, AFailedSendEndsTheSessionAtOnce) {
 
 TEST(MavlinkSend, AFailedRawSendEndsTheSessionUnderItsOwnName) {
   in_fresh_process([] {
-    Application application;
+    AppSession application;
     arm_session_timers();
     const int connection = mavlink_context.KRConnFd.load();
     application.hang_up();
@@ -295,7 +254,7 @@ TEST(MavlinkSend, AFailedRawSendEndsTheSessionUnderItsOwnName) {
 
 TEST(MavlinkSend, TwoSendersDoNotMixTheirBytes) {
   in_fresh_process([] {
-    Application application;
+    AppSession application;
     const auto work = [] {
       const MavlinkMessage message = acknowledgement();
       for (int i = 0; i < 200; i++) mavlink_send(&message);
@@ -317,7 +276,7 @@ TEST(MavlinkSend, TwoSendersDoNotMixTheirBytes) {
 
 TEST(AppSession, TheEndClosesTheConnectionOnlyOnce) {
   in_fresh_process([] {
-    const Application application;
+    const AppSession application;
     const int connection = mavlink_context.KRConnFd.load();
     app_session_end();
     EXPECT_EQ(fcntl(connection, F_GETFD), -1);

@@ -1,18 +1,14 @@
 #include "flightlink/wire/link_timer.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <thread>
 
-#include "fake_base/fake_base.h"
+#include "flightlink/link_suite.h"
 
 namespace flightlink {
 namespace {
-
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 class LinkTimerTest : public fake_base::FakeBaseTest {};
 

@@ -9,15 +9,12 @@
 #include <thread>
 
 #include "base/descriptor.h"
+#include "flightlink/link_suite.h"
 #include "flightlink/wire/reliable_udp.h"
-#include "support/fresh_process.h"
-#include "support/peer_capture.h"
 
 namespace flightlink {
 namespace {
 
-using link_test::Bytes;
-using link_test::in_fresh_process;
 using std::chrono::milliseconds;
 
 // Waits until the acknowledgement thread has its port.
@@ -31,22 +28,14 @@ void start() {
 }
 
 void send_acknowledgement(const Bytes& frame) {
-  const base::Descriptor fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-  sockaddr_in to{};
-  to.sin_family = AF_INET;
-  to.sin_port = htons(8866);
-  to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  const uint8_t bytes[] = {'?', 'F', 'F', frame[4], frame[5], frame[6], frame[7]};
-  EXPECT_EQ(
-      sendto(fd.get(), bytes, sizeof(bytes), 0, reinterpret_cast<const sockaddr*>(&to), sizeof(to)),
-      7);
+  support::send_to_port(Bytes{'?', 'F', 'F', frame[4], frame[5], frame[6], frame[7]}, 8866);
 }
 
 TEST(ReliableUdpBoard, AnAnsweredSendSucceeds) {
   in_fresh_process([] {
     start();
     sockaddr_in address{};
-    const base::Descriptor far = link_test::open_loopback(&address);
+    const base::Descriptor far = support::open_loopback(&address);
     std::thread answering([&far] {
       Bytes frame(2000);
       // The first two copies are lost, the third is answered.
@@ -66,7 +55,7 @@ TEST(ReliableUdpBoard, AnUnansweredSendTimesOut) {
   in_fresh_process([] {
     start();
     sockaddr_in address{};
-    const base::Descriptor far = link_test::open_loopback(&address);
+    const base::Descriptor far = support::open_loopback(&address);
     reliable_udp_context.timeout_us = 50000;
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(reliable_udp_send("hello", 5, far.get(), &address), -110);
@@ -95,11 +84,7 @@ TEST(ReliableUdpBoard, StoppingItEndsTheProcess) {
 TEST(ReliableUdpBoard, WithoutItsPortTheThreadEndsAndSendsGoUnanswered) {
   in_fresh_process([] {
     reliable_udp_block_alarm();
-    const base::Descriptor taken(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    sockaddr_in own{};
-    own.sin_family = AF_INET;
-    own.sin_port = htons(8866);
-    ASSERT_EQ(bind(taken.get(), reinterpret_cast<const sockaddr*>(&own), sizeof(own)), 0);
+    const base::Descriptor taken = support::take_port(SOCK_DGRAM, 8866);
     ASSERT_EQ(reliable_udp_init(), 0);
     EXPECT_EQ(pthread_join(reliable_udp_context.receiver, nullptr), 0);
     EXPECT_EQ(reliable_udp_context.ack_socket.load(), 0);

@@ -1,7 +1,6 @@
 // The acknowledged sender on a clock that moves by itself: frames, scanning, time-outs, estimator.
 #include "flightlink/wire/reliable_udp.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
@@ -12,30 +11,11 @@
 
 #include "base/bytes.h"
 #include "base/descriptor.h"
-#include "fake_base/fake_base.h"
-#include "support/fresh_process.h"
-#include "support/peer_capture.h"
-
-namespace {
-
-bool no_memory = false;
-
-}  // namespace
-
-// The linker sends the frame's allocation here.
-extern "C" void* __real__ZnamRKSt9nothrow_t(size_t size, const std::nothrow_t& tag);
-extern "C" void* __wrap__ZnamRKSt9nothrow_t(size_t size, const std::nothrow_t& tag) {
-  return no_memory ? nullptr : __real__ZnamRKSt9nothrow_t(size, tag);
-}
+#include "flightlink/link_suite.h"
+#include "support/allocation_fault.h"
 
 namespace flightlink {
 namespace {
-
-using link_test::Bytes;
-using link_test::hex;
-using link_test::in_fresh_process;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 constexpr uint64_t kStart = 1000000000;  // of the fake clock, us; 0x3b9aca00
 
@@ -59,7 +39,7 @@ struct FarSide {
     fake_base::reset();
     reliable_udp_block_alarm();
     EXPECT_EQ(reliable_udp_init(), 0);
-    socket = link_test::open_loopback(&address);
+    socket = support::open_loopback(&address);
   }
   int send(const std::string& text) {
     return reliable_udp_send(text.data(), static_cast<int>(text.size()), socket.get(), &address);
@@ -146,7 +126,7 @@ TEST(ReliableSend, RefusesWhatItCannotSend) {
     EXPECT_EQ(reliable_udp_send("x", INT_MIN, fd, &far.address), -22);
     EXPECT_EQ(reliable_udp_send("x", 1, 0, &far.address), -22);
     EXPECT_EQ(reliable_udp_send("x", 1, fd, nullptr), -22);
-    no_memory = true;
+    const support::AllocationFault no_memory(support::Fault::kNewArray);
     EXPECT_EQ(reliable_udp_send("x", 1, fd, &far.address), -12);
     EXPECT_THAT(far.received(), IsEmpty());
     EXPECT_THAT(fake_base::events(), IsEmpty());

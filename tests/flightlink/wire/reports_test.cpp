@@ -1,23 +1,14 @@
 // Every message that the camera side sends, byte for byte, as a socket at the peer's place gets it.
 #include "flightlink/wire/reports.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 
-#include "flightlink/wire/link_context.h"
-#include "support/fresh_process.h"
-#include "support/peer_capture.h"
+#include "flightlink/link_suite.h"
 
 namespace flightlink {
 namespace {
-
-using link_test::Bytes;
-using link_test::hex;
-using link_test::in_fresh_process;
-using link_test::PeerCapture;
-using link_test::zeros;
 
 TEST(Reports, CameraAcknowledgement) {
   in_fresh_process([] {

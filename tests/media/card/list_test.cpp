@@ -10,9 +10,9 @@
 namespace media {
 namespace {
 
-using media_test::AllocationFault;
-using media_test::Fault;
 using media_test::TemporaryFolder;
+using support::AllocationFault;
+using support::Fault;
 
 class MediaList : public ::testing::Test {
  protected:

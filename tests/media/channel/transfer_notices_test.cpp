@@ -104,7 +104,7 @@ TEST(TransferNotices, NothingIsSentWithoutASocketOrAnApplication) {
   rig.context.peer = peer;
   EXPECT_EQ(transfer_send(bytes, 2), 2);
   EXPECT_EQ(rig.next(), (Bytes{2, 3}));
-  EXPECT_EQ(rig.context.send_slots.value(), 2);
+  EXPECT_EQ(rig.context.send_slots.count(), 2);
   EXPECT_EQ(rig.context.senders, 0);
 }
 

@@ -7,18 +7,15 @@
 
 #include "base/text.h"
 #include "media/card/store.h"
+#include "support/loopback.h"
 
 namespace media_test {
 
 using media::transfer_context;
 
-TransferRig::TransferRig() : receiver_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+TransferRig::TransferRig() {
   sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof(address);
-  EXPECT_EQ(bind(receiver_.get(), reinterpret_cast<const sockaddr*>(&address), size), 0);
-  EXPECT_EQ(getsockname(receiver_.get(), reinterpret_cast<sockaddr*>(&address), &size), 0);
+  receiver_ = support::open_loopback(&address);
   const int buffer = 1 << 20;
   setsockopt(receiver_.get(), SOL_SOCKET, SO_RCVBUF, &buffer, sizeof(buffer));
   sender_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);

@@ -59,7 +59,7 @@ TEST_F(LiveFrameList, RefusesNothing) {
 }
 
 TEST_F(LiveFrameList, ReportsExhaustedMemory) {
-  const media_test::AllocationFault fault(media_test::Fault::kMalloc);
+  const support::AllocationFault fault(support::Fault::kMalloc);
   EXPECT_EQ(push(1), -1);
   EXPECT_EQ(frame_list_count(), 0);
   EXPECT_EQ(push(2), 0);

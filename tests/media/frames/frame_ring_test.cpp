@@ -131,7 +131,7 @@ TEST_F(FrameRingTest, AFrameMayHaveTheSizeOfASlotAndNoMore) {
 }
 
 TEST_F(FrameRingTest, ExhaustedMemoryGivesNoRing) {
-  const media_test::AllocationFault fault(media_test::Fault::kNew);
+  const support::AllocationFault fault(support::Fault::kNew);
   EXPECT_EQ(frame_ring_new(), nullptr);
 }
 

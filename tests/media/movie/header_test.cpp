@@ -8,13 +8,13 @@
 namespace media {
 namespace {
 
-using media_test::AllocationFault;
 using media_test::be32;
 using media_test::box;
 using media_test::Bytes;
-using media_test::Fault;
 using media_test::long_box;
 using media_test::text_bytes;
+using support::AllocationFault;
+using support::Fault;
 
 const Bytes kFtyp = box("ftyp", text_bytes("isom") + be32({512}) + text_bytes("isomavc1"));
 const Bytes kMoov = box("moov", box("free", text_bytes("tables")));

@@ -8,13 +8,11 @@
 namespace media {
 namespace {
 
-using media_test::AllocationFault;
 using media_test::audio_track;
 using media_test::avc_description;
 using media_test::be32;
 using media_test::box;
 using media_test::Bytes;
-using media_test::Fault;
 using media_test::full_box;
 using media_test::Indexed;
 using media_test::mdhd;
@@ -23,6 +21,8 @@ using media_test::Tables;
 using media_test::text_bytes;
 using media_test::tkhd;
 using media_test::video_track;
+using support::AllocationFault;
+using support::Fault;
 
 std::vector<uint32_t> words_of(const MovTable& from, uint32_t per_entry) {
   std::vector<uint32_t> words;

@@ -9,9 +9,9 @@
 namespace media {
 namespace {
 
-using media_test::AllocationFault;
 using media_test::Bytes;
-using media_test::Fault;
+using support::AllocationFault;
+using support::Fault;
 
 constexpr auto kLatitude = static_cast<ExifTag>(2);
 

@@ -13,10 +13,10 @@
 namespace media {
 namespace {
 
-using media_test::AllocationFault;
 using media_test::Bytes;
-using media_test::Fault;
 using media_test::segment;
+using support::AllocationFault;
+using support::Fault;
 using Messages = std::vector<std::string>;
 
 class JpegLoad : public ::testing::Test {

@@ -12,10 +12,10 @@
 namespace media {
 namespace {
 
-using media_test::AllocationFault;
 using media_test::Bytes;
-using media_test::Fault;
 using media_test::segment;
+using support::AllocationFault;
+using support::Fault;
 
 JpegDataOwner load(const Bytes& bytes) {
   return JpegDataOwner(jpeg_data_new_from_data(bytes.data(), static_cast<uint32_t>(bytes.size())));

@@ -4,6 +4,7 @@
 
 #include "supervisor/fifo/live_stream.h"
 #include "supervisor/state/switches.h"
+#include "support/allocation_fault.h"
 
 namespace supervisor {
 namespace {
@@ -69,7 +70,7 @@ TEST_F(LiveCycleTest, BeginForgetsThePreviousCycle) {
 
 TEST_F(LiveCycleTest, WithoutMemoryForACopyTheCycleBeginsAgainAtOnce) {
   for (const size_t size : {size_t{524288}, size_t{131072}}) {
-    live_test::fail_allocation(size);
+    const support::AllocationFault no_memory(support::Fault::kMalloc, 0, size);
     EXPECT_EQ(live_fifo_begin_cycle(), -1) << size;
     EXPECT_THAT(calls(), ElementsAre("init")) << size;
     EXPECT_THAT(fake_base::sleeps(), IsEmpty());

@@ -1,38 +1,15 @@
 #include "supervisor/fifo/live_stream.h"
 
-#include <cstdlib>
-
 #include "media/frames/frame_list.h"
 #include "supervisor/state/switches.h"
-
-namespace {
-
-constexpr size_t kAudioCopySize = 131072;
-
-uint8_t* last_audio_copy = nullptr;
-size_t failing_size = 0;
-
-}  // namespace
-
-// The linker sends every malloc of the program's own libraries here.
-extern "C" void* __real_malloc(size_t size);
-extern "C" void* __wrap_malloc(size_t size) {
-  if (size != 0 && size == failing_size) {
-    failing_size = 0;
-    return nullptr;
-  }
-  void* block = __real_malloc(size);
-  if (size == kAudioCopySize) last_audio_copy = static_cast<uint8_t*>(block);
-  return block;
-}
+#include "support/allocation_fault.h"
 
 namespace live_test {
 
 uint8_t video_ring[kVideoRing];
 uint8_t audio_ring[kAudioRing];
 
-uint8_t* audio_copy() { return last_audio_copy; }
-void fail_allocation(size_t size) { failing_size = size; }
+uint8_t* audio_copy() { return static_cast<uint8_t*>(support::watched_block()); }
 
 namespace {
 
@@ -60,7 +37,7 @@ platform::FifoEntry entry_of(uint8_t type, uint64_t address, uint32_t size, uint
 LiveCycle::LiveCycle() {
   for (uint32_t i = 0; i < kVideoRing; i++) video_ring[i] = static_cast<uint8_t>(i % 251);
   for (uint32_t i = 0; i < kAudioRing; i++) audio_ring[i] = static_cast<uint8_t>(i % 251);
-  fail_allocation(0);
+  support::watch_blocks(131072);
   fake_fifo::reset();
   fake_fifo::State& library = fake_fifo::state();
   library.list.count = 1;

@@ -26,8 +26,6 @@ extern uint8_t audio_ring[kAudioRing];
 
 // The audio copy buffer of the cycle: the last block of its size that was allocated.
 uint8_t* audio_copy();
-// The next allocation of that size fails; 0: none does.
-void fail_allocation(size_t size);
 
 // Everything as at the start of a cycle, with the media of the usual stream but nothing attached.
 class LiveCycle : public fake_base::FakeBaseTest {

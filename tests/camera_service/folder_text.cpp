@@ -1,22 +1,11 @@
-#include "camera_service/temporary_folder.h"
+#include "camera_service/folder_text.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <set>
-#include <stdexcept>
 #include <system_error>
 
 namespace camera_service_test {
-
-TemporaryFolder::TemporaryFolder() : path_("/tmp/camera_service_test.XXXXXX") {
-  if (::mkdtemp(path_.data()) == nullptr) throw std::runtime_error("mkdtemp");
-}
-
-TemporaryFolder::~TemporaryFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
 
 void write_text(const std::string& path, const std::string& text) { std::ofstream(path) << text; }
 

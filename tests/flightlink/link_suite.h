@@ -1,0 +1,40 @@
+// What nearly every suite of the link opens with: a process of its own for each body, the recording
+// base, the peer's end of the road, and bytes as they are read off a wire.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "fake_base/fake_base.h"
+#include "flightlink/wire/link_context.h"
+#include "support/fresh_process.h"
+#include "support/hex.h"
+#include "support/loopback.h"
+#include "support/peer_capture.h"
+
+namespace flightlink {
+
+using link_test::Bytes;
+using link_test::hex;
+using link_test::in_fresh_process;
+using link_test::PeerCapture;
+using link_test::zeros;
+using ::testing::AllOf;
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::Field;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+// A link that nobody uses yet, and nothing recorded.
+inline void reset_link() {
+  fake_base::reset();
+  link_context_init();
+}
+
+// What a timer of the link was last set to; 0: it is disarmed.
+inline uint32_t period(const LinkTimer& timer) {
+  return fake_base::timers()[reinterpret_cast<size_t>(timer.handle)].period_ms;
+}
+
+}  // namespace flightlink

@@ -1,0 +1,39 @@
+// A signal that interrupts: the waits of the thread that made it end early while it lives.
+#pragma once
+
+#include <pthread.h>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+namespace link_test {
+
+// Again and again, every 20 ms: the first signal may come before the wait has begun.
+class Interrupter {
+ public:
+  Interrupter() {
+    struct sigaction action {};
+    action.sa_handler = [](int) {};
+    sigaction(SIGUSR2, &action, nullptr);
+    thread_ = std::thread([this, waiting = pthread_self()] {
+      while (!done_) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        if (!done_) pthread_kill(waiting, SIGUSR2);
+      }
+    });
+  }
+  ~Interrupter() {
+    done_ = true;
+    thread_.join();
+  }
+  Interrupter(const Interrupter&) = delete;
+  Interrupter& operator=(const Interrupter&) = delete;
+
+ private:
+  std::atomic<bool> done_{false};
+  std::thread thread_;
+};
+
+}  // namespace link_test
