@@ -1,7 +1,8 @@
 #include "flightlink/actions/link_quality.h"
 
-#include <atomic>
+#include <cstdint>
 
+#include "base/mutex.h"
 #include "camera/commands.h"
 #include "camera/settings_table.h"
 #include "flightlink/wire/link_context.h"
@@ -12,8 +13,13 @@ namespace {
 constexpr int kGoodFramesNeeded = 6;
 constexpr int kPoorFramesNeeded = 6;
 
-std::atomic<int> good_frames;
-std::atomic<int> poor_frames;
+struct FrameCounts {
+  base::Mutex lock;  // a leaf: one count
+  int good GUARDED_BY(lock);
+  int poor GUARDED_BY(lock);
+};
+
+FrameCounts counts{};
 
 int set_rate(double factor) {
   const double rate = camera::cam_get_stream_bitrate() * factor;
@@ -27,11 +33,27 @@ int64_t arrival_rate(const CommandLong& command) {
   return sent == 0 ? 0 : arrived * 100 / sent;
 }
 
+int count_good_frame() {
+  const base::Lock lock(counts.lock);
+  if (counts.good < INT32_MAX) counts.good++;
+  return counts.good;
+}
+
+void forget_good_frames() {
+  const base::Lock lock(counts.lock);
+  counts.good = 0;
+}
+
+// Whether it is the last one of so many, after which they are counted anew.
+bool count_poor_frame() {
+  const base::Lock lock(counts.lock);
+  counts.poor = (counts.poor + 1) % kPoorFramesNeeded;
+  return counts.poor == 0;
+}
+
 // The counter is not reset: each further good frame repeats the setting.
 int good_frame() {
-  const int count = good_frames.load(std::memory_order_relaxed);
-  const int now = count < INT32_MAX ? count + 1 : count;
-  good_frames.store(now, std::memory_order_relaxed);
+  const int now = count_good_frame();
   if (now < kGoodFramesNeeded) return 0;
   return set_rate(now <= 10 ? 1.0 : now <= 20 ? 1.5 : 1.7);
 }
@@ -48,12 +70,10 @@ uint32_t loss_score(const CommandLong& command) {
 int link_quality_control(const CommandLong& command) {
   if (get_throttle_flag() != 0) return 0;
   if (arrival_rate(command) == 100) return good_frame();
-  good_frames.store(0, std::memory_order_relaxed);
+  forget_good_frames();
   const uint32_t score = loss_score(command);
   if (score >= 11) return set_rate(score <= 25 ? 0.6 : score <= 100 ? 0.4 : 0.2);
-  const int poor = poor_frames.load(std::memory_order_relaxed) + 1;
-  poor_frames.store(poor % kPoorFramesNeeded, std::memory_order_relaxed);
-  return poor == kPoorFramesNeeded ? set_rate(0.8) : 0;
+  return count_poor_frame() ? set_rate(0.8) : 0;
 }
 
 }  // namespace flightlink

@@ -6,7 +6,7 @@
 namespace flightlink {
 
 // Does nothing while the throttle flag is set. Returns the result of the rate setting, 0 when none
-// was made. Peer thread.
+// was made. Link threads; the reports of both links are counted together.
 int link_quality_control(const CommandLong& command);
 
 }  // namespace flightlink

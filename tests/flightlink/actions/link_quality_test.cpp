@@ -7,6 +7,7 @@
 #include <cmath>
 #include <initializer_list>
 #include <limits>
+#include <thread>
 
 #include "flightlink/link_suite.h"
 #include "support/camera_socket.h"
@@ -179,6 +180,25 @@ TEST_F(LinkQuality, TheThrottleFlagDisablesItAndStopsTheCounters) {
     EXPECT_EQ(sent_for(good()), rate_text(1500));
     for (int i = 1; i <= 5; i++) EXPECT_EQ(sent_for(poor(0)), "");
     EXPECT_EQ(sent_for(poor(0)), rate_text(800));
+  });
+}
+
+// The peer's thread and that of the TCP application. At the lowest rate nothing is sent.
+TEST_F(LinkQuality, TwoThreadsCountEveryReport) {
+  in_fresh_process([] {
+    camera::cam_json_withdraw();
+    for (int round = 0; round < 20; round++) {
+      confirm(camera::kStreamRate, 50);
+      const auto report_poor_frames = [] {
+        for (int i = 0; i < 30000; i++) link_quality_control(poor(0));
+      };
+      std::thread other(report_poor_frames);
+      report_poor_frames();
+      other.join();
+      confirm(camera::kStreamRate, 1000);
+      for (int i = 1; i <= 5; i++) ASSERT_EQ(link_quality_control(poor(0)), 0) << round << ' ' << i;
+      ASSERT_EQ(link_quality_control(poor(0)), -2) << round;
+    }
   });
 }
 
