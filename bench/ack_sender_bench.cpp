@@ -6,7 +6,6 @@
 
 #include <array>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <thread>
@@ -53,13 +52,6 @@ void answer(int socket) {
   }
 }
 
-void block_alarm() {
-  sigset_t alarm;
-  sigemptyset(&alarm);
-  sigaddset(&alarm, SIGALRM);
-  pthread_sigmask(SIG_BLOCK, &alarm, nullptr);
-}
-
 // Payload bytes per second of so many sends.
 template <typename Send>
 double goodput(Send send) {
@@ -74,7 +66,7 @@ double goodput(Send send) {
 }  // namespace
 
 int main() {
-  block_alarm();
+  flightlink::reliable_udp_block_alarm();
   const base::Descriptor far(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   const base::Descriptor own(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   const sockaddr_in to = loopback(5000);
