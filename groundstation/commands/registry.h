@@ -1,6 +1,6 @@
 // The command line: one add_* operation per group of commands. Each registers its subcommands; when
-// one of them was given, it leaves an action that runs on an open link. The program and every line
-// of the interactive shell use the same registration.
+// one of them was given, it leaves an action, which runs on a link that is open if needs_link says so.
+// The program and every line of the interactive shell use the same registration.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -29,11 +29,13 @@ inline constexpr const char* kFlightSideGroup = "Flight side and factory";
 
 using Action = std::function<ExitCode(Session&)>;
 
-// Whether the command that was given works on an open link. The others run beside another ground
-// station, which has it.
+// Whether the command that was given speaks on the camera link, which the program then opens before
+// it runs the action. The others (media, app, stick, ack, factory) have roads of their own: their
+// link stays closed, and they may run beside another ground station, which has it. In a line of the
+// shell the link is open already, whatever the command needs.
 [[nodiscard]] bool needs_link(const CLI::App& app);
 
-// Registers every command that works on an open link; `chosen` outlives the application.
+// Registers every command but the shell; `chosen` outlives the application.
 void add_camera_commands(CLI::App& app, Action* chosen);
 
 void add_status_command(CLI::App& app, Action* chosen);
