@@ -57,7 +57,9 @@ int32_t cam_json_send_marked(const char* text, size_t length, base::Waiting& mar
 // Ends the connection if there has ever been a session; the receive thread then connects anew.
 void cam_json_disconnect();
 
-// The operation whose answer is awaited: 0 idle, 16 a time-lapse runs, others are setting codes.
+// The operation whose answer is awaited: 0 idle, 8 the end of a recording, 10 a query about the card,
+// 16 a time-lapse (which runs until it is stopped), others a set or a query of the setting that has
+// the code in its row.
 inline constexpr uint32_t kCamOpIdle = 0;
 inline constexpr uint32_t kCamOpStopRecord = 8;
 inline constexpr uint32_t kCamOpSdQuery = 10;
@@ -67,7 +69,8 @@ inline constexpr uint32_t kCamOpHighest = 26;
 // Stores the code, then sleeps 10 ms to give the service time between commands. Returns 0; -1
 // without a change for a code above 26. Any thread that does not hold SendLock.
 int32_t cam_set_op_state(uint32_t code);
-// Stores a code that was checked by the caller, without the pause: for the end of a connection.
+// Idle again, without the pause: for the end of a connection. Takes SendLock, as the next one does,
+// and so may wait for a send.
 void cam_clear_op_state();
 [[nodiscard]] uint32_t cam_get_op_state();
 // Since when it has not been idle, by base::monotonic_us; 0 while it is, and while a time-lapse

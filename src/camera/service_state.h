@@ -1,5 +1,7 @@
 // What the camera service has told besides the settings: the SD card, the recording's length, the
-// time-lapse. Relaxed atomics, written by the camera client's receive thread unless said.
+// time-lapse. Relaxed atomics, written by the camera client's receive thread; what a command begins
+// (a time-lapse with its parameters, its end, an action behind a mode switch) also by the thread
+// that calls it.
 #pragma once
 
 #include <atomic>
@@ -37,8 +39,7 @@ struct CameraState {
   std::atomic<int32_t> SdTotalKB{0};
   std::atomic<int32_t> SdFreeKB{0};
   std::atomic<int32_t> TimelapseState{kTimelapseIdle};
-  std::atomic<int32_t> TimelapseStopSent{
-      0};  // also set by the dispatch, through cam_stop_timelapse
+  std::atomic<int32_t> TimelapseStopSent{0};
   std::atomic<int32_t> TimelapseShots{0};
   std::atomic<int32_t> TimelapseCount{0};
   std::atomic<int32_t> pause_report_suppressed{0};

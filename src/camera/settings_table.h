@@ -82,7 +82,7 @@ void request(Setting setting, int32_t value);
 void confirm(Setting setting, int32_t value);
 
 // The marks: of the colour style (one set), of the resolution (260, the set, 259: a chain) and of
-// the default settings (260, the set). Set when a text leaves (cam_send.h); cleared by any answer
+// the default settings (260, the set). Set when a text leaves (send.h); cleared by any answer
 // to it, by a send that found no connection, and by the end of the connection.
 inline constexpr Setting kMarkedSettings[] = {kColorStyle, kResolution, kDefaultSetting};
 inline constexpr int32_t kMarkTaken = -1;

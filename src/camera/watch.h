@@ -1,6 +1,6 @@
 // Watch over the answers of the camera service. One that never comes, or that was split over two
 // reads and lost, must not leave the camera busy: when one has been awaited for too long the
-// connection is ended, and the end of a connection frees everything (cam_client.h).
+// connection is ended, and the end of a connection frees everything (client.h).
 //
 // Awaited are the answers for the photo, recording, mode switch, setting and SD query flags, for
 // the marks of the settings, for an operation code, and to the session request. A time-lapse (code

@@ -1,5 +1,10 @@
-// Ending the process: the crash handler and the exit handler. In both only async-signal-safe work
-// is done: a text is formatted into a stack buffer and written to standard output.
+// Ending the process: the crash handler and the exit handler. Both take no lock of this program and
+// no memory of their own; texts are formatted into a stack buffer and written with `write`.
+//
+// Not everything in them is on POSIX's list of what a handler may call: vsnprintf is not (with
+// numbers and short texts glibc's takes neither memory nor locks), backtrace is not (it is called
+// once beforehand, since its first call loads a library), and std::exit, which goes through the exit
+// list, is not. The last is only reached while there is no thread yet to send signal 9 to.
 #pragma once
 
 namespace supervisor {

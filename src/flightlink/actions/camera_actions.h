@@ -1,6 +1,7 @@
 // What the application may ask of the camera: COMMAND_LONG 2 and 203, with their rules of refusal.
-// Link threads. All return 0 when the request was carried out or had nothing to do, -1 when
-// refused; -2 when there is no connection to the camera service.
+// Link threads. All return 0 when the request was carried out or had nothing to do; -1 when refused,
+// but 1 for the end of a recording while another recording command is unanswered; -2 when there is
+// no connection to the camera service.
 #pragma once
 
 #include <cstdint>

@@ -10,8 +10,8 @@
 
 namespace flightlink {
 
-// Starts MavlinkRecvThread with default scheduling. Call after link_context_init; start-up does not
-// call it. Returns 0 or an errno number.
+// Starts MavlinkRecvThread with default scheduling. The program applink calls it behind the
+// services, after link_context_init therefore; maintask does not. Returns 0 or an errno number.
 int app_link_start();
 
 // Detaches itself and serves one application after the other for ever. `argument` is null.

@@ -30,8 +30,8 @@ struct SerialLink {
 // The one instance.
 extern SerialLink serial_link;
 
-// Opens the line and starts the reader thread (SCHED_RR 2). Once per process; start-up does not
-// call it. Returns 0; also when the factory test marker is on the card, in which case the line is
+// Opens the line and starts the reader thread (SCHED_RR 2). Once per process: the program applink
+// calls it, maintask does not. Returns 0; also when the factory test marker is on the card, in which case the line is
 // left alone. -1 when the line or the thread cannot be had.
 int serial_link_start();
 

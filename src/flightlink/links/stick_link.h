@@ -4,8 +4,8 @@
 
 namespace flightlink {
 
-// Starts MavlinkRecvStickThread with default scheduling. Call after link_context_init; start-up
-// does not call it. Returns 0 or an errno number.
+// Starts MavlinkRecvStickThread with default scheduling. The program applink calls it behind the
+// services, after link_context_init therefore; maintask does not. Returns 0 or an errno number.
 int stick_link_start();
 
 // Detaches itself and serves the stick socket for ever. `argument` is null.

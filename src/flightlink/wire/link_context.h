@@ -2,7 +2,7 @@
 //
 // Two roads share it: the UDP peer (the only live link of the delivered configuration) and the TCP
 // application. Plain words are relaxed atomics: several threads read and write them without a lock.
-// Descriptors of 0 mean "not open", here and nowhere else.
+// Descriptors of 0 mean "not open", as in every record of this program: start-up fills 0 to 2.
 #pragma once
 
 #include <netinet/in.h>
@@ -33,7 +33,7 @@ struct MavlinkContext {
   std::atomic<uint32_t> session_flag;
   std::atomic<uint8_t> peer_nibble;  // high nibble of system_status of the peer's last HEARTBEAT
   std::atomic<uint32_t> throttle_flag;
-  std::atomic<uint32_t> last_clock;  // seconds, last time set by the application
+  std::atomic<uint32_t> last_clock;  // seconds since the epoch, of the last message 111; no reader
   std::atomic<uint8_t> app_is_high_address;
   std::atomic<uint8_t> binding_disabled;
   base::Semaphore send_lock{1};  // one sender on KRConnFd at a time

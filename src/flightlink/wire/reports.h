@@ -1,7 +1,9 @@
-// Every message that the camera side sends to the UDP peer. All multi-byte fields are
-// little-endian; the low nibble of the system id names the destination: 35 flight controller, 36
-// application. Any thread may call. Results are those of peer_udp_send; callers ignore them, since
-// a lost report is followed by the next status record.
+// What the camera side reports to the UDP peer: acknowledgements, the camera's state and what it
+// has done. Other messages are made where they are sent: HEARTBEATs, parameters, the link
+// configuration, firmware, forwarded frames. All multi-byte fields are little-endian; the low
+// nibble of the system id names the destination: 35 flight controller, 36 application. Any thread
+// may call. Results are those of peer_udp_send; callers ignore them, since a lost report is
+// followed by the next status record.
 #pragma once
 
 #include <cstddef>

@@ -90,7 +90,7 @@ struct TransferContext {
 
 static_assert(std::atomic<bool>::is_always_lock_free);  // a signal handler takes the flags
 
-// The one instance; zero at start.
+// The one instance.
 extern TransferContext transfer_context;
 
 // Requests that wait when nothing is being done are few; a flood of them is cut off here.

@@ -101,7 +101,7 @@ int32_t mov_index_new(MovIndex** index);
 //
 // An atom of an unknown type counts as a container; `co64` is one of them, and what it holds reads
 // as an atom of size 0, which ends its walk ("process co64 failed\n"). A recording with 64-bit
-// chunk offsets therefore has no chunks here, and every sample has the offset 0 (mov_seek.h). What
+// chunk offsets therefore has no chunks here, and every sample has the offset 0 (seek.h). What
 // is played of it are its parameter sets and one frame that is none: a start code and the bytes
 // behind the file's first four, as many as these four say, which is the rest of `ftyp` and four
 // bytes more.

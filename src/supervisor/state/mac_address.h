@@ -7,7 +7,7 @@
 
 namespace supervisor {
 
-// Zero until obtain_macaddr has run; start-up does not call it. Relaxed atomics.
+// Zero until obtain_macaddr has run; no program calls it. Relaxed atomics.
 extern std::array<std::atomic<uint8_t>, 6> camera_mac;
 
 // Reads the address of the USB network interface through ifconfig into camera_mac and prints it.
