@@ -17,6 +17,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 namespace flightlink {
 
@@ -46,17 +47,17 @@ struct MavlinkMessage {
 };
 
 enum MavlinkParseState : uint8_t {
-  kMavlinkUninitialised = 0,
-  kMavlinkIdle = 1,
-  kMavlinkGotStart = 2,
-  kMavlinkGotSequence = 3,
-  kMavlinkGotLength = 4,
-  kMavlinkGotSystemId = 5,
-  kMavlinkGotComponentId = 6,
-  kMavlinkGotMessageId = 7,
-  kMavlinkGotPayload = 8,
-  kMavlinkGotChecksum1 = 9,
-  kMavlinkGotBadChecksum1 = 10,
+  kMavlinkUninitialised,
+  kMavlinkIdle,
+  kMavlinkGotStart,
+  kMavlinkGotSequence,
+  kMavlinkGotLength,
+  kMavlinkGotSystemId,
+  kMavlinkGotComponentId,
+  kMavlinkGotMessageId,
+  kMavlinkGotPayload,
+  kMavlinkGotChecksum1,
+  kMavlinkGotBadChecksum1,
 };
 
 struct MavlinkParseStatus {
@@ -94,7 +95,17 @@ void crc_x25_accumulate(uint8_t byte, uint16_t* crc);
 uint8_t mavlink_frame_parse(int channel, uint8_t byte, MavlinkMessage* message,
                             MavlinkParseStatus* status);
 
-// The same for a parser of the caller's own.
+// Feeds all of them; `take` gets every frame that has ended well.
+template <typename Take>
+void mavlink_frame_parse_all(int channel, std::span<const uint8_t> bytes, Take take) {
+  MavlinkMessage message;
+  MavlinkParseStatus status;
+  for (const uint8_t byte : bytes) {
+    if (mavlink_frame_parse(channel, byte, &message, &status) == 1) take(&message);
+  }
+}
+
+// As mavlink_frame_parse, for a parser of the caller's own.
 uint8_t mavlink_parser_feed(MavlinkParser* parser, uint8_t byte, MavlinkMessage* message,
                             MavlinkParseStatus* status);
 

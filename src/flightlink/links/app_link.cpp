@@ -169,13 +169,8 @@ int app_session_serve() {
   static uint8_t bytes[65536];  // application thread only
   const ssize_t received = receive(bytes, sizeof(bytes));
   if (received < 0) return -1;
-  MavlinkMessage message;
-  MavlinkParseStatus status;
-  for (ssize_t i = 0; i < received; i++) {
-    if (mavlink_frame_parse(MAVLINK_CHANNEL_APP, bytes[i], &message, &status) == 1) {
-      app_link_route(&message);
-    }
-  }
+  mavlink_frame_parse_all(MAVLINK_CHANNEL_APP, {bytes, static_cast<size_t>(received)},
+                          app_link_route);
   return 0;
 }
 

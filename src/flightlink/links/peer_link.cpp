@@ -71,13 +71,8 @@ int peer_socket_serve() {
   const ssize_t received = recv(socket, datagram, sizeof(datagram), 0);
   if (received < 1) return -1;
   link_indicator_set(1);
-  MavlinkMessage message;
-  MavlinkParseStatus status;
-  for (ssize_t i = 0; i < received; i++) {
-    if (mavlink_frame_parse(MAVLINK_CHANNEL_APP, datagram[i], &message, &status) == 1) {
-      peer_dispatch(&message);
-    }
-  }
+  mavlink_frame_parse_all(MAVLINK_CHANNEL_APP, {datagram, static_cast<size_t>(received)},
+                          peer_dispatch);
   return 0;
 }
 

@@ -6,6 +6,7 @@
 #include <cinttypes>
 #include <cstdlib>
 #include <memory>
+#include <utility>
 
 #include "media/movie/atoms.h"
 
@@ -64,6 +65,15 @@ Block load_atom(const Scan& scan, const char* name, uint64_t largest, int line) 
   return block;
 }
 
+// Puts a copy into the header; of a type that occurs more than once the last one counts.
+int32_t keep(const Scan& scan, const char* name, Block block, uint8_t** data, uint64_t* size) {
+  std::free(*data);
+  *data = block.release();
+  *size = scan.size;
+  scan.print(name);
+  return 0;
+}
+
 int32_t take_mdat(const Scan& scan) {
   scan.header->mdat_offset = static_cast<uint64_t>(scan.start);
   scan.header->mdat_size = scan.size;
@@ -84,11 +94,7 @@ int32_t take_moov(const Scan& scan) {
     std::fprintf(stderr, "this utility does not support compressed moov atoms yet\n");
     return -1;
   }
-  std::free(scan.header->moov_data);
-  scan.header->moov_data = block.release();
-  scan.header->moov_size = scan.size;
-  scan.print("moov");
-  return 0;
+  return keep(scan, "moov", std::move(block), &scan.header->moov_data, &scan.header->moov_size);
 }
 
 int32_t take_ftyp(const Scan& scan) {
@@ -99,11 +105,7 @@ int32_t take_ftyp(const Scan& scan) {
   scan.header->ftyp_offset = static_cast<uint64_t>(scan.start);
   Block block = load_atom(scan, "ftyp", kMovLargestFtyp, kLineFtyp);
   if (block == nullptr) return -1;
-  std::free(scan.header->ftyp_data);
-  scan.header->ftyp_data = block.release();
-  scan.header->ftyp_size = scan.size;
-  scan.print("ftyp");
-  return 0;
+  return keep(scan, "ftyp", std::move(block), &scan.header->ftyp_data, &scan.header->ftyp_size);
 }
 
 int32_t take_other(const Scan& scan) {

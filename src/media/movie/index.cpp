@@ -60,14 +60,23 @@ uint32_t clip(const MovAtom* atom, uint64_t fixed, uint64_t entry, uint32_t coun
   return static_cast<uint32_t>(std::min<uint64_t>(count, (atom->size - fixed) / entry));
 }
 
-int32_t take_tkhd(MovIndex* index, const MovAtom* atom) {
-  MovTrack* track = current_track(index, atom, kTkhd);
-  if (track == nullptr) return -1;
-  const uint8_t* from = atom->payload;
-  MovTkhd* to = &track->tkhd;
+// The part of the current track that an atom fills, begun with what `tkhd` and `mdhd` share; null as
+// current_track gives it.
+template <typename Part>
+Part* dated_part(MovIndex* index, const MovAtom* atom, uint64_t least, Part MovTrack::*part) {
+  MovTrack* track = current_track(index, atom, least);
+  if (track == nullptr) return nullptr;
+  Part* to = &(track->*part);
   to->atom = start_of(atom);
-  to->creation_time = mov_load_u32(from + 4);
-  to->modification_time = mov_load_u32(from + 8);
+  to->creation_time = mov_load_u32(atom->payload + 4);
+  to->modification_time = mov_load_u32(atom->payload + 8);
+  return to;
+}
+
+int32_t take_tkhd(MovIndex* index, const MovAtom* atom) {
+  MovTkhd* to = dated_part(index, atom, kTkhd, &MovTrack::tkhd);
+  if (to == nullptr) return -1;
+  const uint8_t* from = atom->payload;
   to->track_id = mov_load_u32(from + 12);
   to->duration = mov_load_u32(from + 20);
   to->layer = base::load_u16be(from + 32);
@@ -83,16 +92,11 @@ int32_t take_tkhd(MovIndex* index, const MovAtom* atom) {
 }
 
 int32_t take_mdhd(MovIndex* index, const MovAtom* atom) {
-  MovTrack* track = current_track(index, atom, kMdhd);
-  if (track == nullptr) return -1;
-  const uint8_t* from = atom->payload;
-  MovMdhd* to = &track->mdhd;
-  to->atom = start_of(atom);
-  to->creation_time = mov_load_u32(from + 4);
-  to->modification_time = mov_load_u32(from + 8);
-  to->time_scale = mov_load_u32(from + 12);
-  to->duration = mov_load_u32(from + 16);
-  std::memcpy(to->language, from + 20, sizeof(to->language));
+  MovMdhd* to = dated_part(index, atom, kMdhd, &MovTrack::mdhd);
+  if (to == nullptr) return -1;
+  to->time_scale = mov_load_u32(atom->payload + 12);
+  to->duration = mov_load_u32(atom->payload + 16);
+  std::memcpy(to->language, atom->payload + 20, sizeof(to->language));
   return 0;
 }
 
