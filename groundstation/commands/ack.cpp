@@ -189,18 +189,11 @@ ExitCode AckRun::run() {
 
 void add_ack_command(CLI::App& app, Action* chosen) {
   auto request = std::make_shared<AckRequest>();
-  CLI::App* command =
-      app.add_subcommand("ack", "Receive and answer acknowledged datagrams (C0XF) of the camera.");
-  command->group(kFlightSideGroup);
-  command->footer(kAckHelp);
-  command->add_option("--port", request->port, "Own UDP port that they come to")
-      ->check(CLI::Range(1, 65535))
-      ->capture_default_str();
-  command->add_option("--answer-port", request->answer_port, "UDP port of the camera for answers")
-      ->check(CLI::Range(1, 65535))
-      ->capture_default_str();
-  command->add_option("--seconds", request->seconds, "End after so many seconds (0: at Ctrl-C)")
-      ->check(CLI::NonNegativeNumber);
+  CLI::App* command = flight_side_command(
+      app, "ack", "Receive and answer acknowledged datagrams (C0XF) of the camera.", kAckHelp);
+  add_port(command, "--port", &request->port, "Own UDP port that they come to");
+  add_port(command, "--answer-port", &request->answer_port, "UDP port of the camera for answers");
+  add_seconds(command, &request->seconds);
   command->add_option("--count", request->count, "End after so many datagrams");
   command->add_option("--drop-every", request->drop_every, "Lose every N-th one")
       ->check(CLI::Range(2, 1'000'000));

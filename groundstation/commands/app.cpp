@@ -229,15 +229,10 @@ ExitCode AppRun::run() {
 
 void add_app_command(CLI::App& app, Action* chosen) {
   auto request = std::make_shared<AppRequest>();
-  CLI::App* command =
-      app.add_subcommand("app", "Be the application on TCP: show what comes, send frames.");
-  command->group(kFlightSideGroup);
-  command->footer(kAppHelp);
-  command->add_option("--port", request->port, "TCP port of the camera's application server")
-      ->check(CLI::Range(1, 65535))
-      ->capture_default_str();
-  command->add_option("--seconds", request->seconds, "End after so many seconds (0: at Ctrl-C)")
-      ->check(CLI::NonNegativeNumber);
+  CLI::App* command = flight_side_command(
+      app, "app", "Be the application on TCP: show what comes, send frames.", kAppHelp);
+  add_port(command, "--port", &request->port, "TCP port of the camera's application server");
+  add_seconds(command, &request->seconds);
   command->add_option("--system", request->system, "Own system id")
       ->check(CLI::Range(0, 255))
       ->capture_default_str();

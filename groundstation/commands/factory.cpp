@@ -218,10 +218,9 @@ std::string factory_help() {
 
 void add_factory_command(CLI::App& app, Action* chosen) {
   auto request = std::make_shared<FactoryRequest>();
-  CLI::App* command =
-      app.add_subcommand("factory", "Test a camera module over its serial line; pass/fail sheet.");
-  command->group(kFlightSideGroup);
-  command->footer(factory_help());
+  CLI::App* command = flight_side_command(
+      app, "factory", "Test a camera module over its serial line; pass/fail sheet.",
+      factory_help());
   command->add_option("TEST", request->tests, "The tests to run, in this order")
       ->check([](const std::string& name) {
         return find_factory_test(name) != nullptr ? std::string()

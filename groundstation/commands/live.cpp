@@ -275,9 +275,7 @@ void add_live_command(CLI::App& app, Action* chosen) {
       ->check(CLI::PositiveNumber);
   command->add_option("-o,--output", request->file,
                       "File to write; - is standard output (not given: only the figures)");
-  command->add_option("--port", request->port, "UDP port that the camera sends live video to")
-      ->check(CLI::Range(1, 65535))
-      ->capture_default_str();
+  add_port(command, "--port", &request->port, "UDP port that the camera sends live video to");
   command->add_flag("-q,--quiet", request->quiet, "No progress, only the summary");
   command->callback([request, chosen] {
     *chosen = [request = *request](Session& session) { return receive_live(session, request); };

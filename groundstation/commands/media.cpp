@@ -128,9 +128,7 @@ void add_media_commands(CLI::App& app, Action* chosen) {
   CLI::App* media =
       app.add_subcommand("media", "What is on the card: list, download, thumbnails, play, delete.");
   media->require_subcommand(1);
-  media->add_option("--port", request->port, "UDP port of the camera's media channel")
-      ->check(CLI::Range(1, 65535))
-      ->capture_default_str();
+  add_port(media, "--port", &request->port, "UDP port of the camera's media channel");
 
   CLI::App* list = media->add_subcommand("list", "List the photos or the videos.");
   list->require_subcommand(1);

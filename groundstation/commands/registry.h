@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdint>
 #include <functional>
+#include <string>
 
 #include "groundstation/link/camera_link.h"
 #include "groundstation/terminal/output.h"
@@ -26,6 +27,26 @@ struct Session {
 inline constexpr const char* kSettingsGroup = "Settings";
 // The same for firmware, the application and what else stands around the camera.
 inline constexpr const char* kFlightSideGroup = "Flight side and factory";
+
+// A command of that group.
+inline CLI::App* flight_side_command(CLI::App& app, const char* name, const char* about,
+                                     const std::string& more) {
+  CLI::App* command = app.add_subcommand(name, about);
+  command->group(kFlightSideGroup);
+  command->footer(more);
+  return command;
+}
+
+// An option that takes a port, with its default in the help.
+inline void add_port(CLI::App* command, const char* name, uint16_t* port, const char* about) {
+  command->add_option(name, *port, about)->check(CLI::Range(1, 65535))->capture_default_str();
+}
+
+// --seconds of a command that otherwise runs until Ctrl-C.
+inline void add_seconds(CLI::App* command, double* seconds) {
+  command->add_option("--seconds", *seconds, "End after so many seconds (0: at Ctrl-C)")
+      ->check(CLI::NonNegativeNumber);
+}
 
 using Action = std::function<ExitCode(Session&)>;
 

@@ -81,14 +81,10 @@ ExitCode run_stick(Session& session, const StickRequest& request) {
 void add_stick_command(CLI::App& app, Action* chosen) {
   constexpr size_t kMostBytes = 65507;
   auto request = std::make_shared<StickRequest>();
-  CLI::App* command =
-      app.add_subcommand("stick", "Send stick data to the flight controller through the camera.");
-  command->group(kFlightSideGroup);
-  command->footer(kStickHelp);
+  CLI::App* command = flight_side_command(
+      app, "stick", "Send stick data to the flight controller through the camera.", kStickHelp);
   command->add_option("HEX", request->texts, "A datagram each, in hexadecimal digits")->required();
-  command->add_option("--port", request->port, "UDP port of the camera's stick socket")
-      ->check(CLI::Range(1, 65535))
-      ->capture_default_str();
+  add_port(command, "--port", &request->port, "UDP port of the camera's stick socket");
   command->add_option("--rate", request->rate, "Datagrams a second")
       ->check(CLI::Range(0.1, 1000.0))
       ->capture_default_str();
