@@ -9,6 +9,7 @@
 
 #include "camera/camera_rig.h"
 #include "camera/commands.h"
+#include "support/loopback.h"
 
 namespace camera_test {
 namespace {
@@ -67,10 +68,9 @@ TEST_F(CamJson, ASendIsNoLongerThanTheConnectionAllows) {
 
 TEST_F(CamJson, PublishingSendsTheFirstTextAndConnects) {
   disconnect();
-  std::array<int, 2> ends{};
-  ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()), 0);
-  const base::Descriptor near(ends[0]);
-  const base::Descriptor far(ends[1]);
+  base::Descriptor near;
+  base::Descriptor far;
+  support::open_pair(&near, &far, SOCK_SEQPACKET);
   camera::cam_json_publish(near.get(), "hello", 5);
   EXPECT_TRUE(connected());
   EXPECT_EQ(cam_json_context.JsonConnFd.load(), near.get());
@@ -81,10 +81,9 @@ TEST_F(CamJson, PublishingSendsTheFirstTextAndConnects) {
 
 TEST_F(CamJson, TheFirstBytesOfAConnectionAreTheSessionRequestWithToken0) {
   disconnect();
-  std::array<int, 2> ends{};
-  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
-  const base::Descriptor near(ends[0]);
-  const base::Descriptor far(ends[1]);
+  base::Descriptor near;
+  base::Descriptor far;
+  support::open_pair(&near, &far);
   camera::cam_start_session(near.get());
   std::array<char, 64> text{};
   EXPECT_EQ(recv(far.get(), text.data(), text.size(), MSG_DONTWAIT), 24);

@@ -139,7 +139,15 @@ TEST_F(SpaceReply, WithoutAConnectionTheQueryEnds) {
   EXPECT_EQ(supervisor::get_sd_query_pending(), 0);
 }
 
-class SdQueryReply : public CameraTest {};
+class SdQueryReply : public CameraTest {
+ protected:
+  // A query of the application is under way.
+  void await_query() {
+    cam_set_op_state(8);
+    supervisor::set_sd_query_pending(1);
+    (void)timeline();
+  }
+};
 
 TEST_F(SdQueryReply, AnUnknownCardIsNowInserted) {
   supervisor::set_sd_query_pending(1);
@@ -161,9 +169,7 @@ TEST_F(SdQueryReply, EveryOtherStatusStays) {
 }
 
 TEST_F(SdQueryReply, Minus1IsAnUnknownFormat) {
-  cam_set_op_state(8);
-  supervisor::set_sd_query_pending(1);
-  (void)timeline();
+  await_query();
   say(R"({"rval":-1,"msg_id":4097})");
   EXPECT_EQ(timeline(), (Timeline{sd_report("09"), "sleep 10"}));
   EXPECT_EQ(camera_state.SdStatus.load(), 6);
@@ -172,10 +178,8 @@ TEST_F(SdQueryReply, Minus1IsAnUnknownFormat) {
 }
 
 TEST_F(SdQueryReply, Minus2IsARemovedCard) {
-  cam_set_op_state(8);
-  supervisor::set_sd_query_pending(1);
+  await_query();
   camera_state.SdTotalKB.store(4096);
-  (void)timeline();
   say(R"({"rval":-2,"msg_id":4097})");
   EXPECT_EQ(timeline(), (Timeline{sd_report("01"), "sleep 10"}));
   EXPECT_EQ(camera_state.SdStatus.load(), 8);

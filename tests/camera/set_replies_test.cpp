@@ -198,30 +198,35 @@ TEST_F(SetReply, ADefaultResetRemovesTheSettingsFile) {
   EXPECT_EQ(cam_get_op_state(), kOp);
 }
 
+void store_timelapse(int32_t stop_sent, int32_t state) {
+  camera_state.TimelapseStopSent.store(stop_sent);
+  camera_state.TimelapseState.store(state);
+}
+void expect_timelapse(int32_t stop_sent, int32_t state) {
+  EXPECT_EQ(camera_state.TimelapseStopSent.load(), stop_sent);
+  EXPECT_EQ(camera_state.TimelapseState.load(), state);
+}
+
 TEST_F(SetReply, AnIntervalStartsTheTimelapse) {
   request(kTimelapseInterval, 5);
-  camera_state.TimelapseStopSent.store(1);
-  camera_state.TimelapseState.store(2);
+  store_timelapse(1, 2);
   confirm_type("time_lapse_interval");
   EXPECT_EQ(timeline(), (Timeline{"sleep 10", camera_ack("00", "00", "00")}));
   EXPECT_EQ(confirmed(kTimelapseInterval), 5);
   EXPECT_EQ(cam_get_op_state(), 16U);
-  EXPECT_EQ(camera_state.TimelapseStopSent.load(), 1);
-  EXPECT_EQ(camera_state.TimelapseState.load(), 2);
+  expect_timelapse(1, 2);
 }
 
 TEST_F(SetReply, AnIntervalOf0EndsTheTimelapse) {
   confirm(kTimelapseInterval, 5);
-  camera_state.TimelapseStopSent.store(1);
-  camera_state.TimelapseState.store(2);
+  store_timelapse(1, 2);
   cam_set_op_state(16);
   (void)timeline();
   confirm_type("time_lapse_interval");
   EXPECT_EQ(timeline(), (Timeline{"sleep 10", camera_ack("00", "00", "00")}));
   EXPECT_EQ(confirmed(kTimelapseInterval), 0);
   EXPECT_EQ(cam_get_op_state(), 0U);
-  EXPECT_EQ(camera_state.TimelapseStopSent.load(), 0);
-  EXPECT_EQ(camera_state.TimelapseState.load(), 0);
+  expect_timelapse(0, 0);
 }
 
 TEST_F(SetReply, ATimelapseTimeIsConfirmed) {

@@ -53,6 +53,11 @@ int record_thread(base::ThreadBody body, void* argument, int priority, pthread_t
   return 0;
 }
 
+void fail_next(bool& fails) {
+  const std::lock_guard lock(mutex);
+  fails = true;
+}
+
 }  // namespace
 
 void reset() {
@@ -90,26 +95,10 @@ void push_shell_line(const std::string& line) {
   state.shell_lines.push_back(line);
 }
 
-void fail_next_timer() {
-  const std::lock_guard lock(mutex);
-  state.timer_fails = true;
-}
-
-void fail_next_thread() {
-  const std::lock_guard lock(mutex);
-  state.thread_fails = true;
-}
-
-void fail_next_clock() {
-  const std::lock_guard lock(mutex);
-  state.clock_fails = true;
-}
-
-void fail_next_pipe() {
-  const std::lock_guard lock(mutex);
-  state.pipe_fails = true;
-}
-
+void fail_next_timer() { fail_next(state.timer_fails); }
+void fail_next_thread() { fail_next(state.thread_fails); }
+void fail_next_clock() { fail_next(state.clock_fails); }
+void fail_next_pipe() { fail_next(state.pipe_fails); }
 void on_sleep(std::function<void(uint64_t)> hook) {
   const std::lock_guard lock(mutex);
   state.on_sleep = std::move(hook);

@@ -134,16 +134,10 @@ size_t CameraFake::mark() const {
 
 std::optional<CameraText> CameraFake::wait_for(std::string_view part, milliseconds limit,
                                                size_t mark) {
-  const Time end = Clock::now() + limit * kSlowdown;
-  std::unique_lock lock(mutex_);
-  for (size_t next = mark;; next++) {
-    while (next >= texts_.size()) {
-      if (arrived_.wait_until(lock, end) == std::cv_status::timeout && next >= texts_.size()) {
-        return std::nullopt;
-      }
-    }
-    if (texts_[next].text.find(part) != std::string::npos) return texts_[next];
-  }
+  return wait_for_item<CameraText>(
+      mutex_, arrived_, texts_,
+      [part](const CameraText& text) { return text.text.find(part) != std::string::npos; }, limit,
+      mark);
 }
 
 size_t CameraFake::count(std::string_view part, size_t mark) const {

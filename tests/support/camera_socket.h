@@ -15,17 +15,27 @@
 #include "flightlink/wire/link_context.h"
 #include "supervisor/state/camera_flags.h"
 #include "supervisor/state/switches.h"
+#include "support/loopback.h"
 
 namespace link_test {
+
+// What the commands send with that token.
+inline constexpr const char* kStartText = "{\"msg_id\":513,\"token\":7}";
+inline constexpr const char* kStopText = "{\"msg_id\":514,\"token\":7}";
+inline constexpr const char* kPhotoText = "{\"msg_id\":769,\"token\":7}";
+inline constexpr const char* kModeText = "{\"msg_id\":772,\"token\":7}";
+
+// A flag that makes the camera busy.
+struct Flag {
+  const char* name;
+  void (*set)(int32_t);
+};
 
 // A connection with session token 7; the session request has been taken off it.
 class CameraSocket {
  public:
   CameraSocket() {
-    int pair[2];
-    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair), 0);
-    near_.reset(pair[0]);
-    far_.reset(pair[1]);
+    support::open_pair(&near_, &far_);
     camera::cam_start_session(near_.get());
     camera::cam_json_context.Token.store(7);
     EXPECT_EQ(sent(), "{\"msg_id\":257,\"token\":0}");

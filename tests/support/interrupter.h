@@ -1,11 +1,14 @@
 // A signal that interrupts: the waits of the thread that made it end early while it lives.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <pthread.h>
 
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <functional>
+#include <string>
 #include <thread>
 
 namespace link_test {
@@ -35,5 +38,21 @@ class Interrupter {
   std::atomic<bool> done_{false};
   std::thread thread_;
 };
+
+// What a call prints on standard output and standard error while its waits are interrupted.
+struct Printed {
+  std::string out;
+  std::string error;
+};
+inline Printed printed_when_interrupted(const std::function<void()>& call) {
+  ::testing::internal::CaptureStdout();
+  ::testing::internal::CaptureStderr();
+  {
+    const Interrupter interrupting;
+    call();
+  }
+  std::string out = ::testing::internal::GetCapturedStdout();
+  return {out, ::testing::internal::GetCapturedStderr()};
+}
 
 }  // namespace link_test

@@ -24,6 +24,14 @@ inline sockaddr_in host_address(const char* host, uint16_t port) {
 }
 inline sockaddr_in loopback_address(uint16_t port) { return host_address("127.0.0.1", port); }
 
+// Two local sockets that are connected to each other.
+inline void open_pair(base::Descriptor* near, base::Descriptor* far, int type = SOCK_STREAM) {
+  int pair[2] = {-1, -1};
+  EXPECT_EQ(socketpair(AF_UNIX, type | SOCK_CLOEXEC, 0, pair), 0);
+  near->reset(pair[0]);
+  far->reset(pair[1]);
+}
+
 // Where a socket is bound.
 inline sockaddr_in own_address(int fd) {
   sockaddr_in own{};

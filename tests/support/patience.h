@@ -4,8 +4,13 @@
 #pragma once
 
 #include <chrono>
+#include <condition_variable>
+#include <cstddef>
 #include <functional>
+#include <mutex>
+#include <optional>
 #include <thread>
+#include <vector>
 
 namespace support {
 
@@ -31,6 +36,25 @@ inline bool poll_until(const std::function<bool()>& condition, milliseconds limi
     std::this_thread::sleep_for(milliseconds(5));
   }
   return true;
+}
+
+// Waits for the first item from number `from` on that is wanted, among what another thread appends
+// under the mutex and announces.
+template <typename Item>
+std::optional<Item> wait_for_item(std::mutex& mutex, std::condition_variable& announced,
+                                  const std::vector<Item>& items,
+                                  const std::function<bool(const Item&)>& wanted,
+                                  milliseconds limit, size_t from) {
+  const Time end = Clock::now() + limit * kSlowdown;
+  std::unique_lock lock(mutex);
+  for (size_t next = from;; next++) {
+    while (next >= items.size()) {
+      if (announced.wait_until(lock, end) == std::cv_status::timeout && next >= items.size()) {
+        return std::nullopt;
+      }
+    }
+    if (wanted(items[next])) return items[next];
+  }
 }
 
 // Lets that much time pass, for showing that nothing happens in it.

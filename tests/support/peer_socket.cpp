@@ -79,16 +79,7 @@ size_t PeerSocket::count() const {
 
 std::optional<Datagram> PeerSocket::wait_for(const std::function<bool(const Datagram&)>& wanted,
                                              milliseconds limit, size_t from) {
-  const Time end = Clock::now() + limit * kSlowdown;
-  std::unique_lock lock(mutex_);
-  for (size_t next = from;; next++) {
-    while (next >= datagrams_.size()) {
-      if (arrived_.wait_until(lock, end) == std::cv_status::timeout && next >= datagrams_.size()) {
-        return std::nullopt;
-      }
-    }
-    if (wanted(datagrams_[next])) return datagrams_[next];
-  }
+  return wait_for_item<Datagram>(mutex_, arrived_, datagrams_, wanted, limit, from);
 }
 
 }  // namespace support

@@ -60,3 +60,11 @@ enum class Ifd { kZero, kExif, kGps };
 [[nodiscard]] Bytes words(const std::vector<uint32_t>& values);
 
 }  // namespace media_test
+
+namespace media {
+
+using media_test::Bytes;
+using media_test::segment;
+using media_test::text_bytes;
+
+}  // namespace media

@@ -5,8 +5,10 @@
 #include <sys/mount.h>
 #include <unistd.h>
 
+#include <array>
 #include <cmath>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <string>
 
@@ -77,6 +79,19 @@ class Photo : public ::testing::Test {
 };
 std::unique_ptr<ScriptedBoard> Photo::board;
 
+// Latitude and its letter, longitude and its letter, altitude.
+void expect_position(const std::map<std::string, std::string>& values,
+                     const std::array<const char*, 5>& expected) {
+  constexpr std::array kTags = {"GPSLatitude", "GPSLatitudeRef", "GPSLongitude", "GPSLongitudeRef",
+                                "GPSAltitude"};
+  for (size_t i = 0; i < kTags.size(); i++) {
+    const std::string tag = std::string("Exif.GPSInfo.") + kTags.at(i);
+    const auto found = values.find(tag);
+    ASSERT_NE(found, values.end()) << tag;
+    EXPECT_EQ(found->second, expected.at(i)) << tag;
+  }
+}
+
 TEST_F(Photo, IsTaggedInPlaceAndBothReadersAgree) {
   put("/tmp/photo.jpg");
   fly_to(225000000, -1138765432, -123.4F);
@@ -102,11 +117,7 @@ TEST_F(Photo, IsTaggedInPlaceAndBothReadersAgree) {
   EXPECT_EQ(tags.count("GPS:GPSAltitudeRef"), 0U);
 
   auto values = exiv2(kPhoto);
-  EXPECT_EQ(values["Exif.GPSInfo.GPSLatitude"], "22/1 30/1 0/10");
-  EXPECT_EQ(values["Exif.GPSInfo.GPSLatitudeRef"], "N");
-  EXPECT_EQ(values["Exif.GPSInfo.GPSLongitude"], "113/1 52/1 355/10");
-  EXPECT_EQ(values["Exif.GPSInfo.GPSLongitudeRef"], "W");
-  EXPECT_EQ(values["Exif.GPSInfo.GPSAltitude"], "1234/10");
+  expect_position(values, {"22/1 30/1 0/10", "N", "113/1 52/1 355/10", "W", "1234/10"});
   EXPECT_EQ(values["Exif.Photo.DateTimeOriginal"], "2020:01:01 12:00:00");
   EXPECT_EQ(values["Exif.Image.Make"], "KOR");
 
@@ -119,11 +130,7 @@ TEST_F(Photo, APositionJustBelowZeroIsSouthAndWest) {
   fly_to(-1, -1, 0);
   take();
   auto values = exiv2(kPhoto);
-  EXPECT_EQ(values["Exif.GPSInfo.GPSLatitude"], "0/1 0/1 0/10");
-  EXPECT_EQ(values["Exif.GPSInfo.GPSLatitudeRef"], "S");
-  EXPECT_EQ(values["Exif.GPSInfo.GPSLongitude"], "0/1 0/1 0/10");
-  EXPECT_EQ(values["Exif.GPSInfo.GPSLongitudeRef"], "W");
-  EXPECT_EQ(values["Exif.GPSInfo.GPSAltitude"], "0/10");
+  expect_position(values, {"0/1 0/1 0/10", "S", "0/1 0/1 0/10", "W", "0/10"});
 }
 
 TEST_F(Photo, AltitudeThatIsNoNumberIsHarmless) {

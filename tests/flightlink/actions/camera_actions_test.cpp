@@ -12,12 +12,7 @@ namespace flightlink {
 namespace {
 
 using camera::confirm;
-using link_test::CameraSocket;
-
-constexpr const char* kStartText = "{\"msg_id\":513,\"token\":7}";
-constexpr const char* kStopText = "{\"msg_id\":514,\"token\":7}";
-constexpr const char* kPhotoText = "{\"msg_id\":769,\"token\":7}";
-constexpr const char* kModeText = "{\"msg_id\":772,\"token\":7}";
+using namespace link_test;  // NOLINT
 
 class CameraActions : public link_test::ReadyCamera {
  protected:
@@ -26,17 +21,18 @@ class CameraActions : public link_test::ReadyCamera {
     EXPECT_EQ(camera_action(action, 50), -1) << why << ", action " << action;
     EXPECT_EQ(service_.sent(), "") << why << ", action " << action;
   }
+  void expect_recording_command(int32_t action, const char* text) {
+    EXPECT_EQ(camera_action(action, 0), 0);
+    EXPECT_EQ(service_.sent(), text);
+    EXPECT_EQ(supervisor::get_record_cmd_pending(), 1);
+  }
   static void set_mode(int32_t mode) { confirm(camera::kCameraMode, mode); }
 
   CameraSocket service_;
 };
 
 TEST_F(CameraActions, AllAreRefusedUnlessTheCameraIsReady) {
-  struct Flag {
-    const char* name;
-    void (*set)(int32_t);
-  };
-  const Flag flags[] = {
+  const link_test::Flag flags[] = {
       {"record command pending", supervisor::set_record_cmd_pending},
       {"mode switch pending", supervisor::set_mode_switch_pending},
       {"setting pending", supervisor::set_setting_pending},
@@ -45,7 +41,7 @@ TEST_F(CameraActions, AllAreRefusedUnlessTheCameraIsReady) {
   for (const int32_t mode : {camera::kModePhoto, camera::kModeVideo}) {
     set_mode(mode);
     for (int32_t action = 0; action <= 9; action++) {
-      for (const Flag& flag : flags) {
+      for (const link_test::Flag& flag : flags) {
         flag.set(1);
         expect_refused(action, flag.name);
         flag.set(0);
@@ -135,9 +131,7 @@ TEST_F(CameraActions, APhotoIsRefusedInVideoModeAndWhileRecording) {
 
 TEST_F(CameraActions, Action3StartsARecordingInVideoMode) {
   set_mode(camera::kModeVideo);
-  EXPECT_EQ(camera_action(3, 0), 0);
-  EXPECT_EQ(service_.sent(), kStartText);
-  EXPECT_EQ(supervisor::get_record_cmd_pending(), 1);
+  expect_recording_command(3, kStartText);
   EXPECT_EQ(supervisor::get_recording(), 0);
 }
 
@@ -152,9 +146,7 @@ TEST_F(CameraActions, ARecordingIsRefusedInPhotoModeAndWhileOneRuns) {
 TEST_F(CameraActions, Action4StopsARecording) {
   set_mode(camera::kModeVideo);
   supervisor::set_recording(1);
-  EXPECT_EQ(camera_action(4, 0), 0);
-  EXPECT_EQ(service_.sent(), kStopText);
-  EXPECT_EQ(supervisor::get_record_cmd_pending(), 1);
+  expect_recording_command(4, kStopText);
   expect_refused(4, "record command pending");
 }
 

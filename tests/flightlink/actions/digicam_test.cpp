@@ -11,12 +11,7 @@ namespace flightlink {
 namespace {
 
 using camera::confirm;
-using link_test::CameraSocket;
-
-constexpr const char* kStartText = "{\"msg_id\":513,\"token\":7}";
-constexpr const char* kStopText = "{\"msg_id\":514,\"token\":7}";
-constexpr const char* kPhotoText = "{\"msg_id\":769,\"token\":7}";
-constexpr const char* kModeText = "{\"msg_id\":772,\"token\":7}";
+using namespace link_test;  // NOLINT
 
 CommandLong digicam(float param7, float param5 = 0, float param6 = 0) {
   CommandLong command{};

@@ -18,9 +18,10 @@ namespace {
 constexpr const char* kMac = "/tmp/SD0/destmac.conf";
 constexpr const char* kChannel = "/tmp/SD0/channel.conf";
 constexpr const char* kBandwidth = "/tmp/SD0/bw.conf";
-constexpr const char* kReadMac = "/bin/cat /tmp/SD0/destmac.conf";
-constexpr const char* kReadChannel = "/bin/cat /tmp/SD0/channel.conf";
-constexpr const char* kReadBandwidth = "/bin/cat /tmp/SD0/bw.conf";
+const std::string kCat = "/bin/cat ";
+const std::string kReadMac = kCat + kMac;
+const std::string kReadChannel = kCat + kChannel;
+const std::string kReadBandwidth = kCat + kBandwidth;
 
 class LinkConfigurationBoard : public ::testing::Test {
  protected:
@@ -155,27 +156,26 @@ int heartbeat(uint32_t custom_mode, uint8_t system_status) {
   return peer_dispatch(&message);
 }
 
+void expect_peer(int nibble, int link_status) {
+  EXPECT_EQ(mavlink_context.peer_nibble.load(), nibble);
+  EXPECT_EQ(get_link_status(), link_status);
+}
+
 TEST_F(LinkConfigurationBoard, AHeartbeatStoresNibbleAndLinkStatus) {
   in_fresh_process([] {
-    fake_base::reset();
-    link_context_init();
+    reset_link();
     EXPECT_EQ(heartbeat(0, 0xA2), 0);
-    EXPECT_EQ(mavlink_context.peer_nibble.load(), 10);
-    EXPECT_EQ(get_link_status(), 2);
+    expect_peer(10, 2);
     heartbeat(0, 0x52);
-    EXPECT_EQ(mavlink_context.peer_nibble.load(), 5);
-    EXPECT_EQ(get_link_status(), 2);
+    expect_peer(5, 2);
     heartbeat(0xF503, 94);  // 5e
-    EXPECT_EQ(mavlink_context.peer_nibble.load(), 5);
-    EXPECT_EQ(get_link_status(), 14);
+    expect_peer(5, 14);
     heartbeat(0xF504, 95);  // 5f
     EXPECT_EQ(get_link_status(), 15);
     heartbeat(0x1F503, 0x13);
-    EXPECT_EQ(mavlink_context.peer_nibble.load(), 1);
-    EXPECT_EQ(get_link_status(), 3);
+    expect_peer(1, 3);
     heartbeat(0, 0);
-    EXPECT_EQ(mavlink_context.peer_nibble.load(), 0);
-    EXPECT_EQ(get_link_status(), 0);
+    expect_peer(0, 0);
   });
 }
 
@@ -187,14 +187,12 @@ TEST_F(LinkConfigurationBoard, AnAnnouncingHeartbeatOnlyPushes) {
     mavlink_context.peer_nibble.store(10);
     set_link_status(2);
     EXPECT_EQ(heartbeat(0xF503, 95), -1);  // the file holds nothing yet
-    EXPECT_EQ(mavlink_context.peer_nibble.load(), 10);
-    EXPECT_EQ(get_link_status(), 2);
+    expect_peer(10, 2);
     EXPECT_THAT(peer.all(), IsEmpty());
     fake_base::push_shell_line("36\n");
     EXPECT_EQ(heartbeat(0xF503, 95), 0);
     EXPECT_EQ(peer.all().size(), 1U);
-    EXPECT_EQ(mavlink_context.peer_nibble.load(), 10);
-    EXPECT_EQ(get_link_status(), 2);
+    expect_peer(10, 2);
   });
 }
 

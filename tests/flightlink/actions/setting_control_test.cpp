@@ -132,11 +132,7 @@ TEST_F(SettingControl, TheOthersDoNothing) {
 }
 
 TEST_F(SettingControl, ABusyCameraRefusesAll) {
-  struct Flag {
-    const char* name;
-    void (*set)(int32_t);
-  };
-  const Flag flags[] = {
+  const link_test::Flag flags[] = {
       {"photo pending", supervisor::set_photo_pending},
       {"mode switch pending", supervisor::set_mode_switch_pending},
       {"format pending", supervisor::set_setting_pending},
@@ -144,7 +140,7 @@ TEST_F(SettingControl, ABusyCameraRefusesAll) {
   };
   confirm(camera::kCameraMode, camera::kModeVideo);
   for (int sub = 0; sub <= 23; sub++) {
-    for (const Flag& flag : flags) {
+    for (const link_test::Flag& flag : flags) {
       flag.set(1);
       expect_refused(setting(sub, 1), flag.name);
       flag.set(0);

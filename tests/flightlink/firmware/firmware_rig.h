@@ -1,8 +1,6 @@
 // Firmware messages as the far ends send them, and what comes back.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <limits>
@@ -10,11 +8,10 @@
 #include <vector>
 
 #include "base/bytes.h"
-#include "fake_base/fake_base.h"
 #include "flightlink/actions/dispatch.h"
 #include "flightlink/firmware/push.h"
 #include "flightlink/firmware/receive.h"
-#include "support/peer_capture.h"
+#include "flightlink/link_suite.h"
 
 namespace link_test {
 

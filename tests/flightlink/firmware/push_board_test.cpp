@@ -14,14 +14,10 @@ namespace flightlink {
 namespace {
 
 using link_test::FirmwarePushing;
-using link_test::hex;
 using link_test::kFlightController;
 using link_test::kGimbal;
 using link_test::kRepeater;
 using link_test::Sent;
-using link_test::zeros;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 TEST_F(FirmwarePushing, TheImagesOnTheCardSayWhoIsNext) {
   EXPECT_EQ(firmware_board_type(), 8);

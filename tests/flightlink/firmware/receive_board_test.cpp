@@ -16,10 +16,7 @@
 namespace flightlink {
 namespace {
 
-using link_test::Bytes;
 using link_test::Sent;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 constexpr const char* kMd5Command = "read /bin/md5sum /tmp/SD0/firmware | awk '{print $1}'";
 constexpr const char* kMove = "run mv /tmp/SD0/firmware /tmp/SD0/AmbaSysFW.bin";

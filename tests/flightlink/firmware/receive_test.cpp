@@ -12,11 +12,6 @@
 namespace flightlink {
 namespace {
 
-using link_test::Bytes;
-using link_test::hex;
-using ::testing::Each;
-using ::testing::IsEmpty;
-
 class FirmwareHandlers : public link_test::FirmwareTest {
  protected:
   void announced(float size) {

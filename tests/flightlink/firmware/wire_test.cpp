@@ -8,10 +8,7 @@
 namespace flightlink {
 namespace {
 
-using link_test::Bytes;
-using link_test::hex;
 using link_test::Sent;
-using link_test::zeros;
 
 class FirmwareMessages : public link_test::FirmwareTest {};
 

@@ -8,16 +8,10 @@
 #include <cstddef>
 #include <map>
 
-#include "support/fresh_process.h"
-#include "support/hex.h"
+#include "flightlink/frame/message_head.h"
 
 namespace flightlink {
 namespace {
-
-using link_test::Bytes;
-using link_test::hex;
-using link_test::in_fresh_process;
-using link_test::zeros;
 
 Bytes wire(const MavlinkMessage& message) {
   uint8_t buffer[kMavlinkMaxFrame];
@@ -104,12 +98,7 @@ TEST(MavlinkFinalize, SetsEveryHeaderFieldAndStoresTheChecksumBehindThePayload) 
     message.payload[1] = 0x07;
     message.payload[2] = 0;
     EXPECT_EQ(mavlink_frame_finalize_app(&message, 3, 143), 11);
-    EXPECT_EQ(message.magic, 0xFE);
-    EXPECT_EQ(message.len, 3);
-    EXPECT_EQ(message.seq, 0);
-    EXPECT_EQ(message.sysid, 36);
-    EXPECT_EQ(message.compid, 0);
-    EXPECT_EQ(message.msgid, 77);
+    EXPECT_EQ(head_of(message), (Bytes{0xFE, 3, 0, 36, 0, 77}));
     EXPECT_EQ(message.checksum, 0x3D85);
     EXPECT_EQ(message.payload[3], 0x85);
     EXPECT_EQ(message.payload[4], 0x3D);
@@ -216,18 +205,14 @@ TEST(MavlinkToBuffer, FullPayloadGives263Bytes) {
 
 TEST(MavlinkToBuffer, WritesTheFieldsAsTheyAre) {
   // A frame that is passed on keeps what it came with, its checksum included.
-  MavlinkMessage message{};
-  message.checksum = 0x1234;
-  message.magic = 0xFE;
-  message.len = 2;
-  message.seq = 9;
-  message.sysid = 5;
-  message.compid = 7;
-  message.msgid = 1;
-  message.payload[0] = 0xAA;
-  message.payload[1] = 0xBB;
-  message.payload[2] = 0xCC;
-  message.payload[3] = 0xDD;
+  const MavlinkMessage message{.checksum = 0x1234,
+                               .magic = 0xFE,
+                               .len = 2,
+                               .seq = 9,
+                               .sysid = 5,
+                               .compid = 7,
+                               .msgid = 1,
+                               .payload = {0xAA, 0xBB, 0xCC, 0xDD}};
   uint8_t buffer[kMavlinkMaxFrame];
   std::ranges::fill(buffer, uint8_t{0x77});
   EXPECT_EQ(mavlink_frame_to_buffer(buffer, &message), 10);

@@ -7,15 +7,10 @@
 #include <thread>
 
 #include "flightlink/frame/mavlink_frame.h"
-#include "support/fresh_process.h"
-#include "support/hex.h"
+#include "flightlink/frame/message_head.h"
 
 namespace flightlink {
 namespace {
-
-using link_test::Bytes;
-using link_test::hex;
-using link_test::in_fresh_process;
 
 // Command acknowledgement 2001, sequence 0 and 1.
 constexpr const char* kFrame0 = "fe 03 00 24 00 4d d1 07 00 85 3d ";
@@ -46,12 +41,7 @@ TEST_F(MavlinkParserTest, WalksThroughTheStates) {
     EXPECT_EQ(status_.packet_idx, indices[i]) << i;
     EXPECT_EQ(status_.packet_rx_success_count, i == 10 ? 1 : 0) << i;
   }
-  EXPECT_EQ(message_.magic, 0xFE);
-  EXPECT_EQ(message_.len, 3);
-  EXPECT_EQ(message_.seq, 0);
-  EXPECT_EQ(message_.sysid, 36);
-  EXPECT_EQ(message_.compid, 0);
-  EXPECT_EQ(message_.msgid, 77);
+  EXPECT_EQ(head_of(message_), (Bytes{0xFE, 3, 0, 36, 0, 77}));
   EXPECT_EQ(message_.checksum, 0x3D85);
   EXPECT_EQ(Bytes(message_.payload, message_.payload + 5), hex("d1 07 00 85 3d"));
 }

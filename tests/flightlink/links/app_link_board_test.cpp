@@ -42,6 +42,15 @@ void start_without_binding() {
   app_timers_create();
 }
 
+// The server with that application accepted.
+base::Descriptor accepted_from(const char* host) {
+  start_without_binding();
+  EXPECT_EQ(app_server_open(), 0);
+  base::Descriptor application = connect_from(host);
+  EXPECT_EQ(app_session_accept(), 0);
+  return application;
+}
+
 TEST(AppServer, ListensOn8866) {
   in_fresh_process([] {
     start_without_binding();
@@ -85,10 +94,7 @@ TEST(AppServer, ATakenPortGivesMinusOne) {
 
 TEST(AppAccept, SetsTheConnectionUp) {
   in_fresh_process([] {
-    start_without_binding();
-    ASSERT_EQ(app_server_open(), 0);
-    const base::Descriptor application = connect_from("127.0.0.1");
-    ASSERT_EQ(app_session_accept(), 0);
+    const base::Descriptor application = accepted_from("127.0.0.1");
     const int fd = mavlink_context.KRConnFd.load();
     EXPECT_EQ(fcntl(fd, F_GETFL) & O_NONBLOCK, O_NONBLOCK);
     EXPECT_EQ(support::socket_option(fd, IPPROTO_TCP, TCP_NODELAY), 1);
@@ -138,10 +144,7 @@ TEST(AppAccept, OpensTheSession) {
 
 TEST(AppAccept, ALastOctetAbove110IsAHighAddress) {
   in_fresh_process([] {
-    start_without_binding();
-    ASSERT_EQ(app_server_open(), 0);
-    const base::Descriptor application = connect_from("127.0.0.111");
-    ASSERT_EQ(app_session_accept(), 0);
+    const base::Descriptor application = accepted_from("127.0.0.111");
     EXPECT_EQ(mavlink_context.app_is_high_address.load(), 1);
   });
 }
@@ -180,10 +183,7 @@ TEST(AppAccept, AFailureIsReported) {
 
 TEST(AppServe, ASecondApplicationWaitsInTheBacklog) {
   in_fresh_process([] {
-    start_without_binding();
-    ASSERT_EQ(app_server_open(), 0);
-    const base::Descriptor first = connect_from("127.0.0.1");
-    ASSERT_EQ(app_session_accept(), 0);
+    const base::Descriptor first = accepted_from("127.0.0.1");
     const base::Descriptor second = connect_from("127.0.0.2");
     const Bytes beat = hex(kBeat9);
     ASSERT_EQ(send(second.get(), beat.data(), beat.size(), 0), 17);
@@ -198,10 +198,7 @@ TEST(AppServe, ASecondApplicationWaitsInTheBacklog) {
 
 TEST(AppSession, TheEndIsOrderlyForTheApplicationAndDoesNotLinger) {
   in_fresh_process([] {
-    start_without_binding();
-    ASSERT_EQ(app_server_open(), 0);
-    const base::Descriptor application = connect_from("127.0.0.1");
-    ASSERT_EQ(app_session_accept(), 0);
+    const base::Descriptor application = accepted_from("127.0.0.1");
     app_session_end();
     pollfd ended{application.get(), POLLIN, 0};
     ASSERT_EQ(poll(&ended, 1, 2000), 1);

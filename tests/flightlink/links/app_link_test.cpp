@@ -213,15 +213,10 @@ TEST(AppServe, TwoSecondsWithoutAByteAreNoFault) {
 TEST(AppServe, AnInterruptedWaitIsReportedAndKeepsTheSession) {
   in_fresh_process([] {
     const AppSession application;
-    ::testing::internal::CaptureStdout();
-    ::testing::internal::CaptureStderr();
-    {
-      const link_test::Interrupter interrupting;
-      EXPECT_EQ(app_session_serve(), 0);
-    }
-    EXPECT_EQ(::testing::internal::GetCapturedStdout(),
-              "MavlinkRecvThread(line=995):select failed!,exit\n");
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "select failed: Interrupted system call\n");
+    const auto printed =
+        link_test::printed_when_interrupted([] { EXPECT_EQ(app_session_serve(), 0); });
+    EXPECT_EQ(printed.out, "MavlinkRecvThread(line=995):select failed!,exit\n");
+    EXPECT_EQ(printed.error, "select failed: Interrupted system call\n");
     EXPECT_NE(mavlink_context.KRConnFd.load(), 0);
   });
 }
@@ -350,8 +345,7 @@ TEST(AppReset, LeavesTheFilterAloneWhileBindingIsDisabled) {
 
 TEST(AppTimers, AreCreatedTogetherDisarmed) {
   in_fresh_process([] {
-    fake_base::reset();
-    link_context_init();
+    reset_link();
     ::testing::internal::CaptureStdout();
     app_timers_create();
     EXPECT_EQ(::testing::internal::GetCapturedStdout(), "init heart beat timer ok!\n");

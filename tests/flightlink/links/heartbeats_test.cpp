@@ -68,8 +68,7 @@ TEST(PeerHeartbeat, BitsAddUpAndTheSequenceCounts) {
 
 TEST(PeerHeartbeat, WithoutASocketNothingHappens) {
   in_fresh_process([] {
-    fake_base::reset();
-    link_context_init();
+    reset_link();
     peer_tick();
     EXPECT_TRUE(fake_base::events().empty());
   });
@@ -120,17 +119,26 @@ void arm_session_timers() {
   }
 }
 
+// The session's three words; the last two go together.
+void expect_session(uint32_t state, uint32_t open) {
+  EXPECT_EQ(mavlink_context.link_state.load(), state);
+  EXPECT_EQ(mavlink_context.send_enabled.load(), open);
+  EXPECT_EQ(mavlink_context.session_flag.load(), open);
+}
+
+void time_out_normally() {
+  ::testing::internal::CaptureStdout();
+  MavlinkTimeoutNormal({});
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(),
+            "MavlinkTimeoutNormal(line=428):normal timer out!\n");
+}
+
 TEST(NormalTimeout, CutsASessionThatIsOnlyAccepted) {
   in_fresh_process([] {
     const Application application;
     arm_session_timers();
-    ::testing::internal::CaptureStdout();
-    MavlinkTimeoutNormal({});
-    EXPECT_EQ(::testing::internal::GetCapturedStdout(),
-              "MavlinkTimeoutNormal(line=428):normal timer out!\n");
-    EXPECT_EQ(mavlink_context.link_state.load(), 0U);
-    EXPECT_EQ(mavlink_context.send_enabled.load(), 0U);
-    EXPECT_EQ(mavlink_context.session_flag.load(), 0U);
+    time_out_normally();
+    expect_session(0, 0);
     EXPECT_EQ(period(mavlink_context.normal_timer), 0U);
     // The receive loop does the rest.
     EXPECT_EQ(period(mavlink_context.app_heartbeat_timer), 300U);
@@ -143,13 +151,8 @@ TEST(NormalTimeout, LeavesAConfirmedSessionAlone) {
     const Application application;
     arm_session_timers();
     mavlink_context.link_state.store(2);
-    ::testing::internal::CaptureStdout();
-    MavlinkTimeoutNormal({});
-    EXPECT_EQ(::testing::internal::GetCapturedStdout(),
-              "MavlinkTimeoutNormal(line=428):normal timer out!\n");
-    EXPECT_EQ(mavlink_context.link_state.load(), 2U);
-    EXPECT_EQ(mavlink_context.send_enabled.load(), 1U);
-    EXPECT_EQ(mavlink_context.session_flag.load(), 1U);
+    time_out_normally();
+    expect_session(2, 1);
     EXPECT_EQ(period(mavlink_context.normal_timer), 300U);
   });
 }
@@ -164,9 +167,7 @@ TEST(DisconnectTimeout, EndsTheSession) {
     EXPECT_EQ(::testing::internal::GetCapturedStdout(),
               "stop heart beat timer ok!\n"
               "MavlinkTimeoutDisconn(line=451):timeout disconnected!\n");
-    EXPECT_EQ(mavlink_context.link_state.load(), 0U);
-    EXPECT_EQ(mavlink_context.send_enabled.load(), 0U);
-    EXPECT_EQ(mavlink_context.session_flag.load(), 0U);
+    expect_session(0, 0);
     EXPECT_EQ(mavlink_context.KRConnFd.load(), 0);
     EXPECT_EQ(get_link_status(), 0);
     for (const fake_base::Timer& timer : fake_base::timers()) EXPECT_EQ(timer.period_ms, 0U);

@@ -64,35 +64,28 @@ void put(const Line& line, const Bytes& bytes) {
   }
 }
 
+// A frame of the flight controller that the application gets as it is, and the altitude behind it.
+void expect_passed(const std::string& frame, int32_t altitude) {
+  AppSession application;
+  const Line line;
+  put(line, hex(frame));
+  EXPECT_EQ(application.received(), hex(frame));
+  EXPECT_EQ(get_altitude(), altitude);
+}
+
 TEST(SerialBridge, FramesReachTheApplicationUnchanged) {
   in_fresh_process([] {
-    AppSession application;
-    const Line line;
-    put(line, hex(kAttitude));
-    EXPECT_EQ(application.received(), hex(kAttitude));
-    EXPECT_EQ(get_altitude(), 0);
+    expect_passed(kAttitude, 0);
     EXPECT_EQ(mavlink_context.link_state.load(), 1U);
   });
 }
 
 TEST(SerialBridge, Message32StoresTheAltitudeAndIsPassed) {
-  in_fresh_process([] {
-    AppSession application;
-    const Line line;
-    put(line, hex(kAltitude));
-    EXPECT_EQ(get_altitude(), 123);
-    EXPECT_EQ(application.received(), hex(kAltitude));
-  });
+  in_fresh_process([] { expect_passed(kAltitude, 123); });
 }
 
 TEST(SerialBridge, ACommandOfAnotherSystemStoresItsSecondParameterAndIsPassed) {
-  in_fresh_process([] {
-    AppSession application;
-    const Line line;
-    put(line, hex(kCommand3));
-    EXPECT_EQ(get_altitude(), 45);
-    EXPECT_EQ(application.received(), hex(kCommand3));
-  });
+  in_fresh_process([] { expect_passed(kCommand3, 45); });
 }
 
 TEST(SerialBridge, AnUnstorableFloatIsSaturated) {

@@ -148,16 +148,10 @@ TEST(StickSocket, AnInterruptedWaitIsReportedAndGoesOn) {
   in_fresh_process([] {
     link_context_init();
     ASSERT_EQ(stick_socket_open(), 0);
-    ::testing::internal::CaptureStdout();
-    ::testing::internal::CaptureStderr();
-    {
-      const link_test::Interrupter interrupting;
-      EXPECT_EQ(stick_socket_serve(), 0);
-    }
-    EXPECT_EQ(::testing::internal::GetCapturedStdout(),
-              "MavlinkRecvStickThread(line=1072):select failed!,exit\n");
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(),
-              "select failed!: Interrupted system call\n");
+    const auto printed =
+        link_test::printed_when_interrupted([] { EXPECT_EQ(stick_socket_serve(), 0); });
+    EXPECT_EQ(printed.out, "MavlinkRecvStickThread(line=1072):select failed!,exit\n");
+    EXPECT_EQ(printed.error, "select failed!: Interrupted system call\n");
   });
 }
 

@@ -82,8 +82,7 @@ TEST(PeerUdpSend, SendsTheWireBytesAndReturnsTheirNumber) {
 
 TEST(PeerUdpSend, AClosedSocketGivesMinusTwoAndTouchesNothing) {
   in_fresh_process([] {
-    fake_base::reset();
-    link_context_init();
+    reset_link();
     mavlink_timer_create(&mavlink_context.peer_heartbeat_timer, no_callback);
     const MavlinkMessage message = acknowledgement();
     EXPECT_EQ(peer_udp_send(&message), -2);
@@ -93,8 +92,7 @@ TEST(PeerUdpSend, AClosedSocketGivesMinusTwoAndTouchesNothing) {
 
 TEST(PeerUdpSend, AFailedSendStopsTheHeartbeatAndSwitchesTheLampOffOnce) {
   in_fresh_process([] {
-    fake_base::reset();
-    link_context_init();
+    reset_link();
     mavlink_timer_create(&mavlink_context.peer_heartbeat_timer, no_callback);
     const base::Descriptor no_socket(open("/dev/null", O_RDWR));
     mavlink_context.peer_socket.store(no_socket.get());
@@ -108,8 +106,7 @@ TEST(PeerUdpSend, AFailedSendStopsTheHeartbeatAndSwitchesTheLampOffOnce) {
 
 TEST(PeerUdpSend, AFailedSendWithoutATimerDisarmsNoOther) {
   in_fresh_process([] {
-    fake_base::reset();
-    link_context_init();
+    reset_link();
     LinkTimer other{};
     mavlink_timer_create(&other, no_callback);
     mavlink_timer_set(&other, 1000);

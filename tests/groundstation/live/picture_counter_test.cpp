@@ -20,37 +20,37 @@ PictureCounter count(const Bytes& stream) {
   return counter;
 }
 
-TEST(PictureCounter, ConsecutiveFrameNumbersAreNoGap) {
-  const PictureCounter counter = count(join({kSps, kPps, kKey, kPicture1, kPicture2, kPicture3}));
-  EXPECT_EQ(counter.pictures(), 4U);
-  EXPECT_EQ(counter.gaps(), 0U);
+struct Counted {
+  const char* name;
+  std::vector<Bytes> units;  // behind the parameter sets
+  uint64_t pictures, gaps, missing;
+};
+
+class PictureCounters : public ::testing::TestWithParam<Counted> {};
+
+TEST_P(PictureCounters, CountsPicturesAndGaps) {
+  std::vector<Bytes> units{kSps, kPps};
+  units.insert(units.end(), GetParam().units.begin(), GetParam().units.end());
+  const PictureCounter counter = count(join(units));
+  EXPECT_EQ(counter.pictures(), GetParam().pictures);
+  EXPECT_EQ(counter.gaps(), GetParam().gaps);
+  EXPECT_EQ(counter.missing(), GetParam().missing);
 }
 
-TEST(PictureCounter, SkippedFrameNumbersAreOneGap) {
-  const PictureCounter counter = count(join({kSps, kPps, kKey, kPicture1, kPicture5}));
-  EXPECT_EQ(counter.pictures(), 3U);
-  EXPECT_EQ(counter.gaps(), 1U);
-  EXPECT_EQ(counter.missing(), 3U);
-}
-
-TEST(PictureCounter, UnreferencedPictureSharesItsNumberWithTheNext) {
-  const PictureCounter counter =
-      count(join({kSps, kPps, kKey, kPicture1, kUnreferenced2, kPicture2, kPicture3}));
-  EXPECT_EQ(counter.pictures(), 5U);
-  EXPECT_EQ(counter.gaps(), 0U);
-}
-
-TEST(PictureCounter, KeyPictureStartsTheNumbersAnew) {
-  const PictureCounter counter = count(join({kSps, kPps, kKey, kPicture1, kKey, kPicture1}));
-  EXPECT_EQ(counter.pictures(), 4U);
-  EXPECT_EQ(counter.gaps(), 0U);
-}
-
-TEST(PictureCounter, NothingCountsBeforeTheFirstKeyPicture) {
-  const PictureCounter counter = count(join({kSps, kPps, kPicture3, kPicture5, kKey}));
-  EXPECT_EQ(counter.pictures(), 1U);
-  EXPECT_EQ(counter.gaps(), 0U);
-}
+INSTANTIATE_TEST_SUITE_P(
+    All, PictureCounters,
+    ::testing::Values(
+        Counted{
+            "ConsecutiveFrameNumbersAreNoGap", {kKey, kPicture1, kPicture2, kPicture3}, 4, 0, 0},
+        Counted{"SkippedFrameNumbersAreOneGap", {kKey, kPicture1, kPicture5}, 3, 1, 3},
+        Counted{"UnreferencedPictureSharesItsNumberWithTheNext",
+                {kKey, kPicture1, kUnreferenced2, kPicture2, kPicture3},
+                5,
+                0,
+                0},
+        Counted{"KeyPictureStartsTheNumbersAnew", {kKey, kPicture1, kKey, kPicture1}, 4, 0, 0},
+        Counted{"NothingCountsBeforeTheFirstKeyPicture", {kPicture3, kPicture5, kKey}, 1, 0, 0}),
+    [](const auto& row) { return row.param.name; });
 
 TEST(SequenceParameters, HighProfileWithScalingListsIsRead) {
   // Profile 100, constraints, level, then bits: 1 (set 0), 010 (chroma 1), 1, 1 (depths), 0

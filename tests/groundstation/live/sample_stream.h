@@ -9,7 +9,7 @@ namespace groundstation_test {
 
 using Bytes = std::vector<uint8_t>;
 
-inline Bytes join(std::initializer_list<Bytes> parts) {
+inline Bytes join(const std::vector<Bytes>& parts) {
   Bytes all;
   for (const Bytes& part : parts) all.insert(all.end(), part.begin(), part.end());
   return all;

@@ -13,6 +13,13 @@ using groundstation::CameraAction;
 using groundstation::PeerMessage;
 using Bytes = std::vector<uint8_t>;
 
+// A COMMAND_LONG that is zero but for these bytes.
+Bytes command_bytes(const std::vector<std::pair<size_t, uint8_t>>& places) {
+  Bytes bytes(33);
+  for (const auto& [at, byte] : places) bytes.at(at) = byte;
+  return bytes;
+}
+
 TEST(PeerMessages, HeartbeatCarriesLevelAndWish) {
   EXPECT_EQ(groundstation::heartbeat_message(false, 0).payload, (Bytes{0, 0, 0, 0, 0, 0, 0, 0, 3}));
   EXPECT_EQ(groundstation::heartbeat_message(true, 10).payload,
@@ -22,28 +29,17 @@ TEST(PeerMessages, HeartbeatCarriesLevelAndWish) {
 TEST(PeerMessages, CameraActionIsCommand2) {
   const PeerMessage message = groundstation::action_message(CameraAction::kBitrate, 70);
   EXPECT_EQ(message.msgid, 76);
-  Bytes expected(33);
   // 9.0 and 70.0
-  expected[2] = 0x10;
-  expected[3] = 0x41;
-  expected[6] = 0x8C;
-  expected[7] = 0x42;
-  expected[28] = 2;
-  EXPECT_EQ(message.payload, expected);
+  EXPECT_EQ(message.payload, command_bytes({{2, 0x10}, {3, 0x41}, {6, 0x8C}, {7, 0x42}, {28, 2}}));
 }
 
 TEST(PeerMessages, NamedPhotoCarriesModeLessOneSequenceAndOne) {
   const PeerMessage message = groundstation::named_photo_message(2, 3);
-  Bytes expected(33);
   // 1.0 at 16, 3.0 at 20, 1.0 at 24; command 203
-  expected[18] = 0x80;
-  expected[19] = 0x3F;
-  expected[22] = 0x40;
-  expected[23] = 0x40;
-  expected[26] = 0x80;
-  expected[27] = 0x3F;
-  expected[28] = 0xCB;
-  EXPECT_EQ(message.payload, expected);
+  EXPECT_EQ(
+      message.payload,
+      command_bytes(
+          {{18, 0x80}, {19, 0x3F}, {22, 0x40}, {23, 0x40}, {26, 0x80}, {27, 0x3F}, {28, 0xCB}}));
 }
 
 TEST(PeerMessages, PhotoWithoutModeCodeCarriesMinusOne) {

@@ -12,10 +12,8 @@
 namespace media {
 namespace {
 
-using media_test::Bytes;
 using media_test::names_in;
 using media_test::read_file;
-using media_test::text_bytes;
 using Names = std::vector<std::string>;
 
 // Files can grow to `bytes` only while it lives: the full card of a test without a card.

@@ -9,8 +9,6 @@
 namespace media {
 namespace {
 
-using media_test::Bytes;
-
 // A stream that notes the size of every write that reaches the file, up to a capacity.
 struct Sink {
   std::vector<size_t> writes;

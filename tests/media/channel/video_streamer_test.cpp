@@ -73,6 +73,15 @@ Bytes recording(const std::vector<size_t>& nal_sizes, const Form& form = {}) {
 
 class VideoStreamer : public fake_base::FakeBaseTest {
  protected:
+  // A pause that ends at its first look, with a seek.
+  void pause_then_seek(int32_t ms) {
+    rig_.context.paused = 1;
+    fake_base::on_sleep([this, ms](uint64_t) {
+      rig_.context.paused = 0;
+      rig_.context.seek_time = ms;
+      rig_.context.seek_pending = 1;
+    });
+  }
   int32_t play(const Bytes& file, int32_t from_ms = 0) {
     media_test::write_file(path_, file);
     item_ = make_item("a.MP4", path_, 3);
@@ -161,24 +170,14 @@ TEST_F(VideoStreamer, EverySecondOfARecordingWithoutKeyFramesIsPlayed) {
 }
 
 TEST_F(VideoStreamer, SeekBeyondTheEndEndsAPlay) {
-  rig_.context.paused = 1;
-  fake_base::on_sleep([&](uint64_t) {
-    rig_.context.paused = 0;
-    rig_.context.seek_time = 999000;
-    rig_.context.seek_pending = 1;
-  });
+  pause_then_seek(999000);
   EXPECT_EQ(play(recording({10, 20, 30}, {.key_frames = false})), 0);
   EXPECT_EQ(rig_.said(), (Words{"TIME:0;SCALE:1000", "TIME:999000;SCALE:1000", "data 3 14",
                                 "TRANSCOMPLETE:a.MP4"}));
 }
 
 TEST_F(VideoStreamer, SeekBackFromBeyondTheEndPlaysOn) {
-  rig_.context.paused = 1;
-  fake_base::on_sleep([&](uint64_t) {
-    rig_.context.paused = 0;
-    rig_.context.seek_time = 2000;
-    rig_.context.seek_pending = 1;
-  });
+  pause_then_seek(2000);
   EXPECT_EQ(play(recording({10, 20, 30}, {.key_frames = false}), 999000), 0);
   EXPECT_EQ(rig_.said(), (Words{"TIME:999000;SCALE:1000", "TIME:2000;SCALE:1000", "data 3 14",
                                 "data 3 24", "data 3 34", "TRANSCOMPLETE:a.MP4"}));

@@ -13,8 +13,6 @@
 namespace media {
 namespace {
 
-using media_test::Bytes;
-
 // Receives on the live video port of a loopback address that no other test process uses.
 class LiveVideo : public fake_base::FakeBaseTest {
  protected:

@@ -9,8 +9,6 @@ namespace media {
 namespace {
 
 using media_test::avc_description;
-using media_test::be32;
-using media_test::Bytes;
 
 struct DescriptionFree {
   void operator()(MovSampleDescription* description) const { mov_description_free(description); }

@@ -18,10 +18,6 @@ namespace media {
 namespace {
 
 using camera_service_test::run_command;
-using media_test::be32;
-using media_test::box;
-using media_test::Bytes;
-using media_test::text_bytes;
 
 constexpr const char* kVideo = "-f lavfi -i testsrc2=s=320x180:d=6:r=";
 constexpr const char* kAudio = " -f lavfi -i sine=f=440:r=44100:d=6";

@@ -8,11 +8,6 @@
 namespace media {
 namespace {
 
-using media_test::be32;
-using media_test::box;
-using media_test::Bytes;
-using media_test::long_box;
-using media_test::text_bytes;
 using support::AllocationFault;
 using support::Fault;
 

@@ -12,14 +12,10 @@ namespace media {
 namespace {
 
 using media_test::audio_track;
-using media_test::be32;
-using media_test::box;
-using media_test::Bytes;
 using media_test::full_box;
 using media_test::open_bytes;
 using media_test::table;
 using media_test::Tables;
-using media_test::text_bytes;
 using media_test::video_track;
 
 constexpr uint32_t kBuffer = 256;

@@ -10,15 +10,11 @@ namespace {
 
 using media_test::audio_track;
 using media_test::avc_description;
-using media_test::be32;
-using media_test::box;
-using media_test::Bytes;
 using media_test::full_box;
 using media_test::Indexed;
 using media_test::mdhd;
 using media_test::table;
 using media_test::Tables;
-using media_test::text_bytes;
 using media_test::tkhd;
 using media_test::video_track;
 using support::AllocationFault;

@@ -59,3 +59,11 @@ struct Indexed {
 [[nodiscard]] base::File open_bytes(const Bytes& bytes);
 
 }  // namespace media_test
+
+namespace media {
+
+using media_test::be32;
+using media_test::box;
+using media_test::long_box;
+
+}  // namespace media

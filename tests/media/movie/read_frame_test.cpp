@@ -7,10 +7,7 @@
 namespace media {
 namespace {
 
-using media_test::be32;
-using media_test::Bytes;
 using media_test::open_bytes;
-using media_test::text_bytes;
 
 struct Read {
   int64_t result;

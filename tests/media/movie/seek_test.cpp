@@ -8,8 +8,6 @@ namespace media {
 namespace {
 
 using media_test::audio_track;
-using media_test::box;
-using media_test::Bytes;
 using media_test::Indexed;
 using media_test::Tables;
 using media_test::video_track;

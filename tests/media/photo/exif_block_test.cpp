@@ -12,8 +12,6 @@
 namespace media {
 namespace {
 
-using media_test::Bytes;
-
 // A new GPS entry with that text, behind those that are there.
 void add(ExifData* exif, ExifTag tag, const std::string& text) {
   ExifEntry* entry = create_tag(exif, tag, static_cast<uint32_t>(text.size()));

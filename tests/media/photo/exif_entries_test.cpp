@@ -9,7 +9,6 @@
 namespace media {
 namespace {
 
-using media_test::Bytes;
 using support::AllocationFault;
 using support::Fault;
 

@@ -11,7 +11,6 @@
 namespace media {
 namespace {
 
-using media_test::Bytes;
 using media_test::words;
 
 std::string angle(int32_t value) {

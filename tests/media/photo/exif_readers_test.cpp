@@ -15,7 +15,6 @@ namespace {
 
 using camera_service::ExifMode;
 using camera_service::PhotoResult;
-using media_test::Bytes;
 using media_test::read_file;
 
 class ExifReaders : public ::testing::TestWithParam<ExifMode> {

@@ -8,7 +8,6 @@
 namespace media {
 namespace {
 
-using media_test::Bytes;
 using media_test::exif_bytes;
 using media_test::Field;
 using media_test::fields_of;
@@ -17,7 +16,6 @@ using media_test::names_in;
 using media_test::photo_with_exif;
 using media_test::plain_photo;
 using media_test::read_file;
-using media_test::text_bytes;
 using media_test::words;
 using media_test::write_file;
 using Names = std::vector<std::string>;

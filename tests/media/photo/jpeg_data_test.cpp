@@ -13,8 +13,6 @@
 namespace media {
 namespace {
 
-using media_test::Bytes;
-using media_test::segment;
 using support::AllocationFault;
 using support::Fault;
 using Messages = std::vector<std::string>;

@@ -12,8 +12,6 @@
 namespace media {
 namespace {
 
-using media_test::Bytes;
-using media_test::segment;
 using support::AllocationFault;
 using support::Fault;
 

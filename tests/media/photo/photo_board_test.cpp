@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cstdio>
 #include <filesystem>
+#include <map>
 #include <thread>
 
 #include "media/card/store.h"
@@ -20,7 +21,6 @@ namespace media {
 namespace {
 
 namespace fs = std::filesystem;
-using media_test::Bytes;
 using media_test::Ifd;
 using media_test::names_in;
 using media_test::read_file;
@@ -110,18 +110,19 @@ TEST_F(PhotoBoard, ANewPhotoIsTaggedRenamedAndItsThumbnailWritten) {
   EXPECT_EQ(get_tagging_busy(), 0);
 
   const std::string photo = kPic + "/20200101_120000_PW03.JPG";
-  EXPECT_EQ(exiftool(photo, "GPSLatitude"), "22.5");
-  EXPECT_EQ(exiftool(photo, "GPSLongitude"), "113.75");
-  EXPECT_EQ(exiftool(photo, "GPSAltitude"), "123.4");
-  EXPECT_EQ(exiftool(photo, "GPSVersionID"), "2 2 0 0");
-  EXPECT_EQ(exiftool(photo, "Make"), "KORVAN");
-  EXPECT_EQ(exiftool(photo, "Model"), "FALK2");
-  EXPECT_EQ(exiftool(photo, "Artist"), "FALK2");
-  EXPECT_EQ(exiftool(photo, "ImageDescription"), "FALK2");
-  EXPECT_EQ(exiftool(photo, "ModifyDate"), "2020:01:01 12:00:00");
-  EXPECT_EQ(exiftool(photo, "DateTimeOriginal"), "2020:01:01 12:00:00");
-  EXPECT_EQ(exiftool(photo, "CreateDate"), "2020:01:01 12:00:00");
-  EXPECT_EQ(exiftool(photo, "GPSAltitudeRef"), "");
+  const std::map<std::string, std::string> tags{{"GPSLatitude", "22.5"},
+                                                {"GPSLongitude", "113.75"},
+                                                {"GPSAltitude", "123.4"},
+                                                {"GPSVersionID", "2 2 0 0"},
+                                                {"Make", "KORVAN"},
+                                                {"Model", "FALK2"},
+                                                {"Artist", "FALK2"},
+                                                {"ImageDescription", "FALK2"},
+                                                {"ModifyDate", "2020:01:01 12:00:00"},
+                                                {"DateTimeOriginal", "2020:01:01 12:00:00"},
+                                                {"CreateDate", "2020:01:01 12:00:00"},
+                                                {"GPSAltitudeRef", ""}};
+  for (const auto& [tag, value] : tags) EXPECT_EQ(exiftool(photo, tag), value) << tag;
   EXPECT_EQ(
       run("exiv2 -q -K Exif.GPSInfo.GPSLatitude -K Exif.GPSInfo.GPSLongitudeRef -Pv " + photo),
       "22/1 30/1 0/10\nE");

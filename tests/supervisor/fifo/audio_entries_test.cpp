@@ -11,8 +11,6 @@ namespace supervisor {
 namespace {
 
 using live_test::Bytes;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 struct Output {
   std::string out;

@@ -9,10 +9,6 @@
 namespace supervisor {
 namespace {
 
-using live_test::Calls;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-
 using LiveCycleTest = live_test::LiveCycle;
 using LiveStreamTest = live_test::LiveStream;
 

@@ -13,8 +13,6 @@ namespace {
 
 using platform::kFifoEndOfStream;
 using platform::kFifoEntryAdded;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 using LiveEventsIdle = live_test::LiveCycle;
 using LiveEvents = live_test::LiveStream;

@@ -2,6 +2,7 @@
 // and the reader attached to both.
 #pragma once
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -60,3 +61,11 @@ class LiveStream : public LiveCycle {
 };
 
 }  // namespace live_test
+
+namespace supervisor {
+
+using live_test::Calls;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+}  // namespace supervisor

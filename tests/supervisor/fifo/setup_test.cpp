@@ -12,9 +12,6 @@
 namespace supervisor {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-
 using LiveSetup = live_test::LiveCycle;
 
 TEST_F(LiveSetup, AFailedListGivesMinusOne) {

@@ -9,8 +9,6 @@ namespace supervisor {
 namespace {
 
 using live_test::Bytes;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 class LiveVideoEntries : public live_test::LiveStream {
  protected:

@@ -20,10 +20,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using testmode_test::Events;
-using testmode_test::kReadMac;
-using testmode_test::printed_by;
-using testmode_test::record_events;
+using namespace testmode_test;  // NOLINT
 using namespace std::string_literals;
 
 const std::string kTransmit =
@@ -48,10 +45,7 @@ std::string got(const std::string& command, int line) {
 class TestMode : public link_test::ReadyCamera {
  protected:
   TestMode() {
-    int pair[2];
-    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair), 0);
-    near_.reset(pair[0]);
-    far_.reset(pair[1]);
+    support::open_pair(&near_, &far_);
     test_uart_state.clear();
     testmode_radio_clear();
     testmode_tests_clear();

@@ -43,9 +43,7 @@ namespace {
 
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using testmode_test::Events;
-using testmode_test::kReadMac;
-using testmode_test::record_events;
+using namespace testmode_test;  // NOLINT
 
 std::string complaint_of(const std::function<void()>& call) {
   ::testing::internal::CaptureStderr();
