@@ -69,10 +69,11 @@ TEST_P(Board, ProgramInsideFindsEverything) {
   EXPECT_EQ(outcome.status, 0) << outcome.output;
 }
 
+// On a busy machine the kernel notes late that a link is up, long after it carries.
 TEST_P(Board, BothAddressesAnswerAndNothingElseDoes) {
   EXPECT_EQ(printed("ping -q -c1 -W2 192.168.31.111 >/dev/null && echo peer;"
                     "on-peer ping -q -c1 -W2 192.168.31.1 >/dev/null && echo board;"
-                    "ip route; ping -q -c1 -W1 192.0.2.1 2>&1 | head -1"),
+                    "ip route | sed 's/linkdown //'; ping -q -c1 -W1 192.0.2.1 2>&1 | head -1"),
             "peer\nboard\n"
             "192.168.31.0/24 dev wlan0 proto kernel scope link src 192.168.31.1 \n"
             "ping: connect: Network is unreachable\n");
