@@ -16,6 +16,7 @@
 
 #include "base/clock.h"
 #include "support/loopback.h"
+#include "support/patience.h"
 
 namespace camera_service_test {
 namespace {
@@ -118,7 +119,7 @@ void JsonClient::send(const std::string& text) const {
 
 std::string JsonClient::read_some(int timeout_ms) const {
   pollfd ready{fd_.get(), POLLIN, 0};
-  if (::poll(&ready, 1, timeout_ms) != 1) return {};
+  if (::poll(&ready, 1, timeout_ms * support::kSlowdown) != 1) return {};
   std::array<char, 65536> buffer;
   const ssize_t got = ::recv(fd_.get(), buffer.data(), buffer.size(), 0);
   return got > 0 ? std::string(buffer.data(), static_cast<size_t>(got)) : std::string();
