@@ -48,11 +48,7 @@ std::optional<Item> wait_for_item(std::mutex& mutex, std::condition_variable& an
   const Time end = Clock::now() + limit * kSlowdown;
   std::unique_lock lock(mutex);
   for (size_t next = from;; next++) {
-    while (next >= items.size()) {
-      if (announced.wait_until(lock, end) == std::cv_status::timeout && next >= items.size()) {
-        return std::nullopt;
-      }
-    }
+    if (!announced.wait_until(lock, end, [&] { return next < items.size(); })) return std::nullopt;
     if (wanted(items[next])) return items[next];
   }
 }
