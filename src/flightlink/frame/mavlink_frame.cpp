@@ -1,5 +1,6 @@
 #include "flightlink/frame/mavlink_frame.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstring>
@@ -47,7 +48,7 @@ constexpr std::array<uint8_t, 256> make_crc_extra_table() {
 constexpr std::array<uint8_t, 256> kCrcExtra = make_crc_extra_table();
 
 struct alignas(512) Channel {  // a power of two: found by a shift
-  BiasedMutex mutex;           // held for one byte, so that two threads' bytes interleave
+  BiasedMutex mutex;           // held for one byte or piece, so that two threads' bytes interleave
   MavlinkParser parser;
 };
 
@@ -238,6 +239,24 @@ uint8_t feed(MavlinkParser& parser, uint8_t byte, MavlinkMessage* message,
   return status.msg_received;
 }
 
+// The payload bytes that are there, at once; any other byte alone. Returns how many were taken.
+size_t feed_piece(MavlinkParser& parser, std::span<const uint8_t> bytes, MavlinkMessage* message,
+                  uint8_t* result) {
+  MavlinkParseStatus& status = parser.status;
+  MavlinkParseStatus snapshot;
+  if (status.parse_state != kMavlinkGotMessageId) {
+    *result = feed(parser, bytes.front(), message, &snapshot);
+    return 1;
+  }
+  const size_t wanted = parser.message.len - size_t{status.packet_idx};
+  const size_t count = std::min(wanted, bytes.size());
+  std::memcpy(parser.message.payload + status.packet_idx, bytes.data(), count);
+  status.packet_idx = static_cast<uint8_t>(status.packet_idx + count);
+  if (count == wanted) status.parse_state = kMavlinkGotPayload;
+  *result = 0;
+  return count;
+}
+
 // The two roads beside a payload byte of the channel's usual thread. They stand apart so that this
 // one, which is nearly every call, saves no registers.
 [[gnu::noinline]] uint8_t parse_by_bias(Channel& channel, uint8_t byte, MavlinkMessage* message,
@@ -270,6 +289,26 @@ uint8_t mavlink_frame_parse(int channel, uint8_t byte, MavlinkMessage* message,
   take_payload(mine.parser, byte, status);
   mine.mutex.leave_by_bias();
   return 0;
+}
+
+size_t mavlink_frame_parse_some(int channel, std::span<const uint8_t> bytes,
+                                MavlinkMessage* message, bool* ended) {
+  *ended = false;
+  if (channel < 0 || channel >= kMavlinkChannels) return bytes.size();
+  Channel& mine = channels[channel];
+  size_t taken = 0;
+  while (taken < bytes.size() && !*ended) {
+    uint8_t result = 0;
+    if (mine.mutex.enter_by_bias()) {
+      taken += feed_piece(mine.parser, bytes.subspan(taken), message, &result);
+      mine.mutex.leave_by_bias();
+    } else {
+      const std::lock_guard lock(mine.mutex);
+      taken += feed_piece(mine.parser, bytes.subspan(taken), message, &result);
+    }
+    *ended = result == 1;
+  }
+  return taken;
 }
 
 uint8_t mavlink_parser_feed(MavlinkParser* parser, uint8_t byte, MavlinkMessage* message,

@@ -95,13 +95,21 @@ void crc_x25_accumulate(uint8_t byte, uint16_t* crc);
 uint8_t mavlink_frame_parse(int channel, uint8_t byte, MavlinkMessage* message,
                             MavlinkParseStatus* status);
 
+// As mavlink_frame_parse for one byte after the other, up to and with the one that ends a good frame:
+// then `*ended` is true and the frame is in `message`. Returns how many were taken, all of them when
+// none ended a frame (and for a channel outside 0 to 15, where none can). Payload bytes that stand
+// in one piece are taken in one piece: calls of two threads interleave between such pieces.
+[[nodiscard]] size_t mavlink_frame_parse_some(int channel, std::span<const uint8_t> bytes,
+                                              MavlinkMessage* message, bool* ended);
+
 // Feeds all of them; `take` gets every frame that has ended well.
 template <typename Take>
 void mavlink_frame_parse_all(int channel, std::span<const uint8_t> bytes, Take take) {
   MavlinkMessage message;
-  MavlinkParseStatus status;
-  for (const uint8_t byte : bytes) {
-    if (mavlink_frame_parse(channel, byte, &message, &status) == 1) take(&message);
+  while (!bytes.empty()) {
+    bool ended = false;
+    bytes = bytes.subspan(mavlink_frame_parse_some(channel, bytes, &message, &ended));
+    if (ended) take(&message);
   }
 }
 

@@ -17,14 +17,9 @@ int forward_command_long(const MavlinkMessage* message) {
 }
 
 void forward_stream(const uint8_t* bytes, size_t length) {
-  MavlinkMessage message;
-  MavlinkParseStatus status;
-  for (size_t i = 0; i < length; i++) {
-    if (mavlink_frame_parse(MAVLINK_CHANNEL_FORWARD, bytes[i], &message, &status) == 1 &&
-        message.msgid != kServoOutputs.id) {
-      peer_udp_send(&message);
-    }
-  }
+  mavlink_frame_parse_all(MAVLINK_CHANNEL_FORWARD, {bytes, length}, [](MavlinkMessage* message) {
+    if (message->msgid != kServoOutputs.id) peer_udp_send(message);
+  });
 }
 
 }  // namespace flightlink

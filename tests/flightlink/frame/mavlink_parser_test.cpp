@@ -12,10 +12,6 @@
 namespace flightlink {
 namespace {
 
-// Command acknowledgement 2001, sequence 0 and 1.
-constexpr const char* kFrame0 = "fe 03 00 24 00 4d d1 07 00 85 3d ";
-constexpr const char* kFrame1 = "fe 03 01 24 00 4d d1 07 00 3a bc ";
-
 class MavlinkParserTest : public ::testing::Test {
  protected:
   uint8_t feed(uint8_t byte) { return mavlink_parser_feed(&parser_, byte, &message_, &status_); }

@@ -21,4 +21,8 @@ using link_test::hex;
 using link_test::in_fresh_process;
 using link_test::zeros;
 
+// Command acknowledgement 2001, sequence 0 and 1.
+inline constexpr const char* kFrame0 = "fe 03 00 24 00 4d d1 07 00 85 3d ";
+inline constexpr const char* kFrame1 = "fe 03 01 24 00 4d d1 07 00 3a bc ";
+
 }  // namespace flightlink
