@@ -6,7 +6,6 @@
 
 #include <array>
 #include <chrono>
-#include <cstdio>
 #include <filesystem>
 #include <future>
 
@@ -16,54 +15,31 @@
 #include "camera/replies.h"
 #include "flightlink/wire/aircraft_position.h"
 #include "flightlink/wire/link_context.h"
-#include "supervisor/state/camera_flags.h"
 #include "support/loopback.h"
-#include "support/photo.h"
+#include "support/photo_card.h"
 
 namespace camera_test {
 namespace {
 
 namespace fs = std::filesystem;
 using media_test::Bytes;
+using media_test::exiftool;
 using media_test::exists;
+using media_test::kCard;
+using media_test::kPic;
+using media_test::kThumb;
+using media_test::Names;
 using media_test::names_in;
-using Names = std::vector<std::string>;
 
-const std::string kPic = "/tmp/SD0/KRVMEDIA/PIC";
-const std::string kThumb = "/tmp/SD0/KRVMEDIA/THUMB";
-
-std::string exiftool(const std::string& path, const std::string& tag) {
-  const std::string command = "exiftool -s3 -n -" + tag + " " + path;
-  std::FILE* pipe = popen(command.c_str(), "r");
-  std::array<char, 256> text{};
-  const size_t size = std::fread(text.data(), 1, text.size() - 1, pipe);
-  pclose(pipe);
-  std::string value(text.data(), size);
-  if (value.ends_with('\n')) value.pop_back();
-  return value;
-}
-
-class CamPhotoBoard : public ::testing::Test {
+class CamPhotoBoard : public media_test::PhotoCard {
  protected:
   CamPhotoBoard()
       : photo_(media_test::photo_with_exif(media_test::exif_bytes({}, {}, {0xFF, 0xD8, 1}))) {
-    fs::remove_all("/tmp/SD0/KRVMEDIA");
-    fs::create_directories(kPic);
-    fs::create_directories(kThumb);
-    set_mode(0, 0);
     flightlink::store_latitude(225000000);
     flightlink::store_longitude(1137500000);
     flightlink::store_altitude_from_32(1234);
   }
-  ~CamPhotoBoard() override {
-    fs::remove_all("/tmp/SD0/KRVMEDIA");
-    set_mode(0, 0);
-  }
 
-  static void set_mode(int32_t mode, int32_t sequence) {
-    supervisor::set_photo_mode(mode);
-    supervisor::set_photo_sequence(sequence);
-  }
   void put(const std::string& name) const { media_test::write_file(kPic + "/" + name, photo_); }
   // The service reports this path, as it stands in its JSON text.
   static void photo_at(const std::string& path) {
@@ -133,13 +109,12 @@ TEST_F(CamPhotoBoard, WithoutABackslashNothingIsTagged) {
 
 TEST_F(CamPhotoBoard, NothingOutsideTheFolderIsTouched) {
   put("X.JPG");
-  fs::copy_file(kPic + "/X.JPG", "/tmp/SD0/KRVMEDIA/X.JPG");
+  fs::copy_file(kPic + "/X.JPG", kCard + "/X.JPG");
   photo_at(R"(C:\\../X.JPG)");
   photo_at(R"(C:\\$(touch /tmp/SD0/KRVMEDIA/y).JPG)");
-  EXPECT_EQ(media_test::read_file("/tmp/SD0/KRVMEDIA/X.JPG"),
-            media_test::read_file(kPic + "/X.JPG"));
+  EXPECT_EQ(media_test::read_file(kCard + "/X.JPG"), media_test::read_file(kPic + "/X.JPG"));
   EXPECT_FALSE(tagged("X.JPG"));
-  EXPECT_FALSE(exists("/tmp/SD0/KRVMEDIA/y"));
+  EXPECT_FALSE(exists(kCard + "/y"));
 }
 
 // The acknowledgement leaves before the photo is tagged, the report after it.

@@ -5,45 +5,30 @@
 #include <sys/mount.h>
 #include <unistd.h>
 
-#include <array>
 #include <atomic>
 #include <cstdio>
-#include <filesystem>
 #include <map>
 #include <thread>
 
 #include "media/card/store.h"
 #include "media/photo/exif.h"
-#include "supervisor/state/camera_flags.h"
-#include "support/photo.h"
+#include "support/photo_card.h"
 
 namespace media {
 namespace {
 
-namespace fs = std::filesystem;
+using media_test::exiftool;
 using media_test::Ifd;
+using media_test::kPic;
+using media_test::kThumb;
+using media_test::Names;
 using media_test::names_in;
 using media_test::read_file;
+using media_test::run;
 using media_test::words;
 using media_test::write_file;
-using Names = std::vector<std::string>;
 
-const std::string kPic = "/tmp/SD0/KRVMEDIA/PIC";
-const std::string kThumb = "/tmp/SD0/KRVMEDIA/THUMB";
 const std::string kCamera = kPic + "/20200101_120000AB.JPG";
-
-// What a command prints, without the last newline; its status in front when it is not 0.
-std::string run(const std::string& command) {
-  std::FILE* pipe = popen((command + " 2>&1").c_str(), "r");
-  std::string text;
-  std::array<char, 4096> part{};
-  size_t size = 0;
-  while ((size = std::fread(part.data(), 1, part.size(), pipe)) > 0) text.append(part.data(), size);
-  const int status = pclose(pipe);
-  while (!text.empty() && text.back() == '\n') text.pop_back();
-  if (status != 0) text.insert(0, std::to_string(status) + ": ");
-  return text;
-}
 
 // A picture of that size with noise, as a camera takes it.
 Bytes picture(const std::string& size) {
@@ -70,33 +55,10 @@ Bytes camera_photo() {
   return media_test::photo_with_exif(media_test::exif_bytes({}, {}, small()), large());
 }
 
-class PhotoBoard : public ::testing::Test {
+class PhotoBoard : public media_test::PhotoCard {
  protected:
-  PhotoBoard() {
-    make_folders();
-    set_mode(0, 0);
-  }
-  ~PhotoBoard() override {
-    fs::remove_all("/tmp/SD0/KRVMEDIA");
-    set_mode(0, 0);
-  }
-
-  static void make_folders() {
-    fs::remove_all("/tmp/SD0/KRVMEDIA");
-    for (const std::string& folder : {kPic, kThumb}) fs::create_directories(folder);
-  }
-
-  static void set_mode(int32_t mode, int32_t sequence) {
-    supervisor::set_photo_mode(mode);
-    supervisor::set_photo_sequence(sequence);
-  }
-
   static std::vector<media_test::Field> fields(const std::string& photo, Ifd ifd, uint16_t tag) {
     return media_test::fields_of(media_test::app1_of(read_file(photo)), ifd, tag);
-  }
-
-  static std::string exiftool(const std::string& path, const std::string& tag) {
-    return run("exiftool -s3 -n -" + tag + " " + path);
   }
 };
 
