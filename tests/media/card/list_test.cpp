@@ -30,6 +30,15 @@ class MediaList : public ::testing::Test {
     return text;
   }
 
+  // A file of that name in the folder, and a node of it behind one of "a".
+  std::string append_a_and_file(const char* name) {
+    std::string path = folder.path(name);
+    media_test::write_file(path, {1});
+    append("a");
+    append(name, path);
+    return path;
+  }
+
   MediaListHead head{nullptr};
   TemporaryFolder folder;
 };
@@ -66,11 +75,8 @@ TEST_F(MediaList, FindIsExactAndCaseSensitive) {
 }
 
 TEST_F(MediaList, UnlinkTakesTheFirstOfTheNameAndLeavesTheFile) {
-  const std::string path = folder.path("b");
-  media_test::write_file(path, {1});
-  EXPECT_EQ(media_list_unlink("a", &head), -1);
-  append("a");
-  append("b", path);
+  EXPECT_EQ(media_list_unlink("a", &head), -1) << "an empty list";
+  const std::string path = append_a_and_file("b");
   append("b");
   append("c");
   EXPECT_EQ(media_list_unlink(nullptr, &head), -1);
@@ -86,11 +92,8 @@ TEST_F(MediaList, UnlinkTakesTheFirstOfTheNameAndLeavesTheFile) {
 }
 
 TEST_F(MediaList, DeleteRemovesFileAndNode) {
-  const std::string path = folder.path("b");
-  media_test::write_file(path, {1});
-  EXPECT_EQ(media_list_delete("b", &head), -1);
-  append("a");
-  append("b", path);
+  EXPECT_EQ(media_list_delete("b", &head), -1) << "an empty list";
+  const std::string path = append_a_and_file("b");
   EXPECT_EQ(media_list_delete(nullptr, &head), -1);
   EXPECT_EQ(media_list_delete("x", &head), 0);
   EXPECT_EQ(media_list_delete("b", &head), 0);

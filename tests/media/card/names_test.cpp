@@ -8,17 +8,11 @@ namespace media {
 namespace {
 
 TEST(MediaFileKind, LooksForThePartAnywhereInTheName) {
+  const std::pair<const char*, int32_t> kinds[] = {
+      {"", 4},      {"a.JPG", 1}, {"a.jpg.txt", 1}, {"JPEGs", 1},     {"a.jpeg", 4},
+      {"a.Jpg", 4}, {"X.mp4", 3}, {"X.MP4", 3},     {"X.MP4.jpg", 1}, {"X.avi", 4}};
+  for (const auto& [name, kind] : kinds) EXPECT_EQ(media_file_kind(name), kind) << name;
   EXPECT_EQ(media_file_kind(nullptr), 4);
-  EXPECT_EQ(media_file_kind(""), 4);
-  EXPECT_EQ(media_file_kind("a.JPG"), 1);
-  EXPECT_EQ(media_file_kind("a.jpg.txt"), 1);
-  EXPECT_EQ(media_file_kind("JPEGs"), 1);
-  EXPECT_EQ(media_file_kind("a.jpeg"), 4);
-  EXPECT_EQ(media_file_kind("a.Jpg"), 4);
-  EXPECT_EQ(media_file_kind("X.mp4"), 3);
-  EXPECT_EQ(media_file_kind("X.MP4"), 3);
-  EXPECT_EQ(media_file_kind("X.MP4.jpg"), 1);
-  EXPECT_EQ(media_file_kind("X.avi"), 4);
 }
 
 TEST(MediaFileKind, AThumbnailIsAPhoto) {

@@ -30,6 +30,13 @@ Indexed with_stss(const std::vector<uint32_t>& stss) {
   return Indexed(video_track(tables));
 }
 
+Indexed with_stts(const std::vector<uint32_t>& stts, uint32_t time_scale = Tables().time_scale) {
+  Tables tables;
+  tables.time_scale = time_scale;
+  tables.stts = stts;
+  return Indexed(video_track(tables));
+}
+
 TEST(MovSeek, TheNearestKeyFrameIsTakenAndTheEarlierOnATie) {
   const Indexed indexed = with_stss({1, 31, 61});
   const std::vector<std::pair<uint32_t, uint32_t>> expected = {
@@ -73,10 +80,7 @@ TEST(MovSeek, TheVideoTrackIsAsked) {
 }
 
 TEST(MovSeek, TimesAreRoundedAsTheTableSays) {
-  Tables tables;
-  tables.time_scale = 90000;
-  tables.stts = {300, 3003};
-  const Indexed indexed(video_track(tables));
+  const Indexed indexed = with_stts({300, 3003}, 90000);
   // 300 - (900900 - 90000) / 3003 = 300 - 270, the division rounded down.
   EXPECT_EQ(seek(1000, indexed).sample, 30U);
   // 300 - (900900 - 900000) / 3003.
@@ -84,9 +88,7 @@ TEST(MovSeek, TimesAreRoundedAsTheTableSays) {
 }
 
 TEST(MovSeek, BehindTheFirstEntryTheTotalItselfIsTheSample) {
-  Tables tables;
-  tables.stts = {10, 3, 1000, 1};
-  const Indexed indexed(video_track(tables));
+  const Indexed indexed = with_stts({10, 3, 1000, 1});
   EXPECT_EQ(seek(29000, indexed).sample, 10U);  // 10 - (30 - 29) / 3
   EXPECT_EQ(seek(30000, indexed).sample, 30U);
   EXPECT_EQ(seek(500000, indexed).output,
@@ -116,14 +118,10 @@ TEST(MovSeek, WithoutKeyFrameTableEverySampleIsOne) {
 }
 
 TEST(MovSeek, LargeNumbersDoNotWrap) {
-  Tables tables;
-  tables.time_scale = 0xFFFFFFFF;
-  tables.stts = {0xFFFFFFFF, 0xFFFFFFFF};
-  const Indexed indexed(video_track(tables));
+  constexpr uint32_t kMost = 0xFFFFFFFF;
   // Second 4294967 of samples that last a second each.
-  EXPECT_EQ(seek(0xFFFFFFFF, indexed).sample, 4294967U);
-  tables.stts = {0xFFFFFFFF, 0x10000};
-  EXPECT_EQ(seek(0xFFFFFFFF, Indexed(video_track(tables))).sample, 0xFFFFFFFFU);
+  EXPECT_EQ(seek(kMost, with_stts({kMost, kMost}, kMost)).sample, 4294967U);
+  EXPECT_EQ(seek(kMost, with_stts({kMost, 0x10000}, kMost)).sample, kMost);
 }
 
 TEST(MovSeek, AnIndexWithoutTracksHasSampleAndOffsetZero) {
