@@ -2,28 +2,19 @@
 // of its own.
 #pragma once
 
-#include <vector>
-
 #include "base/descriptor.h"
 #include "support/hex.h"
+#include "support/loopback_receiver.h"
 
 namespace link_test {
 
-class PeerCapture {
+class PeerCapture : public support::LoopbackReceiver {
  public:
   // Clears MavlinkContext and opens the peer road.
   PeerCapture();
   ~PeerCapture();
-  PeerCapture(const PeerCapture&) = delete;
-  PeerCapture& operator=(const PeerCapture&) = delete;
-
-  // The next datagram; empty when there is none.
-  Bytes next();
-  // All datagrams that wait.
-  std::vector<Bytes> all();
 
  private:
-  base::Descriptor receiver_;
   base::Descriptor sender_;
 };
 

@@ -1,40 +1,30 @@
 #include "media/channel/transfer_rig.h"
 
-#include <arpa/inet.h>
-#include <sys/socket.h>
-
 #include <cstring>
 
 #include "base/text.h"
 #include "media/card/store.h"
-#include "support/loopback.h"
 
 namespace media_test {
 
 using media::transfer_context;
 
-TransferRig::TransferRig() {
-  sockaddr_in address{};
-  receiver_ = support::open_loopback(&address);
+TransferRig::TransferRig() : sender_(support::open_socket(SOCK_DGRAM)) {
   const int buffer = 1 << 20;
-  setsockopt(receiver_.get(), SOL_SOCKET, SO_RCVBUF, &buffer, sizeof(buffer));
-  sender_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  setsockopt(receiver_.fd(), SOL_SOCKET, SO_RCVBUF, &buffer, sizeof(buffer));
   context.reset();
-  context.sock = sender_;
-  context.peer = address;
+  context.sock = sender_.get();
+  context.peer = receiver_.address();
 }
 
 TransferRig::~TransferRig() {
   context.reset();
-  close(sender_);
   media::media_store_reset();
 }
 
 Bytes TransferRig::next() {
-  Bytes bytes(65536);
-  const ssize_t size = recv(receiver_.get(), bytes.data(), bytes.size(), MSG_DONTWAIT);
-  bytes.resize(size < 0 ? 0 : static_cast<size_t>(size));
-  return bytes;
+  const std::vector<uint8_t> datagram = receiver_.next();
+  return {datagram.begin(), datagram.end()};
 }
 
 std::vector<std::string> TransferRig::said() {
@@ -61,7 +51,7 @@ std::string TransferRig::words(const Bytes& datagram) {
 }
 
 void TransferRig::block() { context.sock = 0; }
-void TransferRig::unblock() { context.sock = sender_; }
+void TransferRig::unblock() { context.sock = sender_.get(); }
 
 support::Frame file_request(uint8_t kind, uint8_t operation, const std::string& name,
                             const std::string& argument) {

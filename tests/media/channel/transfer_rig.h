@@ -10,6 +10,7 @@
 
 #include "base/descriptor.h"
 #include "media/channel/transfer_context.h"
+#include "support/loopback_receiver.h"
 #include "support/mavlink.h"
 #include "support/photo.h"
 
@@ -20,8 +21,6 @@ class TransferRig {
   // The channel's words cleared, its queue empty, its lists empty.
   TransferRig();
   ~TransferRig();
-  TransferRig(const TransferRig&) = delete;
-  TransferRig& operator=(const TransferRig&) = delete;
 
   // The next datagram; empty when there is none.
   Bytes next();
@@ -37,8 +36,8 @@ class TransferRig {
   media::TransferContext& context = media::transfer_context;
 
  private:
-  base::Descriptor receiver_;
-  int sender_ = 0;
+  support::LoopbackReceiver receiver_;
+  base::Descriptor sender_;
 };
 
 // Message 142 as a queued item holds it.
