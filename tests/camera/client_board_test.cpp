@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <poll.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -25,6 +24,7 @@
 #include "flightlink/wire/link_context.h"
 #include "supervisor/state/camera_flags.h"
 #include "support/loopback.h"
+#include "support/no_descriptors.h"
 
 namespace camera_test {
 namespace {
@@ -243,15 +243,12 @@ TEST_F(CamClientBoard, AServiceThatDoesNotReadHoldsNoSenderForLong) {
 }
 
 TEST_F(CamClientBoard, WithoutASocketTheReceiveThreadEndsForGood) {
-  rlimit before{};
-  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
-  rlimit none = before;
-  none.rlim_cur = 0;
-  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
-  service->drop();
-  EXPECT_TRUE(poll_until([] { return !connected(); }, kSoon));
-  std::this_thread::sleep_for(200ms);
-  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+  {
+    const support::NoDescriptors none;
+    service->drop();
+    EXPECT_TRUE(poll_until([] { return !connected(); }, kSoon));
+    std::this_thread::sleep_for(200ms);
+  }
   EXPECT_FALSE(service->accept_within(2500ms));
   EXPECT_FALSE(connected());
 }

@@ -1,8 +1,6 @@
 // Start-up of the camera client and the end of a connection.
 #include "camera/client.h"
 
-#include <sys/resource.h>
-
 #include "camera/camera_rig.h"
 #include "camera/commands.h"
 #include "camera/connection.h"
@@ -11,11 +9,26 @@
 #include "camera/settings_table.h"
 #include "camera/status_record.h"
 #include "supervisor/state/camera_flags.h"
+#include "support/no_descriptors.h"
 
 namespace camera_test {
 namespace {
 
 using namespace camera;  // NOLINT
+
+struct Flag {
+  void (*set)(int32_t);
+  int32_t (*get)();
+};
+
+// What waits for an answer of the service.
+constexpr Flag kPending[] = {
+    {supervisor::set_record_cmd_pending, supervisor::get_record_cmd_pending},
+    {supervisor::set_mode_switch_pending, supervisor::get_mode_switch_pending},
+    {supervisor::set_setting_pending, supervisor::get_setting_pending},
+    {supervisor::set_photo_pending, supervisor::get_photo_pending},
+    {supervisor::set_sd_query_pending, supervisor::get_sd_query_pending},
+};
 
 class CamClient : public CameraTest {};
 
@@ -57,25 +70,17 @@ TEST_F(CamClient, AThreadThatCannotBeStartedIsReported) {
 }
 
 TEST_F(CamClient, WithoutASocketTheReceiveThreadEndsForGood) {
-  rlimit before{};
-  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
-  rlimit none = before;
-  none.rlim_cur = 0;
-  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
-  void* const result = cam_json_thread(&cam_json_context);
-  setrlimit(RLIMIT_NOFILE, &before);
-  EXPECT_EQ(result, nullptr);
+  {
+    const support::NoDescriptors none;
+    EXPECT_EQ(cam_json_thread(&cam_json_context), nullptr);
+  }
   EXPECT_EQ(cam_json_context.ConnState.load(), 0);
   EXPECT_EQ(cam_json_context.JsonConnFd.load(), 0);
   EXPECT_EQ(fake_base::sleeps(), std::vector<uint64_t>{});
 }
 
 TEST_F(CamClient, TheEndOfAConnectionClearsWhatCanNoLongerBeAnswered) {
-  supervisor::set_record_cmd_pending(1);
-  supervisor::set_mode_switch_pending(1);
-  supervisor::set_setting_pending(1);
-  supervisor::set_photo_pending(1);
-  supervisor::set_sd_query_pending(1);
+  for (const Flag& flag : kPending) flag.set(1);
   camera_state.pending_photo_after_switch.store(1);
   camera_state.pending_record_after_switch.store(1);
   cam_request_default_setting();
@@ -87,11 +92,7 @@ TEST_F(CamClient, TheEndOfAConnectionClearsWhatCanNoLongerBeAnswered) {
   for (const Setting setting : kMarkedSettings) EXPECT_EQ(unanswered(setting), 0) << setting;
   EXPECT_EQ(requested(kResolution), 4) << "what was requested is not taken back";
   EXPECT_EQ(requested(kColorStyle), 2);
-  EXPECT_EQ(supervisor::get_record_cmd_pending(), 0);
-  EXPECT_EQ(supervisor::get_mode_switch_pending(), 0);
-  EXPECT_EQ(supervisor::get_setting_pending(), 0);
-  EXPECT_EQ(supervisor::get_photo_pending(), 0);
-  EXPECT_EQ(supervisor::get_sd_query_pending(), 0);
+  for (const Flag& flag : kPending) EXPECT_EQ(flag.get(), 0) << &flag - kPending;
   EXPECT_EQ(camera_state.pending_photo_after_switch.load(), 0);
   EXPECT_EQ(camera_state.pending_record_after_switch.load(), 0);
   EXPECT_EQ(cam_get_op_state(), 0U);

@@ -1,7 +1,6 @@
 // The receive thread against a real service on the real port, but with a clock that moves when the
 // test says so and with sleeps that are only noted.
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 
 #include <thread>
 
@@ -12,6 +11,7 @@
 #include "camera/settings_table.h"
 #include "fake_base/fake_base.h"
 #include "supervisor/state/camera_flags.h"
+#include "support/no_descriptors.h"
 
 namespace camera_test {
 namespace {
@@ -31,15 +31,10 @@ class CamThread : public fake_base::FakeBaseTest {
   }
   // Without a descriptor the thread ends.
   ~CamThread() override {
-    rlimit before{};
-    getrlimit(RLIMIT_NOFILE, &before);
-    rlimit none = before;
-    none.rlim_cur = 0;
-    setrlimit(RLIMIT_NOFILE, &none);
+    const support::NoDescriptors none;
     service_.drop();
     service_.stop_listening();
     thread_.join();
-    setrlimit(RLIMIT_NOFILE, &before);
   }
 
   // The client has handled a message when it asks back.
