@@ -14,7 +14,6 @@ namespace {
 
 using camera_service_test::run_command;
 using media_test::OpenMov;
-using media_test::Packet;
 using media_test::packets_of;
 
 constexpr const char* kVideo = "-f lavfi -i testsrc2=s=320x180:d=6:r=";
@@ -209,7 +208,7 @@ TEST_F(MovFiles, OffsetsOf64Bits) {
     return media_test::table("co64", static_cast<uint32_t>(offsets.size()), words);
   });
   media_test::write_file(path, parts.ftyp + box("free") + box("mdat", parts.frames) + moov);
-  const std::vector<Packet> packets = packets_of(path);
+  const auto packets = packets_of(path);
   ASSERT_EQ(packets.size(), 60U);
   EXPECT_EQ(packets[1].position, packets_of(whole)[1].position);
   const OpenMov mov(path);

@@ -137,27 +137,26 @@ uint64_t offset(uint32_t sample, const Tables& tables) {
   return mov_sample_offset(sample, indexed.index.get());
 }
 
+using Offsets = std::vector<std::pair<uint32_t, uint64_t>>;
+
+// Of each sample its offset in the file.
+void expect_offsets(const Tables& tables, const Offsets& expected) {
+  for (const auto& [sample, at] : expected) EXPECT_EQ(offset(sample, tables), at) << sample;
+}
+
 TEST(MovSampleOffset, OneRun) {
   Tables tables;  // chunks of 10 samples of 100 bytes at 1000 and 5000
-  EXPECT_EQ(offset(0, tables), 1000U);
-  EXPECT_EQ(offset(9, tables), 1900U);
-  EXPECT_EQ(offset(10, tables), 5000U);
-  EXPECT_EQ(offset(13, tables), 5300U);
+  expect_offsets(tables, {{0, 1000}, {9, 1900}, {10, 5000}, {13, 5300}});
   tables.stsc = {1, 1, 1};
-  EXPECT_EQ(offset(0, tables), 1000U);
-  EXPECT_EQ(offset(1, tables), 5000U);
+  expect_offsets(tables, {{0, 1000}, {1, 5000}});
 }
 
 TEST(MovSampleOffset, SeveralRuns) {
   Tables tables;
   tables.stsc = {1, 10, 1, 2, 5, 1};
   tables.stco = {1000, 5000, 9000};
-  EXPECT_EQ(offset(9, tables), 1900U);
-  EXPECT_EQ(offset(10, tables), 5000U);  // the first run ends exactly here
-  EXPECT_EQ(offset(12, tables), 5200U);
-  EXPECT_EQ(offset(14, tables), 5400U);
-  EXPECT_EQ(offset(15, tables), 9000U);
-  EXPECT_EQ(offset(19, tables), 9400U);
+  // The first run ends exactly behind sample 9.
+  expect_offsets(tables, {{9, 1900}, {10, 5000}, {12, 5200}, {14, 5400}, {15, 9000}, {19, 9400}});
   tables.stsc = {1, 2, 1, 3, 1, 1, 4, 3, 1};
   tables.stco = {100, 1000, 2000, 3000, 4000};
   const uint64_t expected[] = {100, 200, 1000, 1100, 2000, 3000, 3100, 3200, 4000, 4100, 4200};
@@ -168,19 +167,14 @@ TEST(MovSampleOffset, TheSizesBeforeTheSampleInItsChunkAreAdded) {
   Tables tables;
   tables.stsc = {1, 3, 1};
   tables.stsz = {1, 20, 300, 4000, 50000, 600000};
-  EXPECT_EQ(offset(2, tables), 1021U);
-  EXPECT_EQ(offset(3, tables), 5000U);
-  EXPECT_EQ(offset(5, tables), 59000U);
+  expect_offsets(tables, {{2, 1021}, {3, 5000}, {5, 59000}});
 }
 
 TEST(MovSampleOffset, BehindTheTablesTheLastEntriesCount) {
   Tables tables;
   tables.stsz = {1, 2, 3};
-  EXPECT_EQ(offset(3, tables), 1006U);
-  EXPECT_EQ(offset(9, tables), 1000U + 6 + 6 * 3);
-  EXPECT_EQ(offset(14, tables), 5000U + 4 * 3);
-  EXPECT_EQ(offset(20, tables), 5000U);
-  EXPECT_EQ(offset(1000000, tables), 5000U);
+  expect_offsets(
+      tables, {{3, 1006}, {9, 1000 + 6 + 6 * 3}, {14, 5000 + 4 * 3}, {20, 5000}, {1000000, 5000}});
 }
 
 TEST(MovSampleOffset, ALongChunkBehindTheTableIsNotCountedSampleBySample) {
@@ -209,8 +203,7 @@ TEST(MovSampleOffset, WithoutTablesItIsZero) {
 TEST(MovSampleOffset, ChunkZeroHasOffsetZero) {
   Tables tables;
   tables.stsc = {0, 10, 1};
-  EXPECT_EQ(offset(3, tables), 300U);
-  EXPECT_EQ(offset(13, tables), 1300U);
+  expect_offsets(tables, {{3, 300}, {13, 1300}});
 }
 
 TEST(MovSampleOffset, ARunThatEndsBeforeItBeginsIsEmpty) {
