@@ -59,6 +59,15 @@ std::string readable(const std::string& event) {
 
 }  // namespace
 
+std::string set_text(const std::string& param, const std::string& type) {
+  return R"({"msg_id":2,"token":77,"param":")" + param + R"(","type":")" + type + "\"}";
+}
+
+std::vector<std::string> failed_replies(int msg_id) {
+  const std::string id = R"("msg_id":)" + std::to_string(msg_id) + "}";
+  return {R"({"rval":-1,)" + id, "{" + id, R"({"rval":"0",)" + id};
+}
+
 std::string camera_ack(const std::string& subject, const std::string& result,
                        const std::string& value) {
   return "app 52: 00 " + subject + " 4c b4 " + result + " " + value + " 00";

@@ -19,6 +19,11 @@ namespace camera_test {
 
 using Timeline = std::vector<std::string>;
 
+// The text that sets a value at the service, with the token of the tests.
+[[nodiscard]] std::string set_text(const std::string& param, const std::string& type);
+// Answers that say no: with another result, without one, and with one that is no number.
+[[nodiscard]] std::vector<std::string> failed_replies(int msg_id);
+
 // Messages to the peer, as the timeline shows them. Bytes are given as hexadecimal text.
 inline const std::string kPhotoOk = "app 77: d1 07 00";
 inline const std::string kPhotoFailed = "app 77: d1 07 04";

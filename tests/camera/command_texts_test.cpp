@@ -48,9 +48,8 @@ TEST_F(CamCommands, TheTokenIsSignedAndTheCurrentOne) {
 TEST_F(CamCommands, CommandsWithParameters) {
   EXPECT_EQ(cam_reset_preview(), 0);
   EXPECT_EQ(cam_default_setting(), 0);
-  EXPECT_EQ(timeline(),
-            (Timeline{R"({"msg_id":259,"param":"none_force","token":77})",
-                      R"({"msg_id":2,"token":77,"param":"on","type":"default_setting"})"}));
+  EXPECT_EQ(timeline(), (Timeline{R"({"msg_id":259,"param":"none_force","token":77})",
+                                  set_text("on", "default_setting")}));
 }
 
 TEST_F(CamCommands, TheSpaceQueryRemembersWhatItAskedFor) {
@@ -92,11 +91,8 @@ TEST_F(CamCommands, EveryResolutionIsSetByItsIndex) {
   EXPECT_EQ(cam_set_resolution(10), 0);
   EXPECT_EQ(requested(kResolution), 10);
   EXPECT_EQ(confirmed(kResolution), 1);
-  EXPECT_EQ(
-      timeline(),
-      (Timeline{
-          R"({"msg_id":2,"token":77,"param":"3840x2160 30P 16:9","type":"video_resolution"})",
-          R"({"msg_id":2,"token":77,"param":"1920x1080 120P 16:9","type":"video_resolution"})"}));
+  EXPECT_EQ(timeline(), (Timeline{set_text("3840x2160 30P 16:9", "video_resolution"),
+                                  set_text("1920x1080 120P 16:9", "video_resolution")}));
 }
 
 TEST_F(CamCommands, AResolutionOutsideTheTableSendsNothing) {
@@ -112,9 +108,8 @@ TEST_F(CamCommands, TheTimelapseIntervalIsANumberOrOff) {
   EXPECT_EQ(requested(kTimelapseInterval), 5);
   EXPECT_EQ(cam_set_timelapse_interval(0), 0);
   EXPECT_EQ(requested(kTimelapseInterval), 0);
-  EXPECT_EQ(timeline(),
-            (Timeline{R"({"msg_id":2,"token":77,"param":"5","type":"time_lapse_interval"})",
-                      R"({"msg_id":2,"token":77,"param":"OFF","type":"time_lapse_interval"})"}));
+  EXPECT_EQ(timeline(), (Timeline{set_text("5", "time_lapse_interval"),
+                                  set_text("OFF", "time_lapse_interval")}));
 }
 
 TEST_F(CamCommands, QueriesSetTheirOperationCodeAndPause) {
@@ -152,56 +147,55 @@ TEST_F(CamCommands, LowLightAndRawModeAreOnOrOff) {
   EXPECT_EQ(cam_get_op_state(), 23U);
   EXPECT_EQ(cam_set_raw_mode(0), 0);
   EXPECT_EQ(requested(kRawMode), 0);
-  EXPECT_EQ(
-      timeline(),
-      (Timeline{"sleep 10", R"({"msg_id":2,"token":77,"param":"ON","type":"low_light_mode"})",
-                "sleep 10", R"({"msg_id":2,"token":77,"param":"OFF","type":"low_light_mode"})",
-                "sleep 10", R"({"msg_id":2,"token":77,"param":"ON","type":"raw_mode"})", "sleep 10",
-                R"({"msg_id":2,"token":77,"param":"OFF","type":"raw_mode"})"}));
-}
-
-TEST_F(CamCommands, LowLightSwitchesRawModeOffFirst) {
-  settle(kRawMode, 1);
-  EXPECT_EQ(cam_set_low_light(1), 0);
-  EXPECT_EQ(requested(kRawMode), 0);
-  EXPECT_EQ(requested(kLowLight), 1);
-  EXPECT_EQ(cam_get_op_state(), 18U);
   EXPECT_EQ(timeline(),
-            (Timeline{"sleep 10", R"({"msg_id":2,"token":77,"param":"OFF","type":"raw_mode"})",
-                      "sleep 500", "sleep 10",
-                      R"({"msg_id":2,"token":77,"param":"ON","type":"low_light_mode"})"}));
+            (Timeline{"sleep 10", set_text("ON", "low_light_mode"), "sleep 10",
+                      set_text("OFF", "low_light_mode"), "sleep 10", set_text("ON", "raw_mode"),
+                      "sleep 10", set_text("OFF", "raw_mode")}));
 }
 
-TEST_F(CamCommands, RawModeSwitchesLowLightOffFirst) {
-  settle(kLowLight, 1);
-  EXPECT_EQ(cam_set_raw_mode(1), 0);
-  EXPECT_EQ(requested(kLowLight), 0);
-  EXPECT_EQ(requested(kRawMode), 1);
-  EXPECT_EQ(cam_get_op_state(), 23U);
-  EXPECT_EQ(
-      timeline(),
-      (Timeline{"sleep 10", R"({"msg_id":2,"token":77,"param":"OFF","type":"low_light_mode"})",
-                "sleep 500", "sleep 10",
-                R"({"msg_id":2,"token":77,"param":"ON","type":"raw_mode"})"}));
+struct ModeRow {
+  const char* name;
+  int32_t (*set)(int32_t);
+  Setting mode;
+  const char* type;
+  uint32_t op;
+  Setting other;
+  const char* other_type;
+};
+
+class CamExclusiveMode : public CamCommands, public ::testing::WithParamInterface<ModeRow> {};
+
+TEST_P(CamExclusiveMode, SwitchesTheOtherOffFirst) {
+  const ModeRow& row = GetParam();
+  settle(row.other, 1);
+  EXPECT_EQ(row.set(1), 0);
+  EXPECT_EQ(requested(row.other), 0);
+  EXPECT_EQ(requested(row.mode), 1);
+  EXPECT_EQ(cam_get_op_state(), row.op);
+  EXPECT_EQ(timeline(), (Timeline{"sleep 10", set_text("OFF", row.other_type), "sleep 500",
+                                  "sleep 10", set_text("ON", row.type)}));
 }
+
+INSTANTIATE_TEST_SUITE_P(All, CamExclusiveMode,
+                         ::testing::Values(ModeRow{"LowLight", cam_set_low_light, kLowLight,
+                                                   "low_light_mode", 18, kRawMode, "raw_mode"},
+                                           ModeRow{"RawMode", cam_set_raw_mode, kRawMode,
+                                                   "raw_mode", 23, kLowLight, "low_light_mode"}),
+                         [](const auto& row) { return std::string(row.param.name); });
 
 TEST_F(CamCommands, SwitchingOffLeavesTheOtherModeAlone) {
   settle(kLowLight, 1);
   settle(kRawMode, 1);
   cam_set_low_light(0);
   cam_set_raw_mode(0);
-  EXPECT_EQ(
-      timeline(),
-      (Timeline{"sleep 10", R"({"msg_id":2,"token":77,"param":"OFF","type":"low_light_mode"})",
-                "sleep 10", R"({"msg_id":2,"token":77,"param":"OFF","type":"raw_mode"})"}));
+  EXPECT_EQ(timeline(), (Timeline{"sleep 10", set_text("OFF", "low_light_mode"), "sleep 10",
+                                  set_text("OFF", "raw_mode")}));
 }
 
 TEST_F(CamCommands, OnlyAConfirmedModeIsSwitchedOffFirst) {
   request(kRawMode, 1);
   cam_set_low_light(1);
-  EXPECT_EQ(
-      timeline(),
-      (Timeline{"sleep 10", R"({"msg_id":2,"token":77,"param":"ON","type":"low_light_mode"})"}));
+  EXPECT_EQ(timeline(), (Timeline{"sleep 10", set_text("ON", "low_light_mode")}));
 }
 
 struct RateRow {

@@ -20,41 +20,43 @@ class CamComposites : public CameraTest {
   static int32_t record_waits() { return camera_state.pending_record_after_switch.load(); }
 };
 
-TEST_F(CamComposites, APhotoIsTakenAtOnceInPhotoMode) {
-  EXPECT_EQ(cam_photo_request(), 0);
-  EXPECT_EQ(timeline(), Timeline{R"({"msg_id":769,"token":77})"});
-  EXPECT_EQ(photo_waits(), 0);
-  EXPECT_EQ(supervisor::get_mode_switch_pending(), 0);
+struct RequestRow {
+  const char* name;
+  int32_t mode;  // confirmed
+  int32_t (*ask)();
+  const char* sent;
+  int32_t requested_mode;
+  int32_t photo_waits;
+  int32_t record_waits;
+  int32_t record_pending;
+  int32_t switch_pending;
+};
+
+class CamRequest : public CamComposites, public ::testing::WithParamInterface<RequestRow> {};
+
+TEST_P(CamRequest, IsCarriedOutAtOnceOrAfterASwitchOfTheMode) {
+  const RequestRow& row = GetParam();
+  settle(kCameraMode, row.mode);
+  EXPECT_EQ(row.ask(), 0);
+  EXPECT_EQ(timeline(), Timeline{row.sent});
+  EXPECT_EQ(requested(kCameraMode), row.requested_mode);
+  EXPECT_EQ(photo_waits(), row.photo_waits);
+  EXPECT_EQ(record_waits(), row.record_waits);
+  EXPECT_EQ(supervisor::get_record_cmd_pending(), row.record_pending);
+  EXPECT_EQ(supervisor::get_mode_switch_pending(), row.switch_pending);
 }
 
-TEST_F(CamComposites, APhotoInVideoModeSwitchesFirst) {
-  settle(kCameraMode, 1);
-  EXPECT_EQ(cam_photo_request(), 0);
-  EXPECT_EQ(timeline(), Timeline{R"({"msg_id":772,"token":77})"});
-  EXPECT_EQ(requested(kCameraMode), 0);
-  EXPECT_EQ(photo_waits(), 1);
-  EXPECT_EQ(record_waits(), 0);
-  EXPECT_EQ(supervisor::get_mode_switch_pending(), 1);
-}
-
-TEST_F(CamComposites, ARecordingStartsAtOnceInVideoMode) {
-  settle(kCameraMode, 1);
-  EXPECT_EQ(cam_record_request(), 0);
-  EXPECT_EQ(timeline(), Timeline{R"({"msg_id":513,"token":77})"});
-  EXPECT_EQ(record_waits(), 0);
-  EXPECT_EQ(supervisor::get_record_cmd_pending(), 1);
-  EXPECT_EQ(supervisor::get_mode_switch_pending(), 0);
-}
-
-TEST_F(CamComposites, ARecordingInPhotoModeSwitchesFirst) {
-  EXPECT_EQ(cam_record_request(), 0);
-  EXPECT_EQ(timeline(), Timeline{R"({"msg_id":772,"token":77})"});
-  EXPECT_EQ(requested(kCameraMode), 1);
-  EXPECT_EQ(record_waits(), 1);
-  EXPECT_EQ(photo_waits(), 0);
-  EXPECT_EQ(supervisor::get_record_cmd_pending(), 0);
-  EXPECT_EQ(supervisor::get_mode_switch_pending(), 1);
-}
+INSTANTIATE_TEST_SUITE_P(
+    All, CamRequest,
+    ::testing::Values(RequestRow{"APhotoIsTakenAtOnceInPhotoMode", 0, cam_photo_request,
+                                 R"({"msg_id":769,"token":77})", 0, 0, 0, 0, 0},
+                      RequestRow{"APhotoInVideoModeSwitchesFirst", 1, cam_photo_request,
+                                 R"({"msg_id":772,"token":77})", 0, 1, 0, 0, 1},
+                      RequestRow{"ARecordingStartsAtOnceInVideoMode", 1, cam_record_request,
+                                 R"({"msg_id":513,"token":77})", 1, 0, 0, 1, 0},
+                      RequestRow{"ARecordingInPhotoModeSwitchesFirst", 0, cam_record_request,
+                                 R"({"msg_id":772,"token":77})", 1, 0, 1, 0, 1}),
+    [](const auto& row) { return std::string(row.param.name); });
 
 TEST_F(CamComposites, TheConfirmedModeDecidesNotTheRequestedOne) {
   request(kCameraMode, 1);
@@ -109,18 +111,21 @@ TEST_F(CamComposites, TheCameraIsReadyWhileVideoFlowsAndNothingIsPending) {
   supervisor::set_video_flowing(1);
   EXPECT_EQ(camera_ready(), 1);
   using Setter = void (*)(int32_t);
-  for (const Setter set : {supervisor::set_record_cmd_pending, supervisor::set_mode_switch_pending,
-                           supervisor::set_setting_pending, supervisor::set_photo_pending}) {
+  const auto ready_while = [](Setter set) {
     set(1);
-    EXPECT_EQ(camera_ready(), 0);
+    const int32_t ready = camera_ready();
     set(0);
     EXPECT_EQ(camera_ready(), 1);
+    return ready;
+  };
+  for (const Setter set : {supervisor::set_record_cmd_pending, supervisor::set_mode_switch_pending,
+                           supervisor::set_setting_pending, supervisor::set_photo_pending}) {
+    EXPECT_EQ(ready_while(set), 0);
   }
   for (const Setter set : {supervisor::set_recording, supervisor::set_sd_query_pending,
                            supervisor::set_record_ack_via_uart, supervisor::set_photo_mode,
                            supervisor::set_photo_sequence}) {
-    set(1);
-    EXPECT_EQ(camera_ready(), 1);
+    EXPECT_EQ(ready_while(set), 1);
   }
   for (const uint32_t code : {1U, 8U, 16U, 26U}) {
     cam_set_op_state(code);

@@ -196,8 +196,7 @@ TEST_F(Notification, ATimelapseWithoutAnIntervalIsSwitchedOff) {
   start_timelapse();
   notify(0);
   EXPECT_EQ(timeline(),
-            (Timeline{R"({"msg_id":2,"token":77,"param":"OFF","type":"time_lapse_interval"})",
-                      timelapse_report(kTimelapseEnded)}));
+            (Timeline{set_text("OFF", "time_lapse_interval"), timelapse_report(kTimelapseEnded)}));
 }
 
 TEST_F(Notification, ATimelapseWithAnIntervalGoesOn) {

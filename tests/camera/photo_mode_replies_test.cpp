@@ -84,8 +84,7 @@ TEST_F(ModeReply, ASwitchConfirmsTheRequestedMode) {
 }
 
 TEST_F(ModeReply, AFailureKeepsTheConfirmedMode) {
-  for (const char* reply :
-       {R"({"rval":-1,"msg_id":772})", R"({"msg_id":772})", R"({"rval":"0","msg_id":772})"}) {
+  for (const std::string& reply : failed_replies(772)) {
     supervisor::set_mode_switch_pending(1);
     settle(kLowLight, 1);
     say(reply);
@@ -142,10 +141,9 @@ TEST_F(ModeReply, LowLightIsSwitchedOffLast) {
   settle(kLowLight, 1);
   camera_state.pending_record_after_switch.store(1);
   say(R"({"rval":0,"msg_id":772})");
-  EXPECT_EQ(
-      timeline(),
-      (Timeline{camera_ack("0a", "00", "01"), "sleep 500", R"({"msg_id":513,"token":77})",
-                "sleep 10", R"({"msg_id":2,"token":77,"param":"OFF","type":"low_light_mode"})"}));
+  EXPECT_EQ(timeline(),
+            (Timeline{camera_ack("0a", "00", "01"), "sleep 500", R"({"msg_id":513,"token":77})",
+                      "sleep 10", set_text("OFF", "low_light_mode")}));
   EXPECT_EQ(requested(kLowLight), 0);
   EXPECT_EQ(confirmed(kLowLight), 1);
   EXPECT_EQ(cam_get_op_state(), 18U);

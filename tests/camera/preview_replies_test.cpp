@@ -33,8 +33,7 @@ TEST_F(PreviewReply, AResetConfirmsTheResolution) {
 }
 
 TEST_F(PreviewReply, AFailedResetKeepsTheResolution) {
-  for (const char* reply :
-       {R"({"rval":-1,"msg_id":259})", R"({"msg_id":259})", R"({"rval":"0","msg_id":259})"}) {
+  for (const std::string& reply : failed_replies(259)) {
     supervisor::set_setting_pending(1);
     request(kResolution, 9);
     say(reply);
@@ -48,10 +47,7 @@ TEST_F(PreviewReply, AFailedResetKeepsTheResolution) {
 TEST_F(PreviewReply, AStopSetsTheResolutionThatWasRequested) {
   request(kResolution, 4);
   say(R"({"rval":0,"msg_id":260})");
-  EXPECT_EQ(
-      timeline(),
-      Timeline{
-          R"({"msg_id":2,"token":77,"param":"1920x1080 30P 16:9","type":"video_resolution"})"});
+  EXPECT_EQ(timeline(), Timeline{set_text("1920x1080 30P 16:9", "video_resolution")});
   EXPECT_EQ(supervisor::get_preview_stopped(), 0);
   EXPECT_EQ(supervisor::get_setting_pending(), 1) << "the preview reset ends the switch";
 }
@@ -66,38 +62,36 @@ TEST_F(PreviewReply, AStopForADefaultResetSendsIt) {
   base::set_waiting(*mark_of(kDefaultSetting), kMsgStopPreview);
   request(kResolution, 4);
   say(R"({"rval":0,"msg_id":260})");
-  EXPECT_EQ(timeline(),
-            Timeline{R"({"msg_id":2,"token":77,"param":"on","type":"default_setting"})"});
+  EXPECT_EQ(timeline(), Timeline{set_text("on", "default_setting")});
   EXPECT_EQ(supervisor::get_preview_stopped(), 0);
   EXPECT_EQ(unanswered(kDefaultSetting), kMsgSet) << "its own answer clears it";
 }
 
-class PreviewStopRefusal : public PreviewReply,
-                           public ::testing::WithParamInterface<const char*> {};
+class PreviewStopRefusal : public PreviewReply, public ::testing::WithParamInterface<std::string> {
+ protected:
+  // And nothing is pending any more; the resolution stays.
+  void expect_acknowledged(const std::string& ack) {
+    confirm(kResolution, 8);
+    say(GetParam());
+    EXPECT_EQ(timeline(), Timeline{ack});
+    EXPECT_EQ(supervisor::get_preview_stopped(), 0);
+    EXPECT_EQ(supervisor::get_setting_pending(), 0);
+    EXPECT_EQ(confirmed(kResolution), 8);
+  }
+};
 
 TEST_P(PreviewStopRefusal, EndsAResolutionSwitch) {
   request(kResolution, 4);
-  confirm(kResolution, 8);
-  say(GetParam());
-  EXPECT_EQ(timeline(), Timeline{camera_ack("02", "04", "08")});
-  EXPECT_EQ(supervisor::get_preview_stopped(), 0);
-  EXPECT_EQ(supervisor::get_setting_pending(), 0);
-  EXPECT_EQ(confirmed(kResolution), 8);
+  expect_acknowledged(camera_ack("02", "04", "08"));
 }
 
 TEST_P(PreviewStopRefusal, EndsADefaultReset) {
   base::set_waiting(*mark_of(kDefaultSetting), kMsgStopPreview);
-  confirm(kResolution, 8);
-  say(GetParam());
-  EXPECT_EQ(timeline(), Timeline{camera_ack("09", "04", "08")});
-  EXPECT_EQ(supervisor::get_preview_stopped(), 0);
-  EXPECT_EQ(supervisor::get_setting_pending(), 0);
+  expect_acknowledged(camera_ack("09", "04", "08"));
   EXPECT_EQ(unanswered(kDefaultSetting), 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, PreviewStopRefusal,
-                         Values(R"({"rval":-1,"msg_id":260})", R"({"msg_id":260})",
-                                R"({"rval":"0","msg_id":260})"));
+INSTANTIATE_TEST_SUITE_P(All, PreviewStopRefusal, ::testing::ValuesIn(failed_replies(260)));
 
 class StreamRateReply : public CameraTest {};
 
@@ -110,8 +104,7 @@ TEST_F(StreamRateReply, ConfirmsTheRequestedRate) {
 
 TEST_F(StreamRateReply, AFailureConfirmsNothing) {
   request(kStreamRate, 512);
-  for (const char* reply :
-       {R"({"rval":-1,"msg_id":16})", R"({"msg_id":16})", R"({"rval":"0","msg_id":16})"}) {
+  for (const std::string& reply : failed_replies(16)) {
     say(reply);
     EXPECT_EQ(confirmed(kStreamRate), 2048) << reply;
   }

@@ -72,9 +72,7 @@ TEST_F(RefusedSetting, AColourStyleIsAnsweredThoughRefused) {
   EXPECT_EQ(timeline(), Timeline{"sleep 10"});
   EXPECT_EQ(confirmed(kColorStyle), 0);
   EXPECT_EQ(cam_set_color_style(2), 0);
-  EXPECT_EQ(
-      timeline(),
-      (Timeline{"sleep 10", R"({"msg_id":2,"token":77,"param":"VIVID","type":"color_style"})"}));
+  EXPECT_EQ(timeline(), (Timeline{"sleep 10", set_text("VIVID", "color_style")}));
 }
 
 TEST_F(RefusedSetting, ADefaultResetIsNotPendingAnyMore) {
@@ -87,10 +85,7 @@ TEST_F(RefusedSetting, ADefaultResetIsNotPendingAnyMore) {
   // The next stop of the preview belongs to a resolution again.
   request(kResolution, 9);
   say(R"({"rval":0,"msg_id":260})");
-  EXPECT_EQ(
-      timeline(),
-      Timeline{
-          R"({"msg_id":2,"token":77,"param":"1280x720 200P 16:9","type":"video_resolution"})"});
+  EXPECT_EQ(timeline(), Timeline{set_text("1280x720 200P 16:9", "video_resolution")});
 }
 
 TEST_F(RefusedSetting, AnotherTypeLeavesARequestThatWaits) {
@@ -122,8 +117,7 @@ TEST_F(RefusedSetting, ATimelapseMayStartAgainAfterItsConnectionIsGone) {
   (void)timeline();
   EXPECT_EQ(camera_state.TimelapseState.load(), kTimelapseIdle);
   EXPECT_EQ(cam_timelapse_control({0, 5, {300, {1.0F, 2.0F, 3.0F, 4.0F}}}), 0);
-  EXPECT_EQ(timeline(),
-            Timeline{R"({"msg_id":2,"token":77,"param":"5","type":"time_lapse_interval"})"});
+  EXPECT_EQ(timeline(), Timeline{set_text("5", "time_lapse_interval")});
 }
 
 }  // namespace

@@ -23,8 +23,7 @@ TEST_F(FormatReply, IsAcknowledgedAndEndsTheFormat) {
 }
 
 TEST_F(FormatReply, AFailureIsAcknowledgedAndEndsTheFormat) {
-  for (const char* reply :
-       {R"({"rval":-1,"msg_id":4})", R"({"msg_id":4})", R"({"rval":"0","msg_id":4})"}) {
+  for (const std::string& reply : failed_replies(4)) {
     supervisor::set_setting_pending(1);
     say(reply);
     EXPECT_EQ(timeline(), Timeline{camera_ack("01", "04", "00")}) << reply;

@@ -12,10 +12,6 @@ namespace {
 using namespace camera;  // NOLINT
 using ::testing::Values;
 
-std::string set_text(const std::string& param, const std::string& type) {
-  return R"({"msg_id":2,"token":77,"param":")" + param + R"(","type":")" + type + "\"}";
-}
-
 struct SetterRow {
   const char* name;
   int32_t (*set)(int32_t value);
@@ -139,10 +135,9 @@ TEST_F(Setters, ValuesOutsideTheTablesSendNothing) {
   (void)cam_set_white_balance(3);
   (void)cam_set_ae_mode(3);
   EXPECT_EQ(timeline(), Timeline{});
-  EXPECT_EQ(requested(kColorStyle), 0);
-  EXPECT_EQ(requested(kVideoQuality), 0);
-  EXPECT_EQ(requested(kWhiteBalance), 0);
-  EXPECT_EQ(requested(kAeMode), 0);
+  for (const Setting setting : {kColorStyle, kVideoQuality, kWhiteBalance, kAeMode}) {
+    EXPECT_EQ(requested(setting), 0) << setting;
+  }
   EXPECT_EQ(requested(kResolution), 1);
   EXPECT_EQ(requested(kShutter), 6);
 }

@@ -25,6 +25,15 @@ class SetReply : public CameraTest {
   static void confirm_type(const std::string& type) {
     say(R"({"rval":0,"msg_id":2,"type":")" + type + "\"}");
   }
+  // The answer confirms what was requested; `said` follows, and the operation code is `op` then.
+  void expect_confirmed(Setting setting, int32_t value, const std::string& type,
+                        const Timeline& said, uint32_t op) {
+    request(setting, value);
+    confirm_type(type);
+    EXPECT_EQ(timeline(), said);
+    EXPECT_EQ(confirmed(setting), value);
+    EXPECT_EQ(cam_get_op_state(), op);
+  }
 };
 
 struct PlainRow {
@@ -155,11 +164,7 @@ TEST_F(SetReply, AVideoQualityIsAcknowledgedEmpty) {
 
 TEST_F(SetReply, AnAutomaticExposureAsksForNothing) {
   confirm(kAeMode, 1);
-  request(kAeMode, 0);
-  confirm_type("set_manual_ae_mode");
-  EXPECT_EQ(timeline(), Timeline{camera_ack("08", "00", "00")});
-  EXPECT_EQ(confirmed(kAeMode), 0);
-  EXPECT_EQ(cam_get_op_state(), kOp);
+  expect_confirmed(kAeMode, 0, "set_manual_ae_mode", {camera_ack("08", "00", "00")}, kOp);
 }
 
 TEST_F(SetReply, AManualExposureAsksForIsoAndExposure) {
@@ -208,12 +213,9 @@ void expect_timelapse(int32_t stop_sent, int32_t state) {
 }
 
 TEST_F(SetReply, AnIntervalStartsTheTimelapse) {
-  request(kTimelapseInterval, 5);
   store_timelapse(1, 2);
-  confirm_type("time_lapse_interval");
-  EXPECT_EQ(timeline(), (Timeline{"sleep 10", camera_ack("00", "00", "00")}));
-  EXPECT_EQ(confirmed(kTimelapseInterval), 5);
-  EXPECT_EQ(cam_get_op_state(), 16U);
+  expect_confirmed(kTimelapseInterval, 5, "time_lapse_interval",
+                   {"sleep 10", camera_ack("00", "00", "00")}, 16);
   expect_timelapse(1, 2);
 }
 
@@ -222,19 +224,13 @@ TEST_F(SetReply, AnIntervalOf0EndsTheTimelapse) {
   store_timelapse(1, 2);
   cam_set_op_state(16);
   (void)timeline();
-  confirm_type("time_lapse_interval");
-  EXPECT_EQ(timeline(), (Timeline{"sleep 10", camera_ack("00", "00", "00")}));
-  EXPECT_EQ(confirmed(kTimelapseInterval), 0);
-  EXPECT_EQ(cam_get_op_state(), 0U);
+  expect_confirmed(kTimelapseInterval, 0, "time_lapse_interval",
+                   {"sleep 10", camera_ack("00", "00", "00")}, 0);
   expect_timelapse(0, 0);
 }
 
 TEST_F(SetReply, ATimelapseTimeIsConfirmed) {
-  request(kTimelapseTime, 9);
-  confirm_type("time_lapse_time");
-  EXPECT_EQ(timeline(), Timeline{camera_ack("00", "00", "00")});
-  EXPECT_EQ(confirmed(kTimelapseTime), 9);
-  EXPECT_EQ(cam_get_op_state(), kOp);
+  expect_confirmed(kTimelapseTime, 9, "time_lapse_time", {camera_ack("00", "00", "00")}, kOp);
 }
 
 TEST_F(SetReply, LowLightAsksForTheGainBeforeItsAcknowledgement) {

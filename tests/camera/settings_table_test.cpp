@@ -57,18 +57,19 @@ TEST_F(CamSettings, RequestedAndConfirmedAreTwoValues) {
 }
 
 TEST_F(CamSettings, TheDispatchReadsConfirmedValues) {
-  request(kStreamRate, 512);
-  request(kPivFormat, 1);
-  request(kCameraMode, 1);
-  EXPECT_EQ(cam_get_stream_bitrate(), 2048);
-  EXPECT_EQ(cam_get_piv_format(), 0);
-  EXPECT_EQ(cam_get_mode(), 0);
-  confirm(kStreamRate, 1024);
-  confirm(kPivFormat, 1);
-  confirm(kCameraMode, 1);
-  EXPECT_EQ(cam_get_stream_bitrate(), 1024);
-  EXPECT_EQ(cam_get_piv_format(), 1);
-  EXPECT_EQ(cam_get_mode(), 1);
+  struct Reader {
+    int32_t (*get)();
+    Setting setting;
+    int32_t at_first;
+  };
+  for (const Reader& reader :
+       {Reader{cam_get_stream_bitrate, kStreamRate, 2048},
+        Reader{cam_get_piv_format, kPivFormat, 0}, Reader{cam_get_mode, kCameraMode, 0}}) {
+    request(reader.setting, 512);
+    EXPECT_EQ(reader.get(), reader.at_first) << reader.setting;
+    confirm(reader.setting, 1024);
+    EXPECT_EQ(reader.get(), 1024) << reader.setting;
+  }
 }
 
 TEST_F(CamSettings, TheValuesOfTheStatusRecordWaitForTheStateLock) {

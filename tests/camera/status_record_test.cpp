@@ -25,6 +25,18 @@ class CamStatus : public CameraTest {
     cam_status_record(record);
     return hex(std::span(record).subspan(from, count));
   }
+
+  struct Row {
+    std::vector<std::pair<Setting, int32_t>> confirmed;
+    const char* word;
+  };
+  // The word of the record at `from`, after one row's settings and then the next one's.
+  static void expect_word(size_t from, const std::vector<Row>& rows) {
+    for (const Row& row : rows) {
+      for (const auto& [setting, value] : row.confirmed) confirm(setting, value);
+      EXPECT_EQ(bytes(from, 4), row.word);
+    }
+  }
 };
 
 TEST_F(CamStatus, TheDefaults) {
@@ -66,63 +78,38 @@ TEST_F(CamStatus, SizesAreWholeMegabytes) {
 }
 
 TEST_F(CamStatus, ThePictureSettingsShareAWord) {
-  confirm(kSaturation, 0x11);
-  confirm(kContrast, 0x22);
-  confirm(kSharpness, 0x33);
-  confirm(kShutter, 30);
-  confirm(kPivFormat, 1);
-  EXPECT_EQ(bytes(16, 4), "11 22 33 3e");
-  confirm(kPivFormat, 0);
-  confirm(kLowLight, 1);
-  EXPECT_EQ(bytes(16, 4), "11 22 33 5e");
+  const std::vector<std::pair<Setting, int32_t>> picture = {
+      {kSaturation, 0x11}, {kContrast, 0x22}, {kSharpness, 0x33}, {kShutter, 30}, {kPivFormat, 1}};
+  expect_word(16, {{picture, "11 22 33 3e"}, {{{kPivFormat, 0}, {kLowLight, 1}}, "11 22 33 5e"}});
 }
 
 TEST_F(CamStatus, TheGainAndTheLastSwitchesShareAWord) {
-  confirm(kMaxAgc, 33);
-  confirm(kRawMode, 1);
-  EXPECT_EQ(bytes(20, 4), "a1 00 00 00");
-  confirm(kRawMode, 0);
-  confirm(kStampOff, 1);
-  EXPECT_EQ(bytes(20, 4), "21 01 00 00");
+  expect_word(20, {{{{kMaxAgc, 33}, {kRawMode, 1}}, "a1 00 00 00"},
+                   {{{kRawMode, 0}, {kStampOff, 1}}, "21 01 00 00"}});
 }
 
 TEST_F(CamStatus, WhereAMaskIsGivenOnlyTheLowBitsCount) {
-  confirm(kPivFormat, 2);
-  confirm(kLowLight, 6);
-  EXPECT_EQ(bytes(16, 4), "3c 3c 03 06");
-  confirm(kPivFormat, 3);
-  confirm(kLowLight, -1);
-  EXPECT_EQ(bytes(16, 4), "3c 3c 03 66");
-  confirm(kMaxAgc, 0x7F);
-  confirm(kRawMode, 2);
-  confirm(kStampOff, 2);
-  EXPECT_EQ(bytes(20, 4), "3f 00 00 00");
-  confirm(kMaxAgc, -1);
-  confirm(kRawMode, 3);
-  confirm(kStampOff, 3);
-  EXPECT_EQ(bytes(20, 4), "bf 01 00 00");
+  expect_word(16, {{{{kPivFormat, 2}, {kLowLight, 6}}, "3c 3c 03 06"},
+                   {{{kPivFormat, 3}, {kLowLight, -1}}, "3c 3c 03 66"}});
+  expect_word(20, {{{{kMaxAgc, 0x7F}, {kRawMode, 2}, {kStampOff, 2}}, "3f 00 00 00"},
+                   {{{kMaxAgc, -1}, {kRawMode, 3}, {kStampOff, 3}}, "bf 01 00 00"}});
 }
 
 TEST_F(CamStatus, AWideValueSpillsIntoTheNextField) {
-  confirm(kResolution, 0);
-  confirm(kColorStyle, 0x12);  // 2 there, and 1 in the white balance
-  EXPECT_EQ(bytes(0, 4), "20 01 20 00");
-  confirm(kColorStyle, 0);
-  confirm(kCameraMode, 0x14);  // 4 there, and 1 in the SD code, which has 2
-  EXPECT_EQ(bytes(0, 4), "00 00 34 00");
-  confirm(kIso, 0x12345);
-  confirm(kExposure, 0x10);  // spilled 1 and 0x10
-  EXPECT_EQ(bytes(4, 4), "45 23 11 00");
-  confirm(kSaturation, 0x1FF);
-  confirm(kContrast, 0x100);
-  confirm(kSharpness, 0x200);
-  confirm(kShutter, 0x30);  // 0x10 there, and the piv format's bit
-  EXPECT_EQ(bytes(16, 4), "ff 01 01 32");
+  // Color style: 2 there, and 1 in the white balance. Camera mode: 4 there, and 1 in the SD code,
+  // which has 2.
+  expect_word(0, {{{{kResolution, 0}, {kColorStyle, 0x12}}, "20 01 20 00"},
+                  {{{kColorStyle, 0}, {kCameraMode, 0x14}}, "00 00 34 00"}});
+  // Spilled 1 and 0x10.
+  expect_word(4, {{{{kIso, 0x12345}, {kExposure, 0x10}}, "45 23 11 00"}});
+  // Shutter: 0x10 there, and the piv format's bit.
+  expect_word(16,
+              {{{{kSaturation, 0x1FF}, {kContrast, 0x100}, {kSharpness, 0x200}, {kShutter, 0x30}},
+                "ff 01 01 32"}});
 }
 
 TEST_F(CamStatus, AShutterThatIsUnknownFillsItsFieldOnly) {
-  confirm(kShutter, 31);
-  EXPECT_EQ(bytes(16, 4), "3c 3c 03 1f");
+  expect_word(16, {{{{kShutter, 31}}, "3c 3c 03 1f"}});
 }
 
 TEST_F(CamStatus, HostileValuesOnlyFillTheRecord) {
