@@ -32,6 +32,22 @@ inline void reset_link() {
   link_context_init();
 }
 
+// Runs the body in a process of its own, with nothing recorded and the peer's end of the road open.
+inline void with_peer(const std::function<void(PeerCapture& peer)>& body) {
+  in_fresh_process([&] {
+    fake_base::reset();
+    PeerCapture peer;
+    body(peer);
+  });
+}
+
+// One thread has been started, of that body and priority.
+inline void expect_thread(void* (*body)(void*), int priority) {
+  ASSERT_EQ(fake_base::threads().size(), 1U);
+  EXPECT_EQ(fake_base::threads()[0].body, body);
+  EXPECT_EQ(fake_base::threads()[0].priority, priority);
+}
+
 // What a timer of the link was last set to; 0: it is disarmed.
 inline uint32_t period(const LinkTimer& timer) {
   return fake_base::timers()[reinterpret_cast<size_t>(timer.handle)].period_ms;

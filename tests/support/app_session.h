@@ -8,10 +8,19 @@
 #include <csignal>
 
 #include "base/descriptor.h"
+#include "flightlink/frame/mavlink_frame.h"
 #include "flightlink/wire/link_context.h"
 #include "support/hex.h"
 
 namespace link_test {
+
+// HEARTBEAT, version 3, of that system.
+inline flightlink::MavlinkMessage heartbeat_from(uint8_t sysid) {
+  flightlink::MavlinkMessage message{};
+  message.payload[8] = 3;
+  flightlink::mavlink_frame_seal(&message, sysid, 0, 9, 50);
+  return message;
+}
 
 class AppSession {
  public:

@@ -30,6 +30,11 @@ struct Flag {
   const char* name;
   void (*set)(int32_t);
 };
+inline constexpr Flag kRecordPending{"record command pending", supervisor::set_record_cmd_pending};
+inline constexpr Flag kSwitchPending{"mode switch pending", supervisor::set_mode_switch_pending};
+inline constexpr Flag kSettingPending{"setting pending", supervisor::set_setting_pending};
+inline constexpr Flag kPhotoPending{"photo pending", supervisor::set_photo_pending};
+inline constexpr Flag kQueryPending{"card query pending", supervisor::set_sd_query_pending};
 
 // A connection with session token 7; the session request has been taken off it.
 class CameraSocket {

@@ -26,22 +26,25 @@ class CameraActions : public link_test::ReadyCamera {
     EXPECT_EQ(service_.sent(), text);
     EXPECT_EQ(supervisor::get_record_cmd_pending(), 1);
   }
+  void expect_refused_in(int32_t action, int32_t mode) {
+    set_mode(mode);
+    expect_refused(action, "the other mode");
+  }
+  void expect_refused_while_recording_in(int32_t action, int32_t mode) {
+    set_mode(mode);
+    supervisor::set_recording(1);
+    expect_refused(action, "recording");
+  }
   static void set_mode(int32_t mode) { confirm(camera::kCameraMode, mode); }
 
   CameraSocket service_;
 };
 
 TEST_F(CameraActions, AllAreRefusedUnlessTheCameraIsReady) {
-  const link_test::Flag flags[] = {
-      {"record command pending", supervisor::set_record_cmd_pending},
-      {"mode switch pending", supervisor::set_mode_switch_pending},
-      {"setting pending", supervisor::set_setting_pending},
-      {"photo pending", supervisor::set_photo_pending},
-  };
   for (const int32_t mode : {camera::kModePhoto, camera::kModeVideo}) {
     set_mode(mode);
     for (int32_t action = 0; action <= 9; action++) {
-      for (const link_test::Flag& flag : flags) {
+      for (const Flag& flag : {kRecordPending, kSwitchPending, kSettingPending, kPhotoPending}) {
         flag.set(1);
         expect_refused(action, flag.name);
         flag.set(0);
@@ -121,11 +124,8 @@ TEST_F(CameraActions, Action1TakesAPhotoInPhotoMode) {
 }
 
 TEST_F(CameraActions, APhotoIsRefusedInVideoModeAndWhileRecording) {
-  set_mode(camera::kModeVideo);
-  expect_refused(1, "video mode");
-  set_mode(camera::kModePhoto);
-  supervisor::set_recording(1);
-  expect_refused(1, "recording");
+  expect_refused_in(1, camera::kModeVideo);
+  expect_refused_while_recording_in(1, camera::kModePhoto);
   EXPECT_EQ(supervisor::get_photo_pending(), 0);
 }
 
@@ -136,10 +136,8 @@ TEST_F(CameraActions, Action3StartsARecordingInVideoMode) {
 }
 
 TEST_F(CameraActions, ARecordingIsRefusedInPhotoModeAndWhileOneRuns) {
-  expect_refused(3, "photo mode");
-  set_mode(camera::kModeVideo);
-  supervisor::set_recording(1);
-  expect_refused(3, "recording");
+  expect_refused_in(3, camera::kModePhoto);
+  expect_refused_while_recording_in(3, camera::kModeVideo);
   EXPECT_EQ(supervisor::get_record_cmd_pending(), 0);
 }
 

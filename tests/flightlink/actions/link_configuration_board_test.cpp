@@ -33,6 +33,12 @@ class LinkConfigurationBoard : public ::testing::Test {
   static void put(std::initializer_list<const char*> paths) {
     for (const char* path : paths) std::ofstream(path) << "x\n";
   }
+  // What a push sends when the files hold these lines.
+  static std::vector<Bytes> pushed(PeerCapture& peer, std::initializer_list<const char*> lines) {
+    for (const char* line : lines) fake_base::push_shell_line(line);
+    EXPECT_EQ(link_configuration_push(), 0);
+    return peer.all();
+  }
 };
 
 // The text field of a link configuration frame: 30 bytes from payload offset 2.
@@ -42,9 +48,7 @@ std::string text_of(const Bytes& frame) {
 
 TEST_F(LinkConfigurationBoard, PushesTheThreeFilesInOrder) {
   put({kMac, kChannel, kBandwidth});
-  in_fresh_process([] {
-    fake_base::reset();
-    PeerCapture peer;
+  with_peer([](PeerCapture& peer) {
     for (const char* line : {"02:4b:9c:de:f0:6f\n", "161\n", "20"})
       fake_base::push_shell_line(line);
     EXPECT_EQ(link_configuration_push(), 0);
@@ -63,13 +67,9 @@ TEST_F(LinkConfigurationBoard, PushesTheThreeFilesInOrder) {
 
 TEST_F(LinkConfigurationBoard, MissingFilesAreSkipped) {
   put({kChannel});
-  in_fresh_process([] {
-    fake_base::reset();
-    PeerCapture peer;
-    fake_base::push_shell_line("36\n");
-    EXPECT_EQ(link_configuration_push(), 0);
+  with_peer([](PeerCapture& peer) {
+    const std::vector<Bytes> frames = pushed(peer, {"36\n"});
     EXPECT_THAT(fake_base::commands(), ElementsAre(kReadChannel));
-    const std::vector<Bytes> frames = peer.all();
     ASSERT_EQ(frames.size(), 1U);
     EXPECT_EQ(frames[0][7], 0);
     EXPECT_EQ(text_of(frames[0]), "36");
@@ -77,9 +77,7 @@ TEST_F(LinkConfigurationBoard, MissingFilesAreSkipped) {
 }
 
 TEST_F(LinkConfigurationBoard, ACardWithoutFilesCompletesThePushForGood) {
-  in_fresh_process([] {
-    fake_base::reset();
-    PeerCapture peer;
+  with_peer([](PeerCapture& peer) {
     EXPECT_EQ(link_configuration_push(), 0);
     put({kMac, kChannel, kBandwidth});
     fake_base::push_shell_line("late\n");
@@ -91,31 +89,23 @@ TEST_F(LinkConfigurationBoard, ACardWithoutFilesCompletesThePushForGood) {
 
 TEST_F(LinkConfigurationBoard, AnEmptyMacFileAbortsThePushUntilTheNextHeartbeat) {
   put({kMac, kChannel, kBandwidth});
-  in_fresh_process([] {
-    fake_base::reset();
-    PeerCapture peer;
+  with_peer([](PeerCapture& peer) {
     EXPECT_EQ(link_configuration_push(), -1);
     EXPECT_EQ(link_configuration_push(), -1);
     EXPECT_THAT(fake_base::commands(), ElementsAre(kReadMac, kReadMac));
     EXPECT_THAT(peer.all(), IsEmpty());
-    for (const char* line : {"aa\n", "1\n", "2\n"}) fake_base::push_shell_line(line);
-    EXPECT_EQ(link_configuration_push(), 0);
-    EXPECT_EQ(peer.all().size(), 3U);
+    EXPECT_EQ(pushed(peer, {"aa\n", "1\n", "2\n"}).size(), 3U);
   });
 }
 
 TEST_F(LinkConfigurationBoard, AnEmptyLaterFileStartsThePushAgainFromTheFirst) {
   put({kMac, kChannel, kBandwidth});
-  in_fresh_process([] {
-    fake_base::reset();
-    PeerCapture peer;
+  with_peer([](PeerCapture& peer) {
     fake_base::push_shell_line("aa\n");
     EXPECT_EQ(link_configuration_push(), -1);
     EXPECT_THAT(fake_base::commands(), ElementsAre(kReadMac, kReadChannel));
     EXPECT_EQ(peer.all().size(), 1U);
-    for (const char* line : {"aa\n", "1\n", "2\n"}) fake_base::push_shell_line(line);
-    EXPECT_EQ(link_configuration_push(), 0);
-    const std::vector<Bytes> frames = peer.all();
+    const std::vector<Bytes> frames = pushed(peer, {"aa\n", "1\n", "2\n"});
     ASSERT_EQ(frames.size(), 3U);
     EXPECT_EQ(frames[0][7], 2);
     EXPECT_EQ(frames[1][7], 0);
@@ -125,14 +115,9 @@ TEST_F(LinkConfigurationBoard, AnEmptyLaterFileStartsThePushAgainFromTheFirst) {
 
 TEST_F(LinkConfigurationBoard, TheTextHasAtMost29CharactersAndLosesOneNewline) {
   put({kMac, kChannel, kBandwidth});
-  in_fresh_process([] {
-    fake_base::reset();
-    PeerCapture peer;
-    fake_base::push_shell_line("abcdefghijklmnopqrstuvwxyz0123456789\n");
-    fake_base::push_shell_line("abcdefghijklmnopqrstuvwxyz012\n");
-    fake_base::push_shell_line("a b\r\n");
-    EXPECT_EQ(link_configuration_push(), 0);
-    const std::vector<Bytes> frames = peer.all();
+  with_peer([](PeerCapture& peer) {
+    const std::vector<Bytes> frames = pushed(peer, {"abcdefghijklmnopqrstuvwxyz0123456789\n",
+                                                    "abcdefghijklmnopqrstuvwxyz012\n", "a b\r\n"});
     ASSERT_EQ(frames.size(), 3U);
     EXPECT_EQ(text_of(frames[0]), "abcdefghijklmnopqrstuvwxyz012");
     EXPECT_EQ(text_of(frames[1]), "abcdefghijklmnopqrstuvwxyz012");
@@ -181,9 +166,7 @@ TEST_F(LinkConfigurationBoard, AHeartbeatStoresNibbleAndLinkStatus) {
 
 TEST_F(LinkConfigurationBoard, AnAnnouncingHeartbeatOnlyPushes) {
   put({kChannel});
-  in_fresh_process([] {
-    fake_base::reset();
-    PeerCapture peer;
+  with_peer([](PeerCapture& peer) {
     mavlink_context.peer_nibble.store(10);
     set_link_status(2);
     EXPECT_EQ(heartbeat(0xF503, 95), -1);  // the file holds nothing yet
@@ -198,9 +181,7 @@ TEST_F(LinkConfigurationBoard, AnAnnouncingHeartbeatOnlyPushes) {
 
 TEST_F(LinkConfigurationBoard, EveryHeartbeatTriesThePush) {
   put({kMac});
-  in_fresh_process([] {
-    fake_base::reset();
-    PeerCapture peer;
+  with_peer([](PeerCapture& peer) {
     heartbeat(0, 0x52);
     heartbeat(0, 0x52);
     EXPECT_THAT(fake_base::commands(), ElementsAre(kReadMac, kReadMac));

@@ -13,7 +13,7 @@ namespace flightlink {
 namespace {
 
 using camera::confirm;
-using link_test::CameraSocket;
+using namespace link_test;  // NOLINT
 
 constexpr int kAeMode = 8;
 constexpr int kTimelapse = 16;
@@ -40,6 +40,11 @@ class SettingControl : public link_test::ReadyCamera {
     EXPECT_EQ(setting_control(command), -1)
         << why << ", sub " << static_cast<int>(command.target_component);
     EXPECT_EQ(service_.sent(), "") << why;
+  }
+  // The command is carried out, and the service is told this.
+  void expect_sent(const CommandLong& command, const std::string& text) {
+    EXPECT_EQ(setting_control(command), 0) << text;
+    EXPECT_EQ(service_.sent(), text);
   }
   static CommandLong start_timelapse() {
     CommandLong command = setting(kTimelapse, 20);
@@ -132,15 +137,9 @@ TEST_F(SettingControl, TheOthersDoNothing) {
 }
 
 TEST_F(SettingControl, ABusyCameraRefusesAll) {
-  const link_test::Flag flags[] = {
-      {"photo pending", supervisor::set_photo_pending},
-      {"mode switch pending", supervisor::set_mode_switch_pending},
-      {"format pending", supervisor::set_setting_pending},
-      {"card query pending", supervisor::set_sd_query_pending},
-  };
   confirm(camera::kCameraMode, camera::kModeVideo);
   for (int sub = 0; sub <= 23; sub++) {
-    for (const link_test::Flag& flag : flags) {
+    for (const Flag& flag : {kPhotoPending, kSwitchPending, kSettingPending, kQueryPending}) {
       flag.set(1);
       expect_refused(setting(sub, 1), flag.name);
       flag.set(0);
@@ -163,21 +162,18 @@ TEST_F(SettingControl, OnlyAConnectedCameraTakesSettings) {
     for (const int sub : {0, 1, 6, 9, kTimelapse}) expect_refused(setting(sub, 1), "connection");
   }
   camera::cam_json_context.ConnState.store(camera::kCamConnected);
-  EXPECT_EQ(setting_control(setting(6, 100)), 0);
-  EXPECT_EQ(service_.sent(), set_text("100", "fix_iso_value"));
+  expect_sent(setting(6, 100), set_text("100", "fix_iso_value"));
 }
 
 TEST_F(SettingControl, NeitherRecordingNorMissingVideoRefusesASetting) {
   supervisor::set_recording(1);
   supervisor::set_record_cmd_pending(1);
   supervisor::set_video_flowing(0);
-  EXPECT_EQ(setting_control(setting(5, 2)), 0);
-  EXPECT_EQ(service_.sent(), set_text("Cloudy", "scene_white_balance"));
+  expect_sent(setting(5, 2), set_text("Cloudy", "scene_white_balance"));
 }
 
 TEST_F(SettingControl, Sub1FormatsTheCard) {
-  EXPECT_EQ(setting_control(setting(1, 0)), 0);
-  EXPECT_EQ(service_.sent(), R"({"msg_id":4,"token":7,"param":"C"})");
+  expect_sent(setting(1, 0), R"({"msg_id":4,"token":7,"param":"C"})");
   EXPECT_EQ(supervisor::get_setting_pending(), 1);
   expect_refused(setting(1, 0), "a format runs");
 }
@@ -192,11 +188,9 @@ TEST_F(SettingControl, ARecordingKeepsCardResolutionAndDefaults) {
 }
 
 TEST_F(SettingControl, Sub2RequestsAResolution) {
-  EXPECT_EQ(setting_control(setting(2, 0)), 0);  // photo mode: nothing
-  EXPECT_EQ(service_.sent(), "");
+  expect_sent(setting(2, 0), "");  // photo mode: nothing
   confirm(camera::kCameraMode, camera::kModeVideo);
-  EXPECT_EQ(setting_control(setting(2, 2.9F)), 0);
-  EXPECT_EQ(service_.sent(), R"({"msg_id":260,"token":7})");
+  expect_sent(setting(2, 2.9F), R"({"msg_id":260,"token":7})");
   EXPECT_EQ(camera::requested(camera::kResolution), 2);
   EXPECT_EQ(supervisor::get_setting_pending(), 1);
 }
@@ -210,8 +204,7 @@ TEST_F(SettingControl, Sub8AppliesAnAeModeWithItsSettings) {
 }
 
 TEST_F(SettingControl, Sub9AsksForTheDefaultSettings) {
-  EXPECT_EQ(setting_control(setting(9, 0)), 0);
-  EXPECT_EQ(service_.sent(), R"({"msg_id":260,"token":7})");
+  expect_sent(setting(9, 0), R"({"msg_id":260,"token":7})");
   EXPECT_EQ(camera::unanswered(camera::kDefaultSetting), camera::kMsgStopPreview);
 }
 
@@ -224,8 +217,7 @@ TEST_F(SettingControl, Sub16TakesItsEightValues) {
   command.param[4] = 2.5F;
   command.param[5] = 3.5F;
   command.param[6] = 4.5F;
-  EXPECT_EQ(setting_control(command), 0);
-  EXPECT_EQ(service_.sent(), set_text("5", "time_lapse_interval"));
+  expect_sent(command, set_text("5", "time_lapse_interval"));
   const TimelapseParameters saved = camera::saved_timelapse_parameters();
   EXPECT_EQ(saved.count, 20);
   EXPECT_EQ(saved.values[0], 1.5F);
@@ -240,8 +232,7 @@ TEST_F(SettingControl, Sub16KeepsOddFloatsAsTheyAre) {
   command.param[2] = 15.5F;
   command.param[1] = std::nanf("");
   command.param[4] = std::numeric_limits<float>::infinity();
-  EXPECT_EQ(setting_control(command), 0);
-  EXPECT_EQ(service_.sent(), set_text("15", "time_lapse_interval"));
+  expect_sent(command, set_text("15", "time_lapse_interval"));
   const TimelapseParameters saved = camera::saved_timelapse_parameters();
   EXPECT_EQ(saved.count, 0);
   EXPECT_TRUE(std::isnan(saved.values[0]));
@@ -266,10 +257,8 @@ TEST_F(SettingControl, Sub16PassesTheGateWhileATimelapseRuns) {
   supervisor::set_sd_query_pending(1);
   CommandLong stop = setting(kTimelapse, 0);
   stop.confirmation = 2;
-  EXPECT_EQ(setting_control(stop), 0);
-  EXPECT_EQ(service_.sent(), R"({"msg_id":514,"token":7})");
-  EXPECT_EQ(setting_control(stop), 0);
-  EXPECT_EQ(service_.sent(), "");
+  expect_sent(stop, R"({"msg_id":514,"token":7})");
+  expect_sent(stop, "");
   expect_refused(start_timelapse(), "a time-lapse runs");
   confirm(camera::kCameraMode, camera::kModePhoto);
   expect_refused(stop, "photo mode");
@@ -280,8 +269,7 @@ TEST_F(SettingControl, OtherTimelapseCommandsDoNothing) {
   for (const uint8_t number : {uint8_t{1}, uint8_t{3}, uint8_t{255}}) {
     CommandLong command = start_timelapse();
     command.confirmation = number;
-    EXPECT_EQ(setting_control(command), 0);
-    EXPECT_EQ(service_.sent(), "");
+    expect_sent(command, "");
   }
 }
 

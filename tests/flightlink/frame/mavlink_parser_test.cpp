@@ -94,10 +94,8 @@ TEST_F(MavlinkParserTest, LengthZeroGoesStraightToTheChecksum) {
   EXPECT_EQ(feed_all("fe 00 05 01 00 00"), 0);
   EXPECT_EQ(status_.parse_state, 8);
   EXPECT_EQ(feed_all("0e 20"), 1);
-  EXPECT_EQ(message_.len, 0);
-  EXPECT_EQ(message_.seq, 5);
-  EXPECT_EQ(message_.payload[0], 0x0E);
-  EXPECT_EQ(message_.payload[1], 0x20);
+  EXPECT_EQ(head_of(message_), (Bytes{0xFE, 0, 5, 1, 0, 0}));
+  EXPECT_EQ(Bytes(message_.payload, message_.payload + 2), hex("0e 20"));
 }
 
 TEST_F(MavlinkParserTest, AnIdOutsideTheSetHasTheExtraZero) {

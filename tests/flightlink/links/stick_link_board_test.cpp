@@ -158,9 +158,7 @@ TEST(StickSocket, AnInterruptedWaitIsReportedAndGoesOn) {
 TEST(StickStart, StartsTheThreadWithDefaultScheduling) {
   fake_base::reset();
   EXPECT_EQ(stick_link_start(), 0);
-  ASSERT_EQ(fake_base::threads().size(), 1U);
-  EXPECT_EQ(fake_base::threads()[0].body, &MavlinkRecvStickThread);
-  EXPECT_EQ(fake_base::threads()[0].priority, 0);
+  expect_thread(MavlinkRecvStickThread, 0);
 }
 
 }  // namespace

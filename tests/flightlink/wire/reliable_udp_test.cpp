@@ -1,18 +1,16 @@
-// The acknowledged sender on a clock that moves by itself: frames, scanning, time-outs, estimator.
+// The acknowledged sender on a clock that moves by itself: frames, time-outs, estimator.
 #include "flightlink/wire/reliable_udp.h"
 
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <csignal>
 
 #include "base/bytes.h"
-#include "base/descriptor.h"
 #include "flightlink/link_suite.h"
 #include "support/allocation_fault.h"
+#include "support/loopback_receiver.h"
 
 namespace flightlink {
 namespace {
@@ -34,47 +32,16 @@ void acknowledge(uint32_t stamp) {
 }
 
 // A far side on loopback.
-struct FarSide {
+struct FarSide : support::LoopbackReceiver {
   FarSide() {
     fake_base::reset();
     reliable_udp_block_alarm();
     EXPECT_EQ(reliable_udp_init(), 0);
-    socket = support::open_loopback(&address);
   }
   int send(const std::string& text) {
-    return reliable_udp_send(text.data(), static_cast<int>(text.size()), socket.get(), &address);
+    return reliable_udp_send(text.data(), static_cast<int>(text.size()), fd(), &address());
   }
-  std::vector<Bytes> received() {
-    std::vector<Bytes> datagrams;
-    for (;;) {
-      Bytes bytes(70000);
-      const ssize_t size = recv(socket.get(), bytes.data(), bytes.size(), MSG_DONTWAIT);
-      if (size < 0) return datagrams;
-      bytes.resize(static_cast<size_t>(size));
-      datagrams.push_back(bytes);
-    }
-  }
-  sockaddr_in address{};
-  base::Descriptor socket;
 };
-
-TEST(ReliableChecksum, IsTheInternetChecksumOfLittleEndianWords) {
-  const auto checksum = [](const Bytes& bytes) {
-    return reliable_udp_checksum(bytes.data(), bytes.size());
-  };
-  EXPECT_EQ(checksum({}), 0xFFFF);
-  EXPECT_EQ(checksum({0x34, 0x12}), 0xEDCB);                          // ~1234
-  EXPECT_EQ(checksum({0xFF, 0xFF, 0x01, 0x00}), 0xFFFE);              // 10000 folds to 0001
-  EXPECT_EQ(checksum({0xFF, 0xFF, 0xFF, 0xFF}), 0x0000);              // 1fffe folds to ffff
-  EXPECT_EQ(checksum({0x00, 0x80, 0x00, 0x80, 0x02, 0x00}), 0xFFFC);  // 10002 folds to 0003
-}
-
-TEST(ReliableChecksum, AnOddLastByteIsAddedAsItIs) {
-  const Bytes one = {0x80};
-  EXPECT_EQ(reliable_udp_checksum(one.data(), 1), 0xFF7F);
-  const Bytes three = {'a', 'b', 'c'};  // 6261 + 0063 = 62c4
-  EXPECT_EQ(reliable_udp_checksum(three.data(), 3), 0x9D3B);
-}
 
 TEST(ReliableInit, StartsTheRecordTheTimerAndTheThread) {
   in_fresh_process([] {
@@ -119,16 +86,16 @@ TEST(ReliableInitDeath, WithoutTheAlarmBlockedItEndsTheProcess) {
 TEST(ReliableSend, RefusesWhatItCannotSend) {
   in_fresh_process([] {
     FarSide far;
-    const int fd = far.socket.get();
-    EXPECT_EQ(reliable_udp_send(nullptr, 1, fd, &far.address), -22);
-    EXPECT_EQ(reliable_udp_send("x", 0, fd, &far.address), -22);
-    EXPECT_EQ(reliable_udp_send("x", -1, fd, &far.address), -22);
-    EXPECT_EQ(reliable_udp_send("x", INT_MIN, fd, &far.address), -22);
-    EXPECT_EQ(reliable_udp_send("x", 1, 0, &far.address), -22);
+    const int fd = far.fd();
+    EXPECT_EQ(reliable_udp_send(nullptr, 1, fd, &far.address()), -22);
+    EXPECT_EQ(reliable_udp_send("x", 0, fd, &far.address()), -22);
+    EXPECT_EQ(reliable_udp_send("x", -1, fd, &far.address()), -22);
+    EXPECT_EQ(reliable_udp_send("x", INT_MIN, fd, &far.address()), -22);
+    EXPECT_EQ(reliable_udp_send("x", 1, 0, &far.address()), -22);
     EXPECT_EQ(reliable_udp_send("x", 1, fd, nullptr), -22);
     const support::AllocationFault no_memory(support::Fault::kNewArray);
-    EXPECT_EQ(reliable_udp_send("x", 1, fd, &far.address), -12);
-    EXPECT_THAT(far.received(), IsEmpty());
+    EXPECT_EQ(reliable_udp_send("x", 1, fd, &far.address()), -12);
+    EXPECT_THAT(far.all(), IsEmpty());
     EXPECT_THAT(fake_base::events(), IsEmpty());
   });
 }
@@ -138,8 +105,8 @@ TEST(ReliableSend, FrameHoldsStampLengthChecksumAndPayload) {
     FarSide far;
     fake_base::on_sleep([](uint64_t) { acknowledge(kStart); });
     EXPECT_EQ(far.send("abc"), 3);
-    EXPECT_THAT(far.received(), ElementsAre(hex("43 30 58 46 00 ca 9a 3b 03 00 3b 9d "
-                                                "61 62 63 46 58 30 43")));
+    EXPECT_THAT(far.all(), ElementsAre(hex("43 30 58 46 00 ca 9a 3b 03 00 3b 9d "
+                                           "61 62 63 46 58 30 43")));
   });
 }
 
@@ -149,7 +116,7 @@ TEST(ReliableSend, StampIsTheLowHalfOfTheTime) {
     fake_base::advance_us((1ULL << 32) + 5 - kStart);
     fake_base::on_sleep([](uint64_t) { acknowledge(5); });
     EXPECT_EQ(far.send("ab"), 2);
-    EXPECT_THAT(far.received(),
+    EXPECT_THAT(far.all(),
                 ElementsAre(hex("43 30 58 46 05 00 00 00 02 00 9e 9d 61 62 46 58 30 43")));
   });
 }
@@ -159,7 +126,7 @@ TEST(ReliableSend, AStampOfZeroIsNoAcknowledgementByItself) {
     FarSide far;
     fake_base::advance_us((1ULL << 32) - kStart);
     EXPECT_EQ(far.send("ab"), -110);
-    EXPECT_EQ(far.received().size(), 5U);
+    EXPECT_EQ(far.all().size(), 5U);
   });
 }
 
@@ -169,7 +136,7 @@ TEST(ReliableSend, FiveUnansweredSendsGiveMinus110) {
     errno = 0;
     EXPECT_EQ(far.send("abc"), -110);
     EXPECT_EQ(errno, ETIMEDOUT);
-    const std::vector<Bytes> frames = far.received();
+    const std::vector<Bytes> frames = far.all();
     ASSERT_EQ(frames.size(), 5U);
     for (const Bytes& frame : frames) EXPECT_EQ(frame, frames[0]);
     // The time-out is at its upper end already; each wait is 500 steps.
@@ -219,7 +186,7 @@ TEST(ReliableSend, AnAcknowledgementWithAnotherStampIsIgnored) {
     FarSide far;
     fake_base::on_sleep([](uint64_t) { acknowledge(kStart + 1); });
     EXPECT_EQ(far.send("abc"), -110);
-    EXPECT_EQ(far.received().size(), 5U);
+    EXPECT_EQ(far.all().size(), 5U);
   });
 }
 
@@ -238,7 +205,7 @@ TEST(ReliableSend, ARetryThatIsAnsweredSucceeds) {
       if (fake_base::sleeps().size() == 501) acknowledge(kStart);
     });
     EXPECT_EQ(far.send("abc"), 3);
-    EXPECT_EQ(far.received().size(), 2U);
+    EXPECT_EQ(far.all().size(), 2U);
     EXPECT_EQ(reliable_udp_context.retries, 0);
     // Measured from the stamp: 2000000 + 4000.
     EXPECT_EQ(reliable_udp_context.last_rtt_us, 2004000.0F);
@@ -325,59 +292,6 @@ TEST(ReliableEstimator, TheTimeOutStaysBetween50000And2000000) {
     answer_after(far, 1999999);  // 249999.875 + 4 x 500000.3 is above
     EXPECT_EQ(reliable_udp_context.timeout_us, 2000000U);
   });
-}
-
-// The stamp that a datagram leaves behind; 0 when it holds none.
-uint32_t scanned(const std::string& text) {
-  reliable_udp_context.reset();
-  Bytes bytes = hex(text);
-  const size_t length = bytes.size();
-  bytes.resize(length + 2);
-  reliable_udp_scan(bytes.data(), length);
-  return reliable_udp_context.ack_stamp;
-}
-
-class ReliableScan : public fake_base::FakeBaseTest {};
-
-TEST_F(ReliableScan, TakesTheFourBytesBehindTheMark) {
-  EXPECT_EQ(scanned("46 46 04 03 02 01"), 0x01020304U);
-  EXPECT_EQ(reliable_udp_context.ack_arrival_us, kStart);
-  EXPECT_EQ(scanned("00 46 00 46 46 04 03 02 01 99"), 0x01020304U);
-}
-
-TEST_F(ReliableScan, AStampMayBeCutByTheEnd) {
-  // Five bytes are left from the mark: enough, though the stamp's last byte is missing.
-  EXPECT_EQ(scanned("46 46 03 02 01"), 0x00010203U);
-  EXPECT_EQ(scanned("77 46 46 03 02 01"), 0x00010203U);
-}
-
-TEST_F(ReliableScan, FourBytesFromTheMarkAreNotEnough) {
-  for (const char* text : {"", "46", "46 46", "46 46 01", "46 46 01 02", "00 00 46 46 01 02"}) {
-    EXPECT_EQ(scanned(text), 0U) << text;
-    EXPECT_EQ(reliable_udp_context.ack_arrival_us, 0U) << text;
-  }
-}
-
-TEST_F(ReliableScan, TheLastOfSeveralStampsCounts) {
-  EXPECT_EQ(scanned("46 46 01 00 00 00 46 46 02 00 00 00"), 2U);
-  EXPECT_EQ(scanned("46 46 01 00 00 00 aa bb 46 46 02 00 00 00 cc"), 2U);
-}
-
-TEST_F(ReliableScan, AMarkInsideAStampIsSkipped) {
-  EXPECT_EQ(scanned("46 46 46 46 00 00 05 00 00 00"), 0x00004646U);
-  EXPECT_EQ(scanned("46 46 01 46 46 00 05 00 00 00"), 0x00464601U);
-}
-
-TEST_F(ReliableScan, OneLetterAloneIsNoMark) {
-  EXPECT_EQ(scanned("46 00 46 00 46 00 46 00"), 0U);
-  EXPECT_EQ(scanned("66 66 01 02 03 04"), 0U);
-}
-
-TEST_F(ReliableScan, AFullDatagramOfMarksEndsInsideItsBytes) {
-  Bytes bytes(4096, 0x46);
-  bytes.resize(4098);
-  reliable_udp_scan(bytes.data(), 4096);
-  EXPECT_EQ(reliable_udp_context.ack_stamp, 0x46464646U);
 }
 
 }  // namespace
