@@ -93,23 +93,24 @@ size_t levels(const BstTree* tree) {
   return deepest;
 }
 
-std::vector<int> walk_up(BstTree* tree) {
+namespace {
+
+// What a walk from the item of `begin` by `step` meets.
+std::vector<int> walked(BstTree* tree, void* (*begin)(BstTraverser*, BstTree*),
+                        void* (*step)(BstTraverser*)) {
   std::vector<int> numbers;
   BstTraverser walk;
-  for (void* at = bst_t_first(&walk, tree); at != nullptr; at = bst_t_next(&walk)) {
+  for (void* at = begin(&walk, tree); at != nullptr; at = step(&walk)) {
     numbers.push_back(number_of(at));
   }
   return numbers;
 }
 
-std::vector<int> walk_down(BstTree* tree) {
-  std::vector<int> numbers;
-  BstTraverser walk;
-  for (void* at = bst_t_last(&walk, tree); at != nullptr; at = bst_t_prev(&walk)) {
-    numbers.push_back(number_of(at));
-  }
-  return numbers;
-}
+}  // namespace
+
+std::vector<int> walk_up(BstTree* tree) { return walked(tree, bst_t_first, bst_t_next); }
+
+std::vector<int> walk_down(BstTree* tree) { return walked(tree, bst_t_last, bst_t_prev); }
 
 std::vector<int> range(int first, int last) {
   std::vector<int> numbers(static_cast<size_t>(last - first + 1));

@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "config/conf_file.h"
 #include "config/korvanprofile.h"
@@ -23,32 +24,45 @@ std::string read(const std::string& content, const char* section, const char* ke
   return "-";
 }
 
+struct Row {
+  std::string content;
+  const char* section;
+  const char* key;
+  const char* value;  // as `read` gives it
+};
+
+void expect_read(const std::vector<Row>& rows) {
+  for (const Row& row : rows) {
+    EXPECT_EQ(read(row.content, row.section, row.key), row.value) << row.content;
+  }
+}
+
 TEST(SectionReader, FindsTheKeyOfASection) {
-  EXPECT_EQ(read("[Net]\nchannel = 11\n", "Net", "channel"), "11");
-  EXPECT_EQ(read("[A]\nk=1\n[B]\nk=2\n", "A", "k"), "1");
-  EXPECT_EQ(read("[A]\nk=1\n[B]\nk=2\n", "B", "k"), "2");
-  EXPECT_EQ(read("[A]\nj=0\nk=1\nk=2\n", "A", "k"), "1");
+  expect_read({{"[Net]\nchannel = 11\n", "Net", "channel", "11"},
+               {"[A]\nk=1\n[B]\nk=2\n", "A", "k", "1"},
+               {"[A]\nk=1\n[B]\nk=2\n", "B", "k", "2"},
+               {"[A]\nj=0\nk=1\nk=2\n", "A", "k", "1"}});
 }
 
 TEST(SectionReader, AnotherSectionsKeyIsNotFound) {
-  EXPECT_EQ(read("[Net2]\nchannel = 11\n", "Net", "channel"), "-");
-  EXPECT_EQ(read("[A]\nj=1\n[B]\nk=2\n", "A", "k"), "-");
-  EXPECT_EQ(read("k=1\n[A]\n", "A", "k"), "-");
-  EXPECT_EQ(read("[A]\nk=1\n", "B", "k"), "-");
-  EXPECT_EQ(read("", "A", "k"), "-");
+  expect_read({{"[Net2]\nchannel = 11\n", "Net", "channel", "-"},
+               {"[A]\nj=1\n[B]\nk=2\n", "A", "k", "-"},
+               {"k=1\n[A]\n", "A", "k", "-"},
+               {"[A]\nk=1\n", "B", "k", "-"},
+               {"", "A", "k", "-"}});
 }
 
 TEST(SectionReader, AHeaderIsComparedByItsBeginning) {
-  EXPECT_EQ(read("[Net] and more\nk=1\n", "Net", "k"), "1");
-  EXPECT_EQ(read("[Net\nk=1\n", "Net", "k"), "-");
-  EXPECT_EQ(read("x[Net]\nk=1\n", "Net", "k"), "-");
-  EXPECT_EQ(read("[]\nk=1\n", "", "k"), "1");
+  expect_read({{"[Net] and more\nk=1\n", "Net", "k", "1"},
+               {"[Net\nk=1\n", "Net", "k", "-"},
+               {"x[Net]\nk=1\n", "Net", "k", "-"},
+               {"[]\nk=1\n", "", "k", "1"}});
 }
 
 TEST(SectionReader, TheNextHeaderEndsTheSearchEvenIfItIsTheSame) {
-  EXPECT_EQ(read("[A]\nj=1\n[A]\nk=2\n", "A", "k"), "-");
-  EXPECT_EQ(read("[A]\n[A]\nk=2\n", "A", "k"), "-");
-  EXPECT_EQ(read("[A]\n[ k=2\nk=3\n", "A", "k"), "-");
+  expect_read({{"[A]\nj=1\n[A]\nk=2\n", "A", "k", "-"},
+               {"[A]\n[A]\nk=2\n", "A", "k", "-"},
+               {"[A]\n[ k=2\nk=3\n", "A", "k", "-"}});
 }
 
 TEST(SectionReader, WhiteSpaceBeforeALineIsSkipped) {
@@ -56,25 +70,25 @@ TEST(SectionReader, WhiteSpaceBeforeALineIsSkipped) {
 }
 
 TEST(SectionReader, CommentsAndLinesWithoutSeparatorAreSkipped) {
-  EXPECT_EQ(read("[A]\n#k=1\n  # k=2\nk 3\nk=4\n", "A", "k"), "4");
-  EXPECT_EQ(read("[A]\n#k=1\n", "A", "#k"), "-");
-  EXPECT_EQ(read("#[A]\nk=1\n", "A", "k"), "-");
+  expect_read({{"[A]\n#k=1\n  # k=2\nk 3\nk=4\n", "A", "k", "4"},
+               {"[A]\n#k=1\n", "A", "#k", "-"},
+               {"#[A]\nk=1\n", "A", "k", "-"}});
 }
 
 TEST(SectionReader, AKeyEndsAtABlankOrASign) {
-  EXPECT_EQ(read("[A]\na|b=1\n", "A", "a"), "1");
-  EXPECT_EQ(read("[A]\na^b=1\n", "A", "a"), "1");
-  EXPECT_EQ(read("[A]\na b=1\n", "A", "a"), "1");
-  EXPECT_EQ(read("[A]\na\tb=1\n", "A", "a"), "1");
-  EXPECT_EQ(read("[A]\na|b=1\n", "A", "a|b"), "-");
-  EXPECT_EQ(read("[A]\na\r=1\n", "A", "a"), "-");
+  expect_read({{"[A]\na|b=1\n", "A", "a", "1"},
+               {"[A]\na^b=1\n", "A", "a", "1"},
+               {"[A]\na b=1\n", "A", "a", "1"},
+               {"[A]\na\tb=1\n", "A", "a", "1"},
+               {"[A]\na|b=1\n", "A", "a|b", "-"},
+               {"[A]\na\r=1\n", "A", "a", "-"}});
 }
 
 TEST(SectionReader, KeysAreComparedWhole) {
-  EXPECT_EQ(read("[A]\nchannels=1\n", "A", "channel"), "-");
-  EXPECT_EQ(read("[A]\nchan=1\n", "A", "channel"), "-");
-  EXPECT_EQ(read("[A]\nChannel=1\n", "A", "channel"), "-");
-  EXPECT_EQ(read("[A]\n=1\n", "A", ""), "1");
+  expect_read({{"[A]\nchannels=1\n", "A", "channel", "-"},
+               {"[A]\nchan=1\n", "A", "channel", "-"},
+               {"[A]\nChannel=1\n", "A", "channel", "-"},
+               {"[A]\n=1\n", "A", "", "1"}});
 }
 
 TEST(SectionReader, AKeyOf31CharactersIsTheLongest) {
@@ -93,20 +107,18 @@ TEST(SectionReader, ASectionNameOf29CharactersIsTheLongest) {
 }
 
 TEST(SectionReader, TheValueIsTrimmedAtBothEnds) {
-  EXPECT_EQ(read("[A]\nk= \t a b \t \n", "A", "k"), "a b");
-  EXPECT_EQ(read("[A]\r\nk=v\r\n", "A", "k"), "v");
-  EXPECT_EQ(read("[A]\nk=a=b#c\n", "A", "k"), "a=b#c");
-  EXPECT_EQ(read("[A]\nk=v", "A", "k"), "v");
+  expect_read({{"[A]\nk= \t a b \t \n", "A", "k", "a b"},
+               {"[A]\r\nk=v\r\n", "A", "k", "v"},
+               {"[A]\nk=a=b#c\n", "A", "k", "a=b#c"},
+               {"[A]\nk=v", "A", "k", "v"}});
 }
 
 TEST(SectionReader, AValueOfWhiteSpaceStaysAsItIs) {
-  EXPECT_EQ(read("[A]\nk= \t \n", "A", "k"), " \t ");
-  EXPECT_EQ(read("[A]\nk=\r\n", "A", "k"), "\r");
+  expect_read({{"[A]\nk= \t \n", "A", "k", " \t "}, {"[A]\nk=\r\n", "A", "k", "\r"}});
 }
 
 TEST(SectionReader, AnEmptyValueIsFoundAndLeavesTheOutput) {
-  EXPECT_EQ(read("[A]\nk=\n", "A", "k"), "before");
-  EXPECT_EQ(read("[A]\nk=", "A", "k"), "before");
+  expect_read({{"[A]\nk=\n", "A", "k", "before"}, {"[A]\nk=", "A", "k", "before"}});
 }
 
 TEST(SectionReader, ALineIsCutAfter99Bytes) {
@@ -119,10 +131,10 @@ TEST(SectionReader, ALineIsCutAfter99Bytes) {
 }
 
 TEST(SectionReader, ANulByteHidesTheRestOfItsLine) {
-  EXPECT_EQ(read("[A]\nk=a\0b\nl=2\n"s, "A", "k"), "a");
-  EXPECT_EQ(read("[A]\nk=a\0b\nl=2\n"s, "A", "l"), "2");
-  EXPECT_EQ(read("[A]\n\0k=1\nk=2\n"s, "A", "k"), "2");
-  EXPECT_EQ(read("[A]\nk=\0\n"s, "A", "k"), "before");
+  expect_read({{"[A]\nk=a\0b\nl=2\n"s, "A", "k", "a"},
+               {"[A]\nk=a\0b\nl=2\n"s, "A", "l", "2"},
+               {"[A]\n\0k=1\nk=2\n"s, "A", "k", "2"},
+               {"[A]\nk=\0\n"s, "A", "k", "before"}});
 }
 
 TEST(SectionReader, AFileThatCannotBeOpenedIsTold) {
