@@ -26,14 +26,14 @@ class CameraActions : public link_test::ReadyCamera {
     EXPECT_EQ(service_.sent(), text);
     EXPECT_EQ(supervisor::get_record_cmd_pending(), 1);
   }
-  void expect_refused_in(int32_t action, int32_t mode) {
-    set_mode(mode);
+  // Of a photo or a recording, which also a recording that runs keeps out.
+  void expect_refused_outside(int32_t own_mode, int32_t action, int32_t (*pending)()) {
+    set_mode(own_mode == camera::kModePhoto ? camera::kModeVideo : camera::kModePhoto);
     expect_refused(action, "the other mode");
-  }
-  void expect_refused_while_recording_in(int32_t action, int32_t mode) {
-    set_mode(mode);
+    set_mode(own_mode);
     supervisor::set_recording(1);
     expect_refused(action, "recording");
+    EXPECT_EQ(pending(), 0);
   }
   static void set_mode(int32_t mode) { confirm(camera::kCameraMode, mode); }
 
@@ -124,9 +124,7 @@ TEST_F(CameraActions, Action1TakesAPhotoInPhotoMode) {
 }
 
 TEST_F(CameraActions, APhotoIsRefusedInVideoModeAndWhileRecording) {
-  expect_refused_in(1, camera::kModeVideo);
-  expect_refused_while_recording_in(1, camera::kModePhoto);
-  EXPECT_EQ(supervisor::get_photo_pending(), 0);
+  expect_refused_outside(camera::kModePhoto, 1, supervisor::get_photo_pending);
 }
 
 TEST_F(CameraActions, Action3StartsARecordingInVideoMode) {
@@ -136,9 +134,7 @@ TEST_F(CameraActions, Action3StartsARecordingInVideoMode) {
 }
 
 TEST_F(CameraActions, ARecordingIsRefusedInPhotoModeAndWhileOneRuns) {
-  expect_refused_in(3, camera::kModePhoto);
-  expect_refused_while_recording_in(3, camera::kModeVideo);
-  EXPECT_EQ(supervisor::get_record_cmd_pending(), 0);
+  expect_refused_outside(camera::kModeVideo, 3, supervisor::get_record_cmd_pending);
 }
 
 TEST_F(CameraActions, Action4StopsARecording) {
