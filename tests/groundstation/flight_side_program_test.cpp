@@ -38,27 +38,19 @@ TEST(FlightSideProgram, NobodyThereIs3WithWhatToCheck) {
   const std::string image = temporary_path("image");
   std::ofstream(image) << "abc";
   EXPECT_THAT(lonely("firmware send " + image).err, HasSubstr("no camera: no heartbeat"));
-  const ProgramResult serve = lonely("firmware serve gimbal");
-  EXPECT_EQ(serve.exit_code, 3);
-  EXPECT_THAT(serve.err, HasSubstr("no camera: no heartbeat"));
-  const ProgramResult app = lonely("app --port 1");
-  EXPECT_EQ(app.exit_code, 3);
-  EXPECT_THAT(app.err, HasSubstr("Check that applink runs"));
+  expect_failure(lonely("firmware serve gimbal"), 3, "no camera: no heartbeat");
+  expect_failure(lonely("app --port 1"), 3, "Check that applink runs");
   const ProgramResult ack = lonely("ack --port 18866 --seconds 0.2 --count 1 --json");
   EXPECT_EQ(ack.exit_code, 3);
   EXPECT_EQ(ack.json()["datagrams"], 0);
-  const ProgramResult factory = lonely("factory --device /dev/null");
-  EXPECT_EQ(factory.exit_code, 3);
-  EXPECT_THAT(factory.err, HasSubstr("is no serial line"));
+  expect_failure(lonely("factory --device /dev/null"), 3, "is no serial line");
 }
 
 TEST(FlightSideProgram, FilesThatCannotBeUsedAre1) {
   EXPECT_EQ(lonely("firmware send /nowhere/image").exit_code, 1);
   const std::string there = temporary_path("there");
   std::ofstream(there) << "x";
-  const ProgramResult result = lonely("firmware serve -o " + there);
-  EXPECT_EQ(result.exit_code, 1);
-  EXPECT_THAT(result.err, HasSubstr("--force"));
+  expect_failure(lonely("firmware serve -o " + there), 1, "--force");
   EXPECT_EQ(lonely("ack --port 18867 -o /nowhere/file").exit_code, 1);
 }
 

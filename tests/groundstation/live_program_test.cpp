@@ -99,38 +99,35 @@ TEST(LiveProgram, InterruptEndsItInOrder) {
 TEST(LiveProgram, NoVideoIs3AndSwitchesOff) {
   const uint16_t port = free_port();
   FakeCamera camera({.live_port = port});
-  const ProgramResult result =
-      run_with_camera(camera.port(), fmt::format("live --seconds 1 --port {} --timeout 0.7", port));
-  EXPECT_EQ(result.exit_code, 3);
-  EXPECT_THAT(result.err, HasSubstr("no live video came"));
+  expect_failure(
+      run_with_camera(camera.port(), fmt::format("live --seconds 1 --port {} --timeout 0.7", port)),
+      3, "no live video came");
   EXPECT_FALSE(camera.stream_on());
 }
 
 TEST(LiveProgram, NoKeyPictureIs3) {
   const uint16_t port = free_port();
   FakeCamera camera({.live_port = port, .live = {kPicture1, kPicture2}});
-  const ProgramResult result =
-      run_with_camera(camera.port(), fmt::format("live --seconds 1 --port {} --timeout 0.7", port));
-  EXPECT_EQ(result.exit_code, 3);
-  EXPECT_THAT(result.err, HasSubstr("no key picture"));
+  expect_failure(
+      run_with_camera(camera.port(), fmt::format("live --seconds 1 --port {} --timeout 0.7", port)),
+      3, "no key picture");
 }
 
 TEST(LiveProgram, FileThatCannotBeWrittenIs1) {
   FakeCamera camera({});
-  const ProgramResult result = run_with_camera(
-      camera.port(), fmt::format("live --seconds 1 --port {} -o /nowhere/a.h264", free_port()));
-  EXPECT_EQ(result.exit_code, 1);
-  EXPECT_THAT(result.err, HasSubstr("cannot write /nowhere/a.h264"));
+  expect_failure(
+      run_with_camera(camera.port(),
+                      fmt::format("live --seconds 1 --port {} -o /nowhere/a.h264", free_port())),
+      1, "cannot write /nowhere/a.h264");
 }
 
 TEST(LiveProgram, FullDiskIs1) {
   const uint16_t port = free_port();
   FakeCamera camera(
       {.live_port = port, .live = cut(text_of(join({kSps, kPps, kKey, kPicture1})), 9)});
-  const ProgramResult result = run_with_camera(
-      camera.port(), fmt::format("live --seconds 0.5 --port {} -o /dev/full", port));
-  EXPECT_EQ(result.exit_code, 1);
-  EXPECT_THAT(result.err, HasSubstr("cannot write /dev/full: No space left"));
+  expect_failure(run_with_camera(camera.port(),
+                                 fmt::format("live --seconds 0.5 --port {} -o /dev/full", port)),
+                 1, "cannot write /dev/full: No space left");
 }
 
 // A real encoder's stream, joined in the middle and left in the middle, decodes without a word.

@@ -71,9 +71,7 @@ TEST(MediaProgram, Info) {
   FakeMediaCamera camera({.photos = {{"A.JPG", "abc"}}, .videos = {{"B.MP4", contents(1000, 1)}}});
   EXPECT_EQ(media(camera, "info A.JPG").out, "A.JPG: photo, 3 bytes\n");
   EXPECT_EQ(media(camera, "info B.MP4").out, "B.MP4: video, 1000 bytes, 2 s\n");
-  const ProgramResult unknown = media(camera, "info X.MP4");
-  EXPECT_EQ(unknown.exit_code, 1);
-  EXPECT_THAT(unknown.err, HasSubstr("has no file X.MP4"));
+  expect_failure(media(camera, "info X.MP4"), 1, "has no file X.MP4");
 }
 
 TEST(MediaProgram, WrongUsageIs2) {
@@ -166,9 +164,7 @@ TEST(MediaProgram, GetAllKeepsAnotherFileOfThatName) {
   FakeMediaCamera camera({.photos = {{"A.JPG", "aa"}, {"B.JPG", "bb"}, {"-x y.JPG", "cc"}}});
   Folder folder;
   std::ofstream(folder / "A.JPG") << "mine";
-  const ProgramResult result = media(camera, "get --all -o " + folder.path);
-  EXPECT_EQ(result.exit_code, 1);
-  EXPECT_THAT(result.err, HasSubstr("2 of 3 files"));
+  expect_failure(media(camera, "get --all -o " + folder.path), 1, "2 of 3 files");
   EXPECT_EQ(read_file(folder / "A.JPG"), "mine");
   EXPECT_EQ(read_file(folder / "B.JPG"), "bb");
 }
@@ -177,9 +173,7 @@ TEST(MediaProgram, AFileThatIsThereIsKept) {
   FakeMediaCamera camera({.photos = {{"A.JPG", "new"}}});
   Folder folder;
   std::ofstream(folder / "A.JPG") << "old";
-  const ProgramResult result = media(camera, "get A.JPG -o " + folder.path);
-  EXPECT_EQ(result.exit_code, 1);
-  EXPECT_THAT(result.err, HasSubstr("exists already"));
+  expect_failure(media(camera, "get A.JPG -o " + folder.path), 1, "exists already");
   EXPECT_EQ(read_file(folder / "A.JPG"), "old");
   EXPECT_EQ(media(camera, "get A.JPG --force -o " + folder.path).exit_code, 0);
   EXPECT_EQ(read_file(folder / "A.JPG"), "new");
@@ -188,9 +182,7 @@ TEST(MediaProgram, AFileThatIsThereIsKept) {
 
 TEST(MediaProgram, AFileThatCannotBeWrittenIs1) {
   FakeMediaCamera camera({.photos = {{"A.JPG", "new"}}});
-  const ProgramResult result = media(camera, "get A.JPG -o /nowhere/A.JPG");
-  EXPECT_EQ(result.exit_code, 1);
-  EXPECT_THAT(result.err, HasSubstr("cannot write /nowhere/A.JPG"));
+  expect_failure(media(camera, "get A.JPG -o /nowhere/A.JPG"), 1, "cannot write /nowhere/A.JPG");
 }
 
 TEST(MediaProgram, InterruptLeavesNothingAndCancels) {
@@ -212,9 +204,7 @@ TEST(MediaProgram, Thumbnails) {
   EXPECT_EQ(media(camera, "thumb B.MP4 -o " + folder.path).exit_code, 0);
   EXPECT_EQ(read_file(folder / "A_p.JPG"), "small A.JPG");
   EXPECT_EQ(read_file(folder / "B_v.JPG"), "small B.MP4");
-  const ProgramResult bad = media(camera, "thumb C.MP4 -o " + folder.path);
-  EXPECT_EQ(bad.exit_code, 1);
-  EXPECT_THAT(bad.err, HasSubstr("cannot make a thumbnail"));
+  expect_failure(media(camera, "thumb C.MP4 -o " + folder.path), 1, "cannot make a thumbnail");
   EXPECT_EQ(media(camera, "thumb X.MP4 -o " + folder.path).exit_code, 1);
 }
 
@@ -243,9 +233,7 @@ TEST(MediaProgram, RemoveUnderLoss) {
 
 TEST(MediaProgram, ACameraThatDoesNotDeleteIs1) {
   FakeMediaCamera camera({.photos = {{"A.JPG", "a"}}, .keeps_files = true});
-  const ProgramResult result = media(camera, "rm A.JPG");
-  EXPECT_EQ(result.exit_code, 1);
-  EXPECT_THAT(result.err, HasSubstr("does not delete A.JPG"));
+  expect_failure(media(camera, "rm A.JPG"), 1, "does not delete A.JPG");
 }
 
 TEST(MediaProgram, CancelWithNothingRunning) {

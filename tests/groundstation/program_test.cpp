@@ -38,9 +38,8 @@ TEST(Program, WrongUsageIs2) {
 }
 
 TEST(Program, NoCameraIs3WithASentence) {
-  const ProgramResult result = run_with_camera(free_port(), "status --timeout 0.3");
-  EXPECT_EQ(result.exit_code, 3);
-  EXPECT_THAT(result.err, HasSubstr("no camera: no heartbeat from 127.0.0.1:"));
+  expect_failure(run_with_camera(free_port(), "status --timeout 0.3"), 3,
+                 "no camera: no heartbeat from 127.0.0.1:");
   const ProgramResult json = run_with_camera(free_port(), "photo --timeout 0.3 --json");
   EXPECT_EQ(json.exit_code, 3);
   EXPECT_EQ(json.json()["ok"], false);
@@ -84,9 +83,8 @@ TEST(Program, WatchShowsTheStatusEverySecond) {
 
 TEST(Program, CameraWithoutStatusIsATimeout) {
   FakeCamera camera({.status = false});
-  const ProgramResult result = run_with_camera(camera.port(), "status --timeout 0.5");
-  EXPECT_EQ(result.exit_code, 3);
-  EXPECT_THAT(result.err, HasSubstr("sends heartbeats but no status"));
+  expect_failure(run_with_camera(camera.port(), "status --timeout 0.5"), 3,
+                 "sends heartbeats but no status");
 }
 
 TEST(Program, PhotoIsTakenOnce) {
@@ -123,9 +121,7 @@ TEST(Program, NamedPhotoCarriesModeAndSequence) {
 
 TEST(Program, FailedPhotoIs1) {
   FakeCamera camera({.result = 4});
-  const ProgramResult result = run_with_camera(camera.port(), "photo");
-  EXPECT_EQ(result.exit_code, 1);
-  EXPECT_THAT(result.err, HasSubstr("could not take the photo"));
+  expect_failure(run_with_camera(camera.port(), "photo"), 1, "could not take the photo");
 }
 
 TEST(Program, RefusalsThatTheStatusShowsAre1AtOnce) {
@@ -142,9 +138,8 @@ TEST(Program, RefusalsThatTheStatusShowsAre1AtOnce) {
 
 TEST(Program, SilentRefusalSaysWhatToCheck) {
   FakeCamera camera({.ready = false});
-  const ProgramResult result = run_with_camera(camera.port(), "photo --timeout 2");
-  EXPECT_EQ(result.exit_code, 3);
-  EXPECT_THAT(result.err, HasSubstr("encoder delivers live video"));
+  expect_failure(run_with_camera(camera.port(), "photo --timeout 2"), 3,
+                 "encoder delivers live video");
 }
 
 TEST(Program, LostPhotoCommandIsSentAgain) {
@@ -156,9 +151,7 @@ TEST(Program, LostPhotoCommandIsSentAgain) {
 
 TEST(Program, LostAcknowledgementTakesNoSecondPhoto) {
   FakeCamera camera({.lose_acks = 1, .lose_reports = true});
-  const ProgramResult result = run_with_camera(camera.port(), "photo --timeout 6");
-  EXPECT_EQ(result.exit_code, 3);
-  EXPECT_THAT(result.err, HasSubstr("it may have been taken"));
+  expect_failure(run_with_camera(camera.port(), "photo --timeout 6"), 3, "it may have been taken");
   EXPECT_EQ(camera.photos(), 1);
   EXPECT_EQ(camera.received(76).size(), 1U);
 }
@@ -171,9 +164,8 @@ TEST(Program, ReportAloneProvesThePhoto) {
 
 TEST(Program, PhotoWithoutReportIsATimeout) {
   FakeCamera camera({.lose_reports = true});
-  const ProgramResult result = run_with_camera(camera.port(), "photo --timeout 1");
-  EXPECT_EQ(result.exit_code, 3);
-  EXPECT_THAT(result.err, HasSubstr("did not report it as tagged"));
+  expect_failure(run_with_camera(camera.port(), "photo --timeout 1"), 3,
+                 "did not report it as tagged");
 }
 
 TEST(Program, RecordStartSwitchesToVideoModeAndStopEnds) {

@@ -1,6 +1,7 @@
 #include "groundstation/run_program.h"
 
 #include <fmt/format.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -18,6 +19,11 @@ nlohmann::json ProgramResult::json() const {
   const size_t line = out.find_last_of('\n', end);
   return nlohmann::json::parse(out.substr(line == std::string::npos ? 0 : line + 1), nullptr,
                                false);
+}
+
+void expect_failure(const ProgramResult& result, int exit_code, const std::string& words) {
+  EXPECT_EQ(result.exit_code, exit_code) << result.out << result.err;
+  EXPECT_THAT(result.err, ::testing::HasSubstr(words));
 }
 
 std::string temporary_path(const std::string& name) {

@@ -23,6 +23,9 @@ ProgramResult run_program(const std::string& arguments, const std::string& input
 ProgramResult run_with_camera(uint16_t port, const std::string& arguments,
                               const std::string& input = "", const std::string& before = "");
 
+// The program ended with that status, and its last words hold these.
+void expect_failure(const ProgramResult& result, int exit_code, const std::string& words);
+
 // A fresh path in the test's folder for temporary files.
 std::string temporary_path(const std::string& name);
 std::string read_file(const std::string& path);

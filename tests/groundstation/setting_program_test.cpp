@@ -47,17 +47,14 @@ TEST(SettingProgram, GetShowsWhatWasSet) {
 
 TEST(SettingProgram, WhatTheRecordLacksIs1WhenItIsAskedForByItself) {
   FakeCamera camera({});
-  const ProgramResult result = run_with_camera(camera.port(), "get video_quality");
-  EXPECT_EQ(result.exit_code, 1);
-  EXPECT_THAT(result.err, HasSubstr("does not carry video_quality"));
+  expect_failure(run_with_camera(camera.port(), "get video_quality"), 1,
+                 "does not carry video_quality");
 }
 
 TEST(SettingProgram, RefusedSettingEndsWithItsRule) {
   FakeCamera camera({.refused_setting = 19});
-  const ProgramResult result = run_with_camera(camera.port(), "set Max_Agc 30 --timeout 0.5");
-  EXPECT_EQ(result.exit_code, 3);
-  EXPECT_THAT(result.err,
-              HasSubstr("Max_Agc was not confirmed (the camera takes it with low light only)"));
+  expect_failure(run_with_camera(camera.port(), "set Max_Agc 30 --timeout 0.5"), 3,
+                 "Max_Agc was not confirmed (the camera takes it with low light only)");
 }
 
 TEST(SettingProgram, AcknowledgementOfAnotherValueDoesNotCount) {
@@ -143,9 +140,7 @@ TEST(SettingProgram, TimelapseStartsInVideoModeAndStops) {
 TEST(SettingProgram, TimelapseNeedsItsResolution) {
   FakeCamera camera({});
   EXPECT_EQ(run_with_camera(camera.port(), "set resolution 6").exit_code, 0);
-  const ProgramResult result = run_with_camera(camera.port(), "timelapse start");
-  EXPECT_EQ(result.exit_code, 1);
-  EXPECT_THAT(result.err, HasSubstr("1920x1080 30P only"));
+  expect_failure(run_with_camera(camera.port(), "timelapse start"), 1, "1920x1080 30P only");
 }
 
 TEST(SettingProgram, ParamsAreListedWithoutALostOne) {
@@ -162,9 +157,7 @@ TEST(SettingProgram, ParamsAreListedWithoutALostOne) {
 
 TEST(SettingProgram, NoParameterIs3) {
   FakeCamera camera({});
-  const ProgramResult result = run_with_camera(camera.port(), "params --timeout 0.5");
-  EXPECT_EQ(result.exit_code, 3);
-  EXPECT_THAT(result.err, HasSubstr("no parameter came"));
+  expect_failure(run_with_camera(camera.port(), "params --timeout 0.5"), 3, "no parameter came");
 }
 
 TEST(SettingProgram, ClockSendsMillisecondsAndHours) {
