@@ -36,3 +36,10 @@ if(HOUSE_SANITIZE)
                       $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   add_link_options(-fsanitize=${HOUSE_SANITIZE})
 endif()
+
+# For tools/coverage. The counters live where they can be mapped to a file: a process that is killed
+# leaves them.
+if(HOUSE_COVERAGE)
+  add_compile_options(-fprofile-instr-generate -fcoverage-mapping "SHELL:-mllvm -runtime-counter-relocation")
+  add_link_options(-fprofile-instr-generate)
+endif()
