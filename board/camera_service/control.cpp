@@ -1,6 +1,5 @@
 #include "camera_service/control.h"
 
-#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -38,9 +37,7 @@ bool run_control_file(Service& service, const std::string& path) {
 
 Control::~Control() {
   clients_.clear();
-  if (!listener_.open()) return;
-  loop_.unwatch(listener_.get());
-  ::unlink(path_.c_str());
+  if (listener_.is_open()) ::unlink(path_.c_str());
 }
 
 bool Control::open(const std::string& path) {
@@ -56,16 +53,12 @@ bool Control::open(const std::string& path) {
   base::Descriptor fd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   if (!fd.open()) return false;
   if (::bind(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) return false;
-  if (::listen(fd.get(), 8) != 0) return false;
   path_ = path;
-  listener_ = std::move(fd);
-  loop_.watch(listener_.get(), POLLIN, [this](short) { accept_client(); });
-  return true;
+  return listener_.open(std::move(fd), 8,
+                        [this](base::Descriptor client) { add_client(std::move(client)); });
 }
 
-void Control::accept_client() {
-  base::Descriptor fd(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-  if (!fd.open()) return;
+void Control::add_client(base::Descriptor fd) {
   const auto client = clients_.emplace(clients_.end());
   client->stream = std::make_unique<Stream>(
       loop_, std::move(fd), [this, client](std::string_view bytes) { received(*client, bytes); },

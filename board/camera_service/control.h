@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "base/descriptor.h"
+#include "camera_service/listener.h"
 #include "camera_service/service.h"
 #include "camera_service/stream.h"
 
@@ -29,7 +30,7 @@ ControlAnswer run_control_line(Service& service, std::string_view line);
 
 class Control {
  public:
-  Control(Loop& loop, Service& service) : loop_(loop), service_(service) {}
+  Control(Loop& loop, Service& service) : loop_(loop), service_(service), listener_(loop) {}
   ~Control();
   Control(const Control&) = delete;
   Control& operator=(const Control&) = delete;
@@ -44,13 +45,13 @@ class Control {
     std::unique_ptr<Stream> stream;
   };
 
-  void accept_client();
+  void add_client(base::Descriptor fd);
   void received(Client& client, std::string_view bytes);
 
   Loop& loop_;
   Service& service_;
   std::string path_;
-  base::Descriptor listener_;
+  Listener listener_;
   std::list<Client> clients_;
 };
 

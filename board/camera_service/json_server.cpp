@@ -3,7 +3,6 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <poll.h>
 #include <sys/socket.h>
 
 #include <cerrno>
@@ -23,12 +22,9 @@ constexpr uint64_t kReopenRetryMs = 200;
 }  // namespace
 
 JsonServer::JsonServer(Loop& loop, uint16_t port, Events events)
-    : loop_(loop), port_(port), events_(std::move(events)) {}
+    : loop_(loop), port_(port), events_(std::move(events)), listener_(loop) {}
 
-JsonServer::~JsonServer() {
-  loop_.cancel(reopen_timer_);
-  if (listener_.open()) loop_.unwatch(listener_.get());
-}
+JsonServer::~JsonServer() { loop_.cancel(reopen_timer_); }
 
 bool JsonServer::open() {
   base::Descriptor fd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
@@ -41,17 +37,14 @@ bool JsonServer::open() {
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   auto* generic = reinterpret_cast<sockaddr*>(&address);
   socklen_t length = sizeof address;
-  if (::bind(fd.get(), generic, length) != 0 || ::listen(fd.get(), 4) != 0) return false;
+  if (::bind(fd.get(), generic, length) != 0) return false;
   if (::getsockname(fd.get(), generic, &length) != 0) return false;
   port_ = ntohs(address.sin_port);
-  listener_ = std::move(fd);
-  loop_.watch(listener_.get(), POLLIN, [this](short) { accept_client(); });
-  return true;
+  return listener_.open(std::move(fd), 4,
+                        [this](base::Descriptor client) { take_client(std::move(client)); });
 }
 
-void JsonServer::accept_client() {
-  base::Descriptor fd(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-  if (!fd.open()) return;
+void JsonServer::take_client(base::Descriptor fd) {
   drop();
   const int on = 1;
   ::setsockopt(fd.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
@@ -85,10 +78,7 @@ void JsonServer::drop() {
 
 void JsonServer::restart(uint64_t ms) {
   drop();
-  if (listener_.open()) {
-    loop_.unwatch(listener_.get());
-    listener_.reset();
-  }
+  listener_.close();
   loop_.cancel(reopen_timer_);
   reopen_timer_ = loop_.after_ms(ms, [this] { reopen(); });
 }

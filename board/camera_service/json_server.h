@@ -9,6 +9,7 @@
 
 #include "base/descriptor.h"
 #include "camera_service/json_cutter.h"
+#include "camera_service/listener.h"
 #include "camera_service/loop.h"
 #include "camera_service/stream.h"
 
@@ -43,14 +44,14 @@ class JsonServer {
   void restart(uint64_t ms);
 
  private:
-  void accept_client();
+  void take_client(base::Descriptor fd);
   void reopen();
   void received(std::string_view bytes);
 
   Loop& loop_;
   uint16_t port_;
   Events events_;
-  base::Descriptor listener_;
+  Listener listener_;
   std::unique_ptr<Stream> client_;
   JsonCutter cutter_;
   uint64_t last_input_us_ = 0;

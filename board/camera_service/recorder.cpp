@@ -6,13 +6,12 @@
 #include <cmath>
 #include <cstddef>
 #include <cstring>
-#include <system_error>
 #include <utility>
 #include <vector>
 
 #include "base/clock.h"
-#include "base/thread.h"
 #include "camera_service/card.h"
+#include "camera_service/member_thread.h"
 #include "camera_service/mp4_writer.h"
 #include "camera_service/picture.h"
 
@@ -67,13 +66,7 @@ class Recorder::Scene {
 
 Recorder::Recorder(std::string path, Events events)
     : path_(std::move(path)), events_(std::move(events)) {
-  const int error = base::start_thread(
-      [](void* recorder) -> void* {
-        static_cast<Recorder*>(recorder)->run();
-        return nullptr;
-      },
-      this, &thread_);
-  if (error != 0) throw std::system_error(error, std::generic_category(), "recorder thread");
+  thread_ = start_member_thread<&Recorder::run>(this, "recorder thread");
 }
 
 Recorder::~Recorder() {

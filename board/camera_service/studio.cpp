@@ -3,13 +3,12 @@
 #include <cerrno>
 #include <cstdio>
 #include <span>
-#include <system_error>
 #include <utility>
 #include <vector>
 
 #include "base/descriptor.h"
-#include "base/thread.h"
 #include "camera_service/jpeg.h"
+#include "camera_service/member_thread.h"
 
 namespace camera_service {
 namespace {
@@ -47,15 +46,7 @@ void paint_target(const Canvas& canvas, const Studio::Job& job) {
 
 }  // namespace
 
-Studio::Studio() {
-  const int error = base::start_thread(
-      [](void* studio) -> void* {
-        static_cast<Studio*>(studio)->run();
-        return nullptr;
-      },
-      this, &thread_);
-  if (error != 0) throw std::system_error(error, std::generic_category(), "studio thread");
-}
+Studio::Studio() { thread_ = start_member_thread<&Studio::run>(this, "studio thread"); }
 
 Studio::~Studio() {
   {
