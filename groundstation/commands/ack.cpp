@@ -188,8 +188,7 @@ ExitCode AckRun::run() {
 }  // namespace
 
 void add_ack_command(CLI::App& app, Action* chosen) {
-  auto request = std::make_shared<AckRequest>();
-  CLI::App* command = flight_side_command(
+  const auto [command, request] = flight_side_command<AckRequest>(
       app, "ack", "Receive and answer acknowledged datagrams (C0XF) of the camera.", kAckHelp);
   add_port(command, "--port", &request->port, "Own UDP port that they come to");
   add_port(command, "--answer-port", &request->answer_port, "UDP port of the camera for answers");
@@ -202,9 +201,8 @@ void add_ack_command(CLI::App& app, Action* chosen) {
   command->add_option("-o,--output", request->output,
                       "Write the payloads there, one behind the other");
   command->add_flag("-q,--quiet", request->quiet, "Only the summary");
-  command->callback([request, chosen] {
-    *chosen = [request = *request](Session& session) { return AckRun(session, request).run(); };
-  });
+  run_with(command, request, chosen,
+           [](Session& session, const AckRequest& with) { return AckRun(session, with).run(); });
 }
 
 }  // namespace groundstation

@@ -228,8 +228,7 @@ ExitCode AppRun::run() {
 }  // namespace
 
 void add_app_command(CLI::App& app, Action* chosen) {
-  auto request = std::make_shared<AppRequest>();
-  CLI::App* command = flight_side_command(
+  const auto [command, request] = flight_side_command<AppRequest>(
       app, "app", "Be the application on TCP: show what comes, send frames.", kAppHelp);
   add_port(command, "--port", &request->port, "TCP port of the camera's application server");
   add_seconds(command, &request->seconds);
@@ -241,7 +240,7 @@ void add_app_command(CLI::App& app, Action* chosen) {
   command->add_option("--send", request->sends, "ID[:HEX][@SYSTEM]: a frame to send; repeatable")
       ->expected(1)
       ->take_all();
-  command->callback([request, chosen] {
+  command->callback([request = request, chosen] {
     request->frames.clear();
     for (const std::string& text : request->sends) {
       const auto frame = parse_app_frame(text, request->system);

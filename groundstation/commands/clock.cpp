@@ -58,10 +58,8 @@ ExitCode set_clock(Session& session, std::optional<uint64_t> time_ms, int hours)
 }  // namespace
 
 void add_clock_command(CLI::App& app, Action* chosen) {
-  auto request = std::make_shared<ClockRequest>();
-  CLI::App* command =
-      app.add_subcommand("clock", "Set the camera's clock and wait until the camera confirms it.")
-          ->group(kSettingsGroup);
+  const auto [command, request] = setting_command<ClockRequest>(
+      app, "clock", "Set the camera's clock and wait until the camera confirms it.");
   command->footer(
       "\nOnce the camera service has confirmed a time, the camera confirms every further one and\n"
       "keeps its own; the answer does not tell the two apart. Status 1: it could not be set.\n");
@@ -73,7 +71,7 @@ void add_clock_command(CLI::App& app, Action* chosen) {
   command->add_option("--offset", request->hours, "Hours that the camera adds")
       ->check(CLI::Range(-24, 24))
       ->capture_default_str();
-  command->callback([request, chosen] {
+  command->callback([request = request, chosen] {
     std::optional<uint64_t> time_ms;
     if (!request->time.empty()) {
       time_ms = parse_clock(request->time);

@@ -217,8 +217,7 @@ std::string factory_help() {
 }  // namespace
 
 void add_factory_command(CLI::App& app, Action* chosen) {
-  auto request = std::make_shared<FactoryRequest>();
-  CLI::App* command = flight_side_command(
+  const auto [command, request] = flight_side_command<FactoryRequest>(
       app, "factory", "Test a camera module over its serial line; pass/fail sheet.",
       factory_help());
   command->add_option("TEST", request->tests, "The tests to run, in this order")
@@ -232,8 +231,8 @@ void add_factory_command(CLI::App& app, Action* chosen) {
       ->check([](const std::string& text) {
         return is_mac_text(text) ? std::string() : fmt::format("{} is no MAC address", text);
       });
-  command->callback([request, chosen] {
-    *chosen = [request = *request](Session& session) { return FactoryRun(session, request).run(); };
+  run_with(command, request, chosen, [](Session& session, const FactoryRequest& with) {
+    return FactoryRun(session, with).run();
   });
 }
 

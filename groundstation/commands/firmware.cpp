@@ -37,19 +37,17 @@ void add_firmware_commands(CLI::App& app, Action* chosen) {
   firmware->require_subcommand(1);
   firmware->group(kFlightSideGroup);
 
-  auto send = std::make_shared<FirmwareSendRequest>();
-  CLI::App* sender = firmware->add_subcommand("send", "Send an image to the camera.");
+  const auto [sender, send] =
+      add_command<FirmwareSendRequest>(*firmware, "send", "Send an image to the camera.");
   sender->footer(kFirmwareSendHelp);
   sender->add_option("FILE", send->file, "The image, 1 byte to 512 MiB")->required();
   sender->add_flag("--resume", send->resume, "Go on with a transfer that runs");
   add_drop_option(*sender, &send->drop_every, "Lose every N-th chunk, to try a poor link");
   sender->add_flag("-q,--quiet", send->quiet, "No progress");
-  sender->callback([send, chosen] {
-    *chosen = [request = *send](Session& session) { return send_firmware(session, request); };
-  });
+  run_with(sender, send, chosen, send_firmware);
 
-  auto serve = std::make_shared<FirmwareServeRequest>();
-  CLI::App* server = firmware->add_subcommand("serve", "Play a board and receive its image.");
+  const auto [server, serve] =
+      add_command<FirmwareServeRequest>(*firmware, "serve", "Play a board and receive its image.");
   server->footer(kFirmwareServeHelp);
   const std::map<std::string, uint8_t> boards{{"any", uint8_t{0}},
                                               {"gimbal", kBoardGimbal},
@@ -63,7 +61,7 @@ void add_firmware_commands(CLI::App& app, Action* chosen) {
   server->add_flag("--force", serve->force, "Replace a file of that name");
   add_drop_option(*server, &serve->drop_every, "Lose every N-th chunk, to try a poor link");
   server->add_flag("-q,--quiet", serve->quiet, "No progress");
-  server->callback([serve, board, boards, chosen] {
+  server->callback([serve = serve, board, boards, chosen] {
     serve->board = boards.at(*board);
     *chosen = [request = *serve](Session& session) { return serve_firmware(session, request); };
   });

@@ -263,9 +263,8 @@ ExitCode receive_live(Session& session, const LiveRequest& request) {
 }  // namespace
 
 void add_live_command(CLI::App& app, Action* chosen) {
-  auto request = std::make_shared<LiveRequest>();
-  CLI::App* command = app.add_subcommand(
-      "live",
+  const auto [command, request] = add_command<LiveRequest>(
+      app, "live",
       "Receive the live video and write it as H.264 (Annex B), from the first key picture on.\n"
       "Shows rate, gaps (pictures missing, by frame number) and stalls (pauses over 0.5 s).\n"
       "Ctrl-C ends it in order; the stream is switched off at the end.");
@@ -277,9 +276,7 @@ void add_live_command(CLI::App& app, Action* chosen) {
                       "File to write; - is standard output (not given: only the figures)");
   add_port(command, "--port", &request->port, "UDP port that the camera sends live video to");
   command->add_flag("-q,--quiet", request->quiet, "No progress, only the summary");
-  command->callback([request, chosen] {
-    *chosen = [request = *request](Session& session) { return receive_live(session, request); };
-  });
+  run_with(command, request, chosen, receive_live);
 }
 
 }  // namespace groundstation

@@ -149,9 +149,8 @@ ExitCode take_photo(Session& session, const PhotoRequest& request) {
 
 void add_photo_command(CLI::App& app, Action* chosen) {
   const std::map<std::string, int> mode_codes{{"PR", 1}, {"PW", 2}, {"PV", 3}, {"PH", 4}};
-  auto request = std::make_shared<PhotoRequest>();
-  CLI::App* command = app.add_subcommand(
-      "photo",
+  const auto [command, request] = add_command<PhotoRequest>(
+      app, "photo",
       "Take a photo and wait until it is tagged and named.\n"
       "Switches to photo mode first if needed. A photo is never taken twice: the command is sent\n"
       "again only when it is certain that the first one did not arrive.");
@@ -165,9 +164,7 @@ void add_photo_command(CLI::App& app, Action* chosen) {
       ->check(CLI::Range(0, 9999))
       ->needs(mode)
       ->capture_default_str();
-  command->callback([request, chosen] {
-    *chosen = [request = *request](Session& session) { return take_photo(session, request); };
-  });
+  run_with(command, request, chosen, take_photo);
 }
 
 }  // namespace groundstation

@@ -99,15 +99,13 @@ void add_record_commands(CLI::App& app, Action* chosen) {
     *chosen = [](Session& session) { return record(session, kStop); };
   });
 
-  auto mode = std::make_shared<uint32_t>(0);
-  CLI::App* mode_app = app.add_subcommand("mode", "Switch the camera to photo or video mode.");
+  const auto [mode_app, mode] =
+      add_command<uint32_t>(app, "mode", "Switch the camera to photo or video mode.");
   const std::map<std::string, uint32_t> words{{"photo", kModePhoto}, {"video", kModeVideo}};
   mode_app->add_option("MODE", *mode, "photo or video")
       ->required()
       ->transform(CLI::CheckedTransformer(words, CLI::ignore_case));
-  mode_app->callback([mode, chosen] {
-    *chosen = [mode = *mode](Session& session) { return set_mode(session, mode); };
-  });
+  run_with(mode_app, mode, chosen, set_mode);
 }
 
 }  // namespace groundstation

@@ -6,7 +6,9 @@
 #include <CLI/CLI.hpp>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
+#include <utility>
 
 #include "groundstation/link/camera_link.h"
 #include "groundstation/terminal/output.h"
@@ -28,13 +30,31 @@ inline constexpr const char* kSettingsGroup = "Settings";
 // The same for firmware, the application and what else stands around the camera.
 inline constexpr const char* kFlightSideGroup = "Flight side and factory";
 
-// A command of that group.
-inline CLI::App* flight_side_command(CLI::App& app, const char* name, const char* about,
+// A command and what its options fill.
+template <typename Request>
+using Command = std::pair<CLI::App*, std::shared_ptr<Request>>;
+
+template <typename Request>
+Command<Request> add_command(CLI::App& app, const char* name, const char* about) {
+  return {app.add_subcommand(name, about), std::make_shared<Request>()};
+}
+
+// One about settings.
+template <typename Request>
+Command<Request> setting_command(CLI::App& app, const char* name, const char* about) {
+  Command<Request> made = add_command<Request>(app, name, about);
+  made.first->group(kSettingsGroup);
+  return made;
+}
+
+// One of the flight side, with more in its help.
+template <typename Request>
+Command<Request> flight_side_command(CLI::App& app, const char* name, const char* about,
                                      const std::string& more) {
-  CLI::App* command = app.add_subcommand(name, about);
-  command->group(kFlightSideGroup);
-  command->footer(more);
-  return command;
+  Command<Request> made = add_command<Request>(app, name, about);
+  made.first->group(kFlightSideGroup);
+  made.first->footer(more);
+  return made;
 }
 
 // An option that takes a port, with its default in the help.
@@ -49,6 +69,14 @@ inline void add_seconds(CLI::App* command, double* seconds) {
 }
 
 using Action = std::function<ExitCode(Session&)>;
+
+// When the command was given, the action is `run` with what its options say then.
+template <typename Request, typename Run>
+void run_with(CLI::App* command, const std::shared_ptr<Request>& request, Action* chosen, Run run) {
+  command->callback([request, chosen, run] {
+    *chosen = [request = *request, run](Session& session) { return run(session, request); };
+  });
+}
 
 // Whether the command that was given speaks on the camera link, which the program then opens before
 // it runs the action. The others (media, app, stick, ack, factory) have roads of their own: their

@@ -104,9 +104,9 @@ acknowledges the reports.
 
 void add_quality_command(CLI::App& app, Action* chosen) {
   constexpr int kMostFrames = 1 << 24;  // what a float carries exactly
-  auto request = std::make_shared<QualityRequest>();
-  CLI::App* command = app.add_subcommand(
-      "link-quality", "Report how much of the live video arrives; the camera sets the rate by it.");
+  const auto [command, request] = add_command<QualityRequest>(
+      app, "link-quality",
+      "Report how much of the live video arrives; the camera sets the rate by it.");
   command->footer(kQualityHelp);
   command->add_option("SENT", request->quality.sent, "Frames that the camera sent")
       ->required()
@@ -122,7 +122,7 @@ void add_quality_command(CLI::App& app, Action* chosen) {
   command->add_option("--times", request->times, "Send it so often")
       ->check(CLI::Range(1, 1000))
       ->capture_default_str();
-  command->callback([request, chosen] {
+  command->callback([request = request, chosen] {
     std::copy(request->losses.begin(), request->losses.end(), request->quality.losses.begin());
     *chosen = [request = *request](Session& session) { return send_quality(session, request); };
   });
@@ -131,23 +131,19 @@ void add_quality_command(CLI::App& app, Action* chosen) {
 }  // namespace
 
 void add_send_commands(CLI::App& app, Action* chosen) {
-  auto signal = std::make_shared<int>(0);
-  CLI::App* bitrate =
-      app.add_subcommand("bitrate",
-                         "Choose the bit rate of the live video by signal strength:\n"
-                         "2 to 39 gives 512 kbit/s, 40 to 69 gives 1024, 70 to 100 gives 2048.");
+  const auto [bitrate, signal] =
+      add_command<int>(app, "bitrate",
+                       "Choose the bit rate of the live video by signal strength:\n"
+                       "2 to 39 gives 512 kbit/s, 40 to 69 gives 1024, 70 to 100 gives 2048.");
   bitrate->add_option("SIGNAL", *signal, "Signal strength, percent")
       ->required()
       ->check(CLI::Range(0, 255));
-  bitrate->callback([signal, chosen] {
-    *chosen = [signal = *signal](Session& session) { return send_bitrate(session, signal); };
-  });
+  run_with(bitrate, signal, chosen, send_bitrate);
 
   add_quality_command(app, chosen);
 
-  auto place = std::make_shared<Position>();
-  CLI::App* position = app.add_subcommand(
-      "position", "Tell the camera where it is; the next photos are tagged with it.");
+  const auto [position, place] = add_command<Position>(
+      app, "position", "Tell the camera where it is; the next photos are tagged with it.");
   position->add_option("LATITUDE", place->latitude, "Degrees, south negative")
       ->required()
       ->check(CLI::Range(-90.0, 90.0));
@@ -157,9 +153,7 @@ void add_send_commands(CLI::App& app, Action* chosen) {
   position->add_option("ALTITUDE", place->altitude, "Metres")
       ->required()
       ->check(CLI::Range(-10000.0, 100000.0));
-  position->callback([place, chosen] {
-    *chosen = [place = *place](Session& session) { return send_position(session, place); };
-  });
+  run_with(position, place, chosen, send_position);
 }
 
 }  // namespace groundstation

@@ -202,27 +202,23 @@ video_quality cannot be read back. The interval of a time-lapse is set by "timel
 }  // namespace
 
 void add_setting_commands(CLI::App& app, Action* chosen) {
-  auto set = std::make_shared<SetRequest>();
-  CLI::App* set_app =
-      app.add_subcommand("set", "Set one camera setting and wait until the camera confirms it.")
-          ->group(kSettingsGroup);
+  const auto [set_app, set] = setting_command<SetRequest>(
+      app, "set", "Set one camera setting and wait until the camera confirms it.");
   set_app->add_option("NAME", set->name, "The setting, by either name below")->required();
   set_app->add_option("VALUE", set->value, "A word or its number, as below")->required();
   set_app->add_flag("--any", set->any, "Send a number that the setting does not take, too");
   set_app->footer(fmt::format("\nSettings and their values:\n{}{}", settings_help(), kSetMore));
-  set_app->callback([set, chosen] { *chosen = set_action(*set); });
+  set_app->callback([set = set, chosen] { *chosen = set_action(*set); });
 
-  auto get = std::make_shared<GetRequest>();
-  CLI::App* get_app =
-      app.add_subcommand("get", "Show camera settings, as the next status record has them.")
-          ->group(kSettingsGroup);
+  const auto [get_app, get] = setting_command<GetRequest>(
+      app, "get", "Show camera settings, as the next status record has them.");
   get_app->add_option("NAME", get->names, "Settings, by either name; none: all of them");
   get_app->add_flag("--all", get->all, "All of them");
   get_app->footer(
       fmt::format("\nSettings and their values:\n{}\nvideo_quality is not in the status record: "
                   "asked for by itself it ends with status 1.\n",
                   settings_help()));
-  get_app->callback([get, chosen] { *chosen = get_action(*get); });
+  get_app->callback([get = get, chosen] { *chosen = get_action(*get); });
 
   add_reset_command(app, chosen, kDefaults);
   add_reset_command(app, chosen, kFormat);

@@ -104,17 +104,14 @@ ExitCode show_status(Session& session, const StatusRequest& request) {
 }  // namespace
 
 void add_status_command(CLI::App& app, Action* chosen) {
-  auto request = std::make_shared<StatusRequest>();
-  CLI::App* command = app.add_subcommand(
-      "status", "Show what the camera reports: mode, recording, settings, card, free space.");
+  const auto [command, request] = add_command<StatusRequest>(
+      app, "status", "Show what the camera reports: mode, recording, settings, card, free space.");
   CLI::Option* watch =
       command->add_flag("--watch", request->watch, "Show it again every second, until Ctrl-C");
   command->add_option("--seconds", request->seconds, "With --watch: end after so many seconds")
       ->needs(watch)
       ->check(CLI::NonNegativeNumber);
-  command->callback([request, chosen] {
-    *chosen = [request = *request](Session& session) { return show_status(session, request); };
-  });
+  run_with(command, request, chosen, show_status);
 }
 
 }  // namespace groundstation

@@ -80,8 +80,7 @@ ExitCode run_stick(Session& session, const StickRequest& request) {
 
 void add_stick_command(CLI::App& app, Action* chosen) {
   constexpr size_t kMostBytes = 65507;
-  auto request = std::make_shared<StickRequest>();
-  CLI::App* command = flight_side_command(
+  const auto [command, request] = flight_side_command<StickRequest>(
       app, "stick", "Send stick data to the flight controller through the camera.", kStickHelp);
   command->add_option("HEX", request->texts, "A datagram each, in hexadecimal digits")->required();
   add_port(command, "--port", &request->port, "UDP port of the camera's stick socket");
@@ -91,7 +90,7 @@ void add_stick_command(CLI::App& app, Action* chosen) {
   command->add_option("--times", request->times, "Send all of them so often")
       ->check(CLI::Range(1, 1'000'000))
       ->capture_default_str();
-  command->callback([request, chosen] {
+  command->callback([request = request, chosen] {
     request->datagrams.clear();
     for (const std::string& text : request->texts) {
       auto bytes = parse_hex(text);

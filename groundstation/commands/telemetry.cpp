@@ -68,9 +68,8 @@ ExitCode play(Session& session, const TelemetryRequest& request) {
 }  // namespace
 
 void add_telemetry_command(CLI::App& app, Action* chosen) {
-  auto request = std::make_shared<TelemetryRequest>();
-  CLI::App* command =
-      app.add_subcommand("telemetry", "Play flight data from a file into the camera's logs.");
+  const auto [command, request] = add_command<TelemetryRequest>(
+      app, "telemetry", "Play flight data from a file into the camera's logs.");
   command->add_option("FILE", request->path, "The messages, as below")->required();
   command->add_option("--rate", request->rate, "Messages per second")
       ->check(CLI::Range(0.1, 10000.0))
@@ -79,9 +78,7 @@ void add_telemetry_command(CLI::App& app, Action* chosen) {
       ->check(CLI::Range(1, 1000000))
       ->capture_default_str();
   command->footer(kFormatHelp);
-  command->callback([request, chosen] {
-    *chosen = [request = *request](Session& session) { return play(session, request); };
-  });
+  run_with(command, request, chosen, play);
 }
 
 }  // namespace groundstation

@@ -3,26 +3,17 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <nlohmann/json.hpp>
 
 #include "base/bytes.h"
 #include "groundstation/messages/camera_messages.h"
 #include "groundstation/messages/hex_text.h"
+#include "groundstation/messages/whole_number.h"
 
 namespace groundstation {
 namespace {
 
 constexpr uint8_t kAppHeartbeatLength = 9;
-
-// The whole text as a number.
-std::optional<uint8_t> byte_number(std::string_view text) {
-  uint8_t number = 0;
-  const char* end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc{} || stop != end) return std::nullopt;
-  return number;
-}
 
 std::span<const uint8_t> payload_of(const flightlink::MavlinkMessage& frame) {
   return {frame.payload, frame.len};
@@ -34,7 +25,7 @@ std::optional<AppFrame> parse_app_frame(const std::string& text, uint8_t own_sys
   std::string_view rest = text;
   AppFrame frame{{}, own_system};
   if (const size_t at = rest.find('@'); at != std::string_view::npos) {
-    const auto system = byte_number(rest.substr(at + 1));
+    const auto system = whole_number<uint8_t>(rest.substr(at + 1));
     if (!system.has_value()) return std::nullopt;
     frame.sysid = *system;
     rest = rest.substr(0, at);
@@ -45,7 +36,7 @@ std::optional<AppFrame> parse_app_frame(const std::string& text, uint8_t own_sys
     frame.message.payload = std::move(*payload);
     rest = rest.substr(0, colon);
   }
-  const auto id = byte_number(rest);
+  const auto id = whole_number<uint8_t>(rest);
   if (!id.has_value()) return std::nullopt;
   frame.message.msgid = *id;
   return frame;

@@ -3,7 +3,7 @@
 #include <arpa/inet.h>
 #include <fmt/format.h>
 
-#include <charconv>
+#include "groundstation/messages/whole_number.h"
 
 namespace groundstation {
 
@@ -13,10 +13,9 @@ std::optional<sockaddr_in> parse_endpoint(const std::string& text, uint16_t defa
   uint16_t port = default_port;
   const size_t colon = text.find(':');
   if (colon != std::string::npos) {
-    const char* begin = text.data() + colon + 1;
-    const char* end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(begin, end, port);
-    if (error != std::errc{} || stop != end) return std::nullopt;
+    const auto given = whole_number<uint16_t>(std::string_view(text).substr(colon + 1));
+    if (!given.has_value()) return std::nullopt;
+    port = *given;
   }
   endpoint.sin_port = htons(port);
   if (::inet_pton(AF_INET, text.substr(0, colon).c_str(), &endpoint.sin_addr) != 1) {

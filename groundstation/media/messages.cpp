@@ -1,11 +1,11 @@
 #include "groundstation/media/messages.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstring>
 
 #include "base/bytes.h"
 #include "flightlink/frame/messages.h"
+#include "groundstation/messages/whole_number.h"
 
 namespace groundstation {
 namespace {
@@ -103,12 +103,6 @@ std::optional<MediaEvent> decode_media_datagram(std::span<const uint8_t> datagra
   return std::nullopt;
 }
 
-std::optional<uint64_t> media_number(std::string_view text) {
-  uint64_t number = 0;
-  const char* end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc{} || stop != end) return std::nullopt;
-  return number;
-}
+std::optional<uint64_t> media_number(std::string_view text) { return whole_number<uint64_t>(text); }
 
 }  // namespace groundstation

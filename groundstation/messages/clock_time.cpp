@@ -2,9 +2,10 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
 #include <chrono>
 #include <regex>
+
+#include "groundstation/messages/whole_number.h"
 
 namespace groundstation {
 namespace {
@@ -19,17 +20,10 @@ using std::chrono::year_month_day;
 // No year beyond this one is shown, so that every number of milliseconds can be.
 constexpr uint64_t kLastMillisecond = 253402300799999;  // 9999-12-31 23:59:59.999
 
-std::optional<uint64_t> whole_milliseconds(const std::string& text) {
-  uint64_t value = 0;
-  const char* end = text.data() + text.size();
-  const auto [rest, error] = std::from_chars(text.data(), end, value);
-  return error == std::errc() && rest == end ? std::optional(value) : std::nullopt;
-}
-
 }  // namespace
 
 std::optional<uint64_t> parse_clock(const std::string& text) {
-  if (const auto milliseconds = whole_milliseconds(text)) return milliseconds;
+  if (const auto milliseconds = whole_number<uint64_t>(text)) return milliseconds;
   static const std::regex kForm(
       R"((\d{4})-(\d\d)-(\d\d)[T ](\d\d):(\d\d):(\d\d)(Z|([+-])(\d\d):(\d\d))?)");
   std::smatch parts;

@@ -4,9 +4,9 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 
 #include "groundstation/messages/camera_messages.h"
+#include "groundstation/messages/whole_number.h"
 
 namespace groundstation {
 namespace {
@@ -103,13 +103,11 @@ std::optional<int32_t> parse_setting(const Setting& setting, std::string_view te
   for (size_t i = 0; i < setting.words.size(); i++) {
     if (plain(setting.words[i]) == wanted) return static_cast<int32_t>(i);
   }
-  int32_t number = 0;
-  const char* end = text.data() + text.size();
-  const auto [rest, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc() || rest != end || text.empty()) return std::nullopt;
+  const auto number = whole_number<int32_t>(text);
+  if (!number.has_value()) return std::nullopt;
   const int32_t low = any ? -kMostAnyNumber : 0;
   const int32_t high = any ? kMostAnyNumber : setting.high;
-  return number >= low && number <= high ? std::optional(number) : std::nullopt;
+  return *number >= low && *number <= high ? number : std::nullopt;
 }
 
 std::string setting_text(const Setting& setting, uint32_t value) {

@@ -2,8 +2,9 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
 #include <string_view>
+
+#include "groundstation/messages/whole_number.h"
 
 namespace groundstation {
 namespace {
@@ -28,9 +29,9 @@ std::vector<std::string_view> fields_of(std::string_view line) {
 
 template <typename Number>
 bool number_field(std::string_view text, Number* number) {
-  const char* end = text.data() + text.size();
-  const auto [rest, error] = std::from_chars(text.data(), end, *number);
-  return error == std::errc() && rest == end;
+  const auto given = whole_number<Number>(text);
+  if (given.has_value()) *number = *given;
+  return given.has_value();
 }
 
 // The last field, whose range depends on the message.
