@@ -2,10 +2,9 @@
 // service.
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 
-#include "support/fixtures.h"
+#include "support/scripted_suite.h"
 
 namespace {
 
@@ -20,22 +19,17 @@ std::string rate_text(int rate) {
   return R"({"msg_id":16,"token":7,"param":")" + std::to_string(rate) + "\"}";
 }
 
-class CameraActions : public ::testing::Test {
+class CameraActions : public ScriptedSuite {
  protected:
-  static void SetUpTestSuite() { board = std::make_unique<ScriptedBoard>(); }
-  static void TearDownTestSuite() { board.reset(); }
   void SetUp() override {
-    board->reset();
+    ScriptedSuite::SetUp();
     board->camera.answer("\"msg_id\":769,",
                          R"({"rval":0,"msg_id":769,"param":"C:\\DCIM\\20200101_120000AA.JPG"})");
     board->camera.answer("\"msg_id\":772,", R"({"rval":0,"msg_id":772})");
     board->camera.answer("\"msg_id\":513,", R"({"rval":0,"msg_id":513})");
     board->camera.answer("\"msg_id\":514,", R"({"rval":0,"msg_id":514})");
     board->camera.answer("\"msg_id\":16,", R"({"rval":0,"msg_id":16})");
-    mark = board->peer.mark();
-    texts = board->camera.mark();
   }
-  void TearDown() override { EXPECT_TRUE(board->maintask.runs()); }
 
   static void act(float action, float value = 0) {
     board->peer.send(command_long({.command = 2, .param1 = action, .param2 = value}));
@@ -59,16 +53,22 @@ class CameraActions : public ::testing::Test {
     const auto found = board->camera.wait_for(text, seconds(5), texts);
     return found && found->text == text;
   }
+  // With its next heartbeat.
+  static void peer_becomes_strong() {
+    board->peer.keep_alive(0);
+    let_pass(milliseconds(100));
+  }
+  // The signal makes the camera's rate this one, and its answer has confirmed it.
+  void expect_rate(float signal, int rate) const {
+    act(9, signal);
+    EXPECT_TRUE(wait_for_text(rate_text(rate))) << signal;
+    let_pass(milliseconds(50));
+  }
   void expect_no_text(const std::string& part) const {
     let_pass(milliseconds(300));
     EXPECT_EQ(board->camera.count(part, texts), 0U);
   }
-
-  static std::unique_ptr<ScriptedBoard> board;
-  size_t mark = 0;
-  size_t texts = 0;
 };
-std::unique_ptr<ScriptedBoard> CameraActions::board;
 
 TEST_F(CameraActions, APhotoIsAcknowledgedAndReported) {
   act(1);
@@ -274,17 +274,12 @@ TEST_F(CameraActions, BitrateFollowsTheSignalValue) {
 TEST_F(CameraActions, AWeakPeerGetsTheMiddleBitrateWhateverTheSignal) {
   board->peer.keep_alive(0xA0);
   let_pass(milliseconds(100));
-  act(9, 2);
-  EXPECT_TRUE(wait_for_text(rate_text(1024)));
-  let_pass(milliseconds(50));
+  expect_rate(2, 1024);
   texts = board->camera.mark();
   act(9, 100);
   expect_no_text("\"msg_id\":16,");
-  board->peer.keep_alive(0);
-  let_pass(milliseconds(100));
-  act(9, 100);
-  EXPECT_TRUE(wait_for_text(rate_text(2048)));
-  let_pass(milliseconds(50));
+  peer_becomes_strong();
+  expect_rate(100, 2048);
 }
 
 TEST_F(CameraActions, TheReservedHeartbeatLeavesThePeerNibble) {
@@ -292,14 +287,9 @@ TEST_F(CameraActions, TheReservedHeartbeatLeavesThePeerNibble) {
   let_pass(milliseconds(100));
   board->peer.fall_silent();
   board->peer.send(heartbeat(95, 0xF503));
-  act(9, 2);
-  EXPECT_TRUE(wait_for_text(rate_text(1024)));
-  let_pass(milliseconds(50));
-  board->peer.keep_alive(0);
-  let_pass(milliseconds(100));
-  act(9, 100);
-  EXPECT_TRUE(wait_for_text(rate_text(2048)));
-  let_pass(milliseconds(50));
+  expect_rate(2, 1024);
+  peer_becomes_strong();
+  expect_rate(100, 2048);
 }
 
 TEST_F(CameraActions, AStreamThatHasStoppedTakesNoActions) {

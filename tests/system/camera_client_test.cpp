@@ -1,10 +1,9 @@
 // How maintask cuts and understands what the camera service says, byte by byte.
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 
-#include "support/fixtures.h"
+#include "support/scripted_suite.h"
 
 namespace {
 
@@ -14,17 +13,8 @@ using namespace support;  // NOLINT
 // object has been handled.
 constexpr const char* kVisible = R"({"notify_id":5,"param":"x"})";
 
-class CameraTexts : public ::testing::Test {
+class CameraTexts : public ScriptedSuite {
  protected:
-  static void SetUpTestSuite() { board = std::make_unique<ScriptedBoard>(); }
-  static void TearDownTestSuite() { board.reset(); }
-  void SetUp() override {
-    board->reset();
-    mark = board->peer.mark();
-    texts = board->camera.mark();
-  }
-  void TearDown() override { EXPECT_TRUE(board->maintask.runs()); }
-
   // How many SD reports with that code have come since the test began.
   size_t sd_reports(uint8_t code) const {
     size_t count = 0;
@@ -46,12 +36,7 @@ class CameraTexts : public ::testing::Test {
                          board->peer.mark())
         .has_value();
   }
-
-  static std::unique_ptr<ScriptedBoard> board;
-  size_t mark = 0;
-  size_t texts = 0;
 };
-std::unique_ptr<ScriptedBoard> CameraTexts::board;
 
 TEST_F(CameraTexts, TwoObjectsInOneReadAreBothHandled) {
   say(std::string(kVisible) + kVisible);

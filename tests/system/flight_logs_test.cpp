@@ -6,10 +6,9 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <string>
 
-#include "support/fixtures.h"
+#include "support/scripted_suite.h"
 
 namespace {
 
@@ -46,11 +45,10 @@ std::string flyctl_line(uint32_t time, const std::string& last) {
   return line + "," + last + "\n";
 }
 
-class FlightLogs : public ::testing::Test {
+class FlightLogs : public ScriptedSuite {
  protected:
-  static void SetUpTestSuite() { board = std::make_unique<ScriptedBoard>(); }
-  static void TearDownTestSuite() { board.reset(); }
-  void TearDown() override { EXPECT_TRUE(board->maintask.runs()); }
+  // The logs go on from test to test: nothing is brought back.
+  void SetUp() override {}
 
   static void make_media_folder() { fs::create_directories("/tmp/SD0/KRVMEDIA"); }
   static void expect_content(const std::string& path, const std::string& wanted) {
@@ -73,10 +71,7 @@ class FlightLogs : public ::testing::Test {
     fs::remove(kCard + "filler");
     fs::remove(kCard + "rest");
   }
-
-  static std::unique_ptr<ScriptedBoard> board;
 };
-std::unique_ptr<ScriptedBoard> FlightLogs::board;
 
 // Ordered: the first one sees a card that no log was written on.
 TEST_F(FlightLogs, ARecordIsALineOnACardWithItsMediaFolder) {
@@ -122,7 +117,7 @@ TEST_F(FlightLogs, AFloodOfRecordsLeavesTheOtherTrafficAlone) {
   // A minute by hand: FLOOD_SECONDS=60.
   const char* wanted = std::getenv("FLOOD_SECONDS");
   const int length = wanted != nullptr ? std::atoi(wanted) : 3;
-  const size_t mark = board->peer.mark();
+  mark = board->peer.mark();
   std::string expected = before;
   const Time start = Clock::now();
   for (uint32_t i = 0; i < static_cast<uint32_t>(length) * 1000; i++) {

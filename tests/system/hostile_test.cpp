@@ -3,22 +3,17 @@
 
 #include <initializer_list>
 #include <limits>
-#include <memory>
 #include <random>
 #include <string>
 
-#include "support/fixtures.h"
+#include "support/scripted_suite.h"
 
 namespace {
 
 using namespace support;  // NOLINT
 
-class Hostile : public ::testing::Test {
+class Hostile : public ScriptedSuite {
  protected:
-  static void SetUpTestSuite() { board = std::make_unique<ScriptedBoard>(); }
-  static void TearDownTestSuite() { board.reset(); }
-  void SetUp() override { board->reset(); }
-
   void TearDown() override { expect_works(); }
 
   static void send(const Bytes& bytes) { board->peer.send_bytes(bytes); }
@@ -35,11 +30,8 @@ class Hostile : public ::testing::Test {
     }
     EXPECT_TRUE(arrived) << board->maintask.process().output();
   }
-
-  static std::unique_ptr<ScriptedBoard> board;
   std::mt19937 random{20200101};
 };
-std::unique_ptr<ScriptedBoard> Hostile::board;
 
 TEST_F(Hostile, DatagramsWithoutAFrameAreDroppedAndTheNextFrameWorks) {
   board->peer.fall_silent();
@@ -59,7 +51,7 @@ TEST_F(Hostile, ABadChecksumIsDroppedAndTheNextFrameWorks) {
   for (const size_t position : {good.size() - 1, good.size() - 2, size_t{8}, size_t{2}}) {
     Bytes frame = good;
     frame[position] ^= 0x55;
-    const size_t texts = board->camera.mark();
+    texts = board->camera.mark();
     send(frame);
     EXPECT_FALSE(board->camera.wait_for("\"msg_id\":16,", milliseconds(150), texts)) << position;
     send(good);
@@ -165,7 +157,7 @@ TEST_F(Hostile, ACameraServiceThatTalksNonsenseIsHarmless) {
     if (round % 10 == 0) let_pass(milliseconds(10));
   }
   board->camera.drop();
-  const size_t texts = board->camera.mark();
+  texts = board->camera.mark();
   EXPECT_TRUE(board->camera.wait_for("\"free\"", seconds(30), texts));
 }
 

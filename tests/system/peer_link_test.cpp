@@ -3,10 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <memory>
 #include <string>
 
-#include "support/fixtures.h"
+#include "support/scripted_suite.h"
 
 namespace {
 
@@ -70,19 +69,10 @@ TEST(Silence, RecyclesTheSocketEveryFourSecondsAndSwitchesTheLampOnce) {
   EXPECT_EQ(gpio_values("10").back(), "0");
 }
 
-class PeerMessages : public ::testing::Test {
- protected:
-  static void SetUpTestSuite() { board = std::make_unique<ScriptedBoard>(); }
-  static void TearDownTestSuite() { board.reset(); }
-  void SetUp() override { board->reset(); }
-  void TearDown() override { EXPECT_TRUE(board->maintask.runs()); }
-
-  static std::unique_ptr<ScriptedBoard> board;
-};
-std::unique_ptr<ScriptedBoard> PeerMessages::board;
+class PeerMessages : public ScriptedSuite {};
 
 TEST_F(PeerMessages, StreamOnWordIsBitZeroOfTheHeartbeat) {
-  size_t mark = board->peer.mark();
+  mark = board->peer.mark();
   board->peer.send(stream_on(false));
   EXPECT_TRUE(board->peer.wait_for(
       [](const Frame& frame) { return frame.id == 0 && frame.u8(7) == 0; }, seconds(5), mark));
@@ -93,8 +83,8 @@ TEST_F(PeerMessages, StreamOnWordIsBitZeroOfTheHeartbeat) {
 }
 
 TEST_F(PeerMessages, TwoFramesInOneDatagramAreBothTaken) {
-  const size_t mark = board->peer.mark();
-  const size_t texts = board->camera.mark();
+  mark = board->peer.mark();
+  texts = board->camera.mark();
   Bytes both = encode(stream_on(false));
   const Bytes probe = encode(board->probe_frame());
   both.insert(both.end(), probe.begin(), probe.end());
@@ -110,7 +100,7 @@ TEST_F(PeerMessages, AFrameMayBeSplitOverTwoDatagrams) {
   // A heartbeat between the halves would break the frame, so the peer holds its own back.
   board->peer.fall_silent();
   let_pass(milliseconds(50));
-  const size_t texts = board->camera.mark();
+  texts = board->camera.mark();
   const Bytes probe = encode(board->probe_frame());
   const std::span bytes(probe);
   board->peer.send_bytes(bytes.first(7));
@@ -122,7 +112,7 @@ TEST_F(PeerMessages, AFrameMayBeSplitOverTwoDatagrams) {
 
 TEST_F(PeerMessages, AShortMessageIsReadAsIfZeroesFollowed) {
   // Message 67 without its fourth byte switches the stream off, whatever the frame before it held.
-  const size_t mark = board->peer.mark();
+  mark = board->peer.mark();
   board->peer.send(message(67, Bytes(6, 0xFF)));
   board->peer.send(message(67, Bytes(3, 0xFF)));
   EXPECT_TRUE(board->peer.wait_for(

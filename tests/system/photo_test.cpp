@@ -9,11 +9,10 @@
 #include <cmath>
 #include <filesystem>
 #include <map>
-#include <memory>
 #include <string>
 
 #include "photo_files.h"
-#include "support/fixtures.h"
+#include "support/scripted_suite.h"
 
 namespace {
 
@@ -31,17 +30,16 @@ std::string report_of(const std::string& path) {
   return R"({"rval":0,"msg_id":769,"param":")" + path + "\"}";
 }
 
-class Photo : public ::testing::Test {
+class Photo : public ScriptedSuite {
  protected:
   static void SetUpTestSuite() {
-    board = std::make_unique<ScriptedBoard>();
+    ScriptedSuite::SetUpTestSuite();
     photo_files::make_photo("/tmp/photo.jpg");
     photo_files::make_plain_photo("/tmp/plain.jpg");
   }
-  static void TearDownTestSuite() { board.reset(); }
 
   void SetUp() override {
-    board->reset();
+    ScriptedSuite::SetUp();
     std::filesystem::remove_all("/tmp/SD0/KRVMEDIA");
     for (const char* folder : {kPictures, kThumbnails, kVideos}) {
       std::filesystem::create_directories(folder);
@@ -50,7 +48,6 @@ class Photo : public ::testing::Test {
     // Photo mode 0: the photo keeps its name.
     no_action();
   }
-  void TearDown() override { EXPECT_TRUE(board->maintask.runs()); }
 
   // Clears the photo mode, as every command 2 does.
   static void no_action() { board->peer.send(command_long({.command = 2, .param1 = 5})); }
@@ -59,12 +56,12 @@ class Photo : public ::testing::Test {
   }
   // Takes a photo and waits until it has been worked on.
   static void take(const Frame& request = command_long({.command = 2, .param1 = 1})) {
-    const size_t mark = board->peer.mark();
+    const size_t from = board->peer.mark();
     board->peer.send(request);
-    const auto acknowledgement = board->peer.wait_for_ack(2001, seconds(5), mark);
+    const auto acknowledgement = board->peer.wait_for_ack(2001, seconds(5), from);
     ASSERT_TRUE(acknowledgement);
     EXPECT_EQ(acknowledgement->u8(2), 0);
-    ASSERT_TRUE(board->peer.wait_for_report(1, seconds(15), mark));
+    ASSERT_TRUE(board->peer.wait_for_report(1, seconds(15), from));
   }
   // Photo mode 2, sequence number 3.
   static void take_in_mode() {
@@ -74,10 +71,7 @@ class Photo : public ::testing::Test {
     board->peer.send(raw_position(latitude, longitude));
     board->peer.send(altitude(metres));
   }
-
-  static std::unique_ptr<ScriptedBoard> board;
 };
-std::unique_ptr<ScriptedBoard> Photo::board;
 
 // Latitude and its letter, longitude and its letter, altitude.
 void expect_position(const std::map<std::string, std::string>& values,
@@ -146,7 +140,7 @@ TEST_F(Photo, AltitudeThatIsNoNumberIsHarmless) {
 TEST_F(Photo, IsAcknowledgedBeforeItIsTaggedAndReportedAfterwards) {
   put("/tmp/photo.jpg");
   const std::string before = read_file(kPhoto);
-  const size_t mark = board->peer.mark();
+  mark = board->peer.mark();
   board->peer.send(command_long({.command = 2, .param1 = 1}));
   const auto acknowledgement = board->peer.wait_for_ack(2001, seconds(5), mark);
   const auto report = board->peer.wait_for_report(1, seconds(5), mark);

@@ -3,11 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "support/fixtures.h"
+#include "support/scripted_suite.h"
 
 namespace {
 
@@ -17,21 +16,16 @@ std::string set_text(const std::string& param, const std::string& type) {
   return R"({"msg_id":2,"token":7,"param":")" + param + R"(","type":")" + type + "\"}";
 }
 
-class SettingsDispatch : public ::testing::Test {
+class SettingsDispatch : public ScriptedSuite {
  protected:
-  static void SetUpTestSuite() { board = std::make_unique<ScriptedBoard>(); }
-  static void TearDownTestSuite() { board.reset(); }
   void SetUp() override {
-    board->reset();
+    ScriptedSuite::SetUp();
     for (const char* type : {"color_style", "video_quality", "scene_white_balance", "fix_iso_value",
                              "fix_exposure", "set_manual_ae_mode", "saturation", "contrast",
                              "sharpness", "piv_format", "sec_stream_stamp"}) {
       answer_set(type, 0);
     }
-    mark = board->peer.mark();
-    texts = board->camera.mark();
   }
-  void TearDown() override { EXPECT_TRUE(board->maintask.runs()); }
 
   // What a set of that type is answered with.
   static void answer_set(const std::string& type, int rval) {
@@ -63,12 +57,7 @@ class SettingsDispatch : public ::testing::Test {
     set(6, 300);
     expect_nothing("fix_iso_value");
   }
-
-  static std::unique_ptr<ScriptedBoard> board;
-  size_t mark = 0;
-  size_t texts = 0;
 };
-std::unique_ptr<ScriptedBoard> SettingsDispatch::board;
 
 TEST_F(SettingsDispatch, EachComponentSetsItsSetting) {
   expect_sent(3, 1, set_text("BlackAndWhite", "color_style"));
