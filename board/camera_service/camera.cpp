@@ -155,6 +155,13 @@ void Camera::switch_mode(int msg_id, const Json& /*request*/) {
   reply(msg_id, kDone);
 }
 
+bool Camera::turn_to_mode(bool video) {
+  if (recorder_ || photo_busy_) return false;
+  video_mode_ = video;
+  say("{} mode, by hand", video_mode_ ? "video" : "photo");
+  return true;
+}
+
 Json Camera::state() const {
   Json settings = Json::object();
   for (const auto& [type, value] : settings_.all()) settings[type] = value;

@@ -76,6 +76,13 @@ class Camera {
   // recording), "error", "exfat" or "fat32". False for another word.
   [[nodiscard]] bool report_card(std::string_view finding);
 
+  // Changes the mode without a command. False, and nothing changes, while it takes a picture or
+  // records.
+  [[nodiscard]] bool turn_to_mode(bool video);
+
+  // Ends a time-lapse as a setting of its interval to OFF does. False when none runs.
+  [[nodiscard]] bool end_sequence_by_hand();
+
   // Everything that is set, as one object.
   [[nodiscard]] Json state() const;
   // Ends a recording, then calls `ended`.

@@ -5,6 +5,7 @@
 
 #include "base/clock.h"
 #include "camera_service/camera.h"
+#include "camera_service/jpeg.h"
 #include "camera_service/say.h"
 
 namespace camera_service {
@@ -72,7 +73,9 @@ void Camera::photo_taken(const MediaName& name, PhotoResult result) {
   if (result == PhotoResult::kOk) {
     photos_++;
     last_photo_ = name.complete(".JPG");
-    say("photo {}", last_photo_);
+    // Nobody has been told of the file yet, so this is the picture as it was written.
+    say("photo {} picture {:016x}", last_photo_,
+        picture_checksum(card_.pictures() + "/" + last_photo_));
     if (answer) reply(kTakePhoto, kDone, {{"param", camera_path(name, ".JPG")}});
     return;
   }
@@ -162,6 +165,9 @@ void Camera::record_finished(RecordResult result) {
   if (complete) {
     videos_++;
     last_video_ = video_name_.complete(".MP4");
+    std::error_code unread;
+    const auto bytes = std::filesystem::file_size(folder + last_video_, unread);
+    say("video {} of {} bytes", last_video_, unread ? 0 : bytes);
   }
   say("recording {} {}", video_name_.stamp, complete ? "complete" : "lost");
   if (std::exchange(stop_answer_due_, false)) answer_stop(video_name_, complete);
@@ -206,6 +212,12 @@ void Camera::interval_changed() {
 void Camera::end_sequence_early() {
   [[maybe_unused]] const bool off = settings_.set("time_lapse_interval", "OFF");
   interval_changed();
+}
+
+bool Camera::end_sequence_by_hand() {
+  if (!sequence_running_) return false;
+  end_sequence_early();
+  return true;
 }
 
 void Camera::start_sequence(int msg_id, const Json& /*request*/) {

@@ -172,6 +172,17 @@ ControlAnswer card(Service& service, Arguments arguments) {
   return service.camera().report_card(arguments.word()) ? ControlAnswer{} : usage_error();
 }
 
+// By hand, as somebody at the camera would. The client is not told.
+ControlAnswer mode(Service& service, Arguments arguments) {
+  const std::string_view wanted = arguments.word();
+  if (wanted != "photo" && wanted != "video") return usage_error();
+  return done_if(service.camera().turn_to_mode(wanted == "video"), "the camera is busy");
+}
+
+ControlAnswer end_sequence(Service& service, Arguments /*arguments*/) {
+  return done_if(service.camera().end_sequence_by_hand(), "no time-lapse runs");
+}
+
 ControlAnswer photo_exif(Service& service, Arguments arguments) {
   static constexpr std::pair<std::string_view, ExifMode> kModes[] = {
       {"ok", ExifMode::kOk},     {"motorola", ExifMode::kMotorola}, {"gps", ExifMode::kGps},
@@ -267,6 +278,8 @@ constexpr ControlCommand kCommands[] = {
     {"unformat", "", "the card has an unknown format until command 4", unformat},
     {"card", "checking|speed-ok|slow|error|exfat|fat32", "what the camera finds out about the card",
      card},
+    {"mode", "photo|video", "turn the camera to that mode, the client is not told", mode},
+    {"end-sequence", "", "end the time-lapse", end_sequence},
     {"photo-exif", "ok|motorola|gps|none|broken|cut", "the EXIF block of the next photos",
      photo_exif},
     {"photo-text", "description|make|model|artist TEXT",

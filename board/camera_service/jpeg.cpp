@@ -2,9 +2,11 @@
 
 #include <turbojpeg.h>
 
+#include <cstdio>
 #include <memory>
 
 #include "base/bytes.h"
+#include "base/descriptor.h"
 
 namespace camera_service {
 namespace {
@@ -17,6 +19,28 @@ struct BufferCloser {
 };
 
 constexpr size_t kSoiLength = 2;
+
+std::vector<uint8_t> whole_file(const std::string& path) {
+  const base::File file(std::fopen(path.c_str(), "rbe"));
+  std::vector<uint8_t> bytes;
+  if (!file || std::fseek(file.get(), 0, SEEK_END) != 0) return bytes;
+  const long size = std::ftell(file.get());
+  if (size <= 0 || std::fseek(file.get(), 0, SEEK_SET) != 0) return bytes;
+  bytes.resize(static_cast<size_t>(size));
+  bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file.get()));
+  return bytes;
+}
+
+// Where the first start-of-scan marker is; the size when there is none.
+size_t picture_start(std::span<const uint8_t> jpeg) {
+  constexpr uint8_t kStartOfScan = 0xDA;
+  size_t at = kSoiLength;
+  while (at + 4 <= jpeg.size() && jpeg[at] == 0xFF) {
+    if (jpeg[at + 1] == kStartOfScan) return at;
+    at += 2U + base::load_u16be(jpeg.data() + at + 2);
+  }
+  return jpeg.size();
+}
 
 }  // namespace
 
@@ -52,6 +76,15 @@ std::vector<uint8_t> with_app1(std::span<const uint8_t> jpeg, std::span<const ui
   }
   result.insert(result.end(), jpeg.begin() + kSoiLength, jpeg.end());
   return result;
+}
+
+uint64_t picture_checksum(const std::string& path) {
+  const std::vector<uint8_t> jpeg = whole_file(path);
+  const size_t start = picture_start(jpeg);
+  if (start >= jpeg.size()) return 0;
+  uint64_t sum = 14695981039346656037U;  // FNV-1a
+  for (size_t i = start; i < jpeg.size(); i++) sum = (sum ^ jpeg[i]) * 1099511628211U;
+  return sum;
 }
 
 }  // namespace camera_service

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "camera_service/picture.h"
@@ -17,5 +18,10 @@ namespace camera_service {
 // 65533 bytes; an empty one adds no segment.
 [[nodiscard]] std::vector<uint8_t> with_app1(std::span<const uint8_t> jpeg,
                                              std::span<const uint8_t> payload);
+
+// A checksum of the picture itself in a JPEG file: everything from the first start-of-scan marker
+// on, which no change of texts, position or thumbnail touches. 0 when the file cannot be read or
+// has no picture.
+[[nodiscard]] uint64_t picture_checksum(const std::string& path);
 
 }  // namespace camera_service

@@ -125,6 +125,16 @@ TEST_F(ControlCommands, FaultForAllEndsWithClear) {
   EXPECT_EQ(client_.command(4097)["msg_id"], 4097);
 }
 
+TEST_F(ControlCommands, TheModeIsTurnedByHandWhileTheCameraIsAtRest) {
+  control("mode video");
+  EXPECT_EQ(program_.state()["mode"], "video");
+  EXPECT_EQ(client_.receive(100), nullptr) << "nobody is told";
+  ASSERT_EQ(client_.command(513)["rval"], 0);
+  EXPECT_EQ(program_.ctl("mode photo").status, 1);
+  EXPECT_EQ(program_.state()["mode"], "video");
+  EXPECT_EQ(program_.ctl("mode").status, 1);
+}
+
 TEST_F(ControlCommands, RawHexAndGarbageReachTheClientAsTheyAre) {
   control(R"(raw {"param":"C:\DCIM"}{)");
   EXPECT_EQ(client_.read_some(), R"({"param":"C:\DCIM"}{)");

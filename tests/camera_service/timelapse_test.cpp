@@ -44,6 +44,15 @@ TEST_F(TimeLapse, ASliceEndsByItself) {
   EXPECT_EQ(program_.state()["time_lapse"]["running"], true);
 }
 
+TEST_F(TimeLapse, IsEndedByHand) {
+  EXPECT_EQ(program_.ctl("end-sequence").status, 1) << "none runs";
+  start();
+  control("end-sequence");
+  EXPECT_EQ(client_.receive(), kSequenceEnded);
+  EXPECT_EQ(program_.state()["time_lapse"]["running"], false);
+  EXPECT_EQ(program_.state()["settings"]["time_lapse_interval"], "OFF");
+}
+
 TEST_F(TimeLapse, AStoppedSliceIsTheLast) {
   start();
   ASSERT_EQ(client_.command(513)["rval"], 0);
