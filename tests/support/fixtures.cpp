@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string_view>
 #include <utility>
 
@@ -40,6 +41,17 @@ Environment sanitizer_options() {
   return {{"ASAN_OPTIONS", "detect_leaks=0:handle_segv=0:handle_abort=0"},
           {"UBSAN_OPTIONS", "print_stacktrace=1"},
           {"TSAN_OPTIONS", "handle_segv=0:exitcode=66"}};
+}
+
+// A sanitizer wants to be loaded before anything else; it can do without.
+Environment noting_clock(const std::string& notes) {
+  // A path in LD_PRELOAD ends at a space.
+  constexpr const char* kShim = "/tmp/libclockshim.so";
+  std::filesystem::remove(kShim);
+  std::filesystem::create_symlink(LIB_DIR "/libclockshim.so", kShim);
+  return {{"LD_PRELOAD", kShim},
+          {"CLOCKSHIM_LOG", notes},
+          {"ASAN_OPTIONS", sanitizer_options()[0].second + ":verify_asan_link_order=0"}};
 }
 
 RunningMaintask::RunningMaintask(const std::string& fifo_script, const Environment& extra,

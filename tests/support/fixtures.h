@@ -18,6 +18,10 @@ namespace support {
 // reports and leaves the signals alone.
 Environment sanitizer_options();
 
+// A settimeofday for the program that only notes its calls, in that file, and leaves the machine's
+// clock alone. Needs the target clockshim.
+Environment noting_clock(const std::string& notes);
+
 // `maintask` as it is delivered. When it is stopped its output is searched for what a sanitizer
 // says; a finding fails the test.
 class RunningMaintask {

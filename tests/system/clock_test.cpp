@@ -13,24 +13,12 @@ namespace {
 using namespace support;  // NOLINT
 
 constexpr const char* kNotes = "/tmp/clock.log";
-constexpr const char* kShim = "/tmp/libclockshim.so";
 constexpr const char* kTold =
     R"({"msg_id":2,"token":7,"type":"camera_clock","param":"2020-01-01 08:00:00"})";
 
 // 2020-01-01 00:00:00.999 UTC with an offset of 8 hours.
 Frame clock_message() {
   return message(111, {0xE7, 0xEB, 0x66, 0x5E, 0x6F, 0x01, 0x00, 0x00, 0x08, 0x00, 0x00, 0x00});
-}
-
-// A settimeofday that notes its calls. A sanitizer wants to be loaded before anything else; it can
-// do without.
-Environment noting_clock() {
-  // A path in LD_PRELOAD ends at a space.
-  std::filesystem::remove(kShim);
-  std::filesystem::create_symlink(LIB_DIR "/libclockshim.so", kShim);
-  return {{"LD_PRELOAD", kShim},
-          {"CLOCKSHIM_LOG", kNotes},
-          {"ASAN_OPTIONS", sanitizer_options()[0].second + ":verify_asan_link_order=0"}};
 }
 
 struct Session {
@@ -83,7 +71,7 @@ class ClockWatch {
 TEST(CameraClock, IsSetToldAndThenLocked) {
   const ClockWatch watch;
   std::filesystem::remove(kNotes);
-  Session session(noting_clock());
+  Session session(noting_clock(kNotes));
   // As long as the camera has not confirmed it, the clock is set again. A success has no reply.
   for (int i = 0; i < 2; i++) {
     const size_t texts = session.camera.mark();
@@ -106,7 +94,7 @@ TEST(CameraClock, IsSetToldAndThenLocked) {
 
 TEST(CameraClock, IsToldAgainToAServiceThatWasStartedAnew) {
   const ClockWatch watch;
-  Session session(noting_clock());
+  Session session(noting_clock(kNotes));
   ASSERT_TRUE(session.camera.send(R"({"rval":0,"msg_id":2,"type":"camera_clock"})"));
   EXPECT_TRUE(session.locks());
   const size_t texts = session.camera.mark();
