@@ -1,0 +1,110 @@
+#include "storm/trouble.h"
+
+#include <csignal>
+#include <nlohmann/json.hpp>
+
+#include "storm/control_sockets.h"
+
+namespace storm {
+
+using namespace support;  // NOLINT
+
+namespace {
+
+constexpr int kLongestPauseMs = 220;
+
+}  // namespace
+
+Trouble::Trouble(Board& board, uint64_t seed, uint64_t round) : board_(board) {
+  std::seed_seq numbers{seed, seed >> 32, round};
+  random_.seed(numbers);
+  salt_ = static_cast<uint32_t>(random_());
+}
+
+size_t Trouble::below(size_t limit) { return static_cast<size_t>(random_() % limit); }
+
+int Trouble::between(int low, int high) {
+  return low + static_cast<int>(below(static_cast<size_t>(high - low + 1)));
+}
+
+bool Trouble::one_in(int times) { return between(1, times) == 1; }
+
+Bytes Trouble::noise(size_t size) {
+  Bytes bytes(size);
+  for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(random_());
+  return bytes;
+}
+
+void Trouble::send(const Frame& frame) { board_.peer().send_bytes(encode(frame)); }
+
+void Trouble::ask_camera(const CommandLong& command) { send(command_long(command)); }
+
+void Trouble::service(const std::string& line) {
+  note("service: " + line);
+  ask_service(line);
+}
+
+void Trouble::play(int strokes) {
+  struct Weighted {
+    Stroke stroke;
+    size_t weight;
+  };
+  static constexpr Weighted kStrokes[] = {
+      {&Trouble::camera_action, 14}, {&Trouble::digicam, 6},       {&Trouble::setting, 10},
+      {&Trouble::timelapse, 2},      {&Trouble::clock, 2},         {&Trouble::small_message, 5},
+      {&Trouble::media_message, 2},  {&Trouble::format, 1},        {&Trouble::list, 4},
+      {&Trouble::download, 5},       {&Trouble::playback, 5},      {&Trouble::other_media, 4},
+      {&Trouble::remove_file, 2},    {&Trouble::firmware, 5},      {&Trouble::garbage, 4},
+      {&Trouble::bent_frames, 4},    {&Trouble::oversize, 2},      {&Trouble::tcp_flood, 2},
+      {&Trouble::app_session, 2},    {&Trouble::service_fault, 8}, {&Trouble::service_noise, 4},
+      {&Trouble::service_gone, 4},   {&Trouble::service_stall, 3}, {&Trouble::card, 6},
+      {&Trouble::card_read_only, 3}, {&Trouble::encoder, 7},       {&Trouble::encoder_failure, 3},
+      {&Trouble::radio_loss, 4},     {&Trouble::radio_down, 2},    {&Trouble::kill_program, 3},
+  };
+  size_t sum = 0;
+  for (const Weighted& row : kStrokes) sum += row.weight;
+  for (int i = 0; i < strokes && board_.program_runs(); i++) {
+    size_t drawn = below(sum);
+    const Weighted* row = kStrokes;
+    for (; drawn >= row->weight; row++) drawn -= row->weight;
+    (this->*row->stroke)();
+    let_pass(milliseconds(between(0, kLongestPauseMs)));
+  }
+}
+
+void Trouble::end() {
+  note("trouble ends");
+  apps_.clear();
+  board_.peer().keep_alive(2);
+  run_command(
+      {"sh", "-c", "iptables -t mangle -F; on-peer iptables -t mangle -F; ip link set wlan0 up"});
+  if (stalled_ && board_.service_pid() > 0) kill(board_.service_pid(), SIGCONT);
+  board_.start_service();
+  ask_service("clear");
+  ask_service("photo-exif ok");
+  ask_service("slice 10000");
+  end_card();
+  for (const char* line : {"unblock", "active", "rate 30", "create-delay 0", "resume", "start"}) {
+    tell_encoder(line);
+  }
+  board_.media().send(message(67, {0, 0, 0, 0}));
+  if (board_.owes_answers && !one_in(12)) {
+    // The program would wait a minute for what it is owed; now and then it has to.
+    note("service: drop");
+    ask_service("drop");
+    board_.owes_answers = false;
+  }
+  board_.ready(seconds(board_.owes_answers ? 75 : 20));
+  end_firmware();
+}
+
+void Trouble::kill_program() {
+  board_.kill_program();
+  firmware_.reset();
+  firmware_started_ = false;
+  let_pass(milliseconds(between(0, 300)));
+  board_.start_program();
+  if (one_in(2)) board_.ready(seconds(8));
+}
+
+}  // namespace storm
