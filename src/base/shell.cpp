@@ -8,11 +8,35 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <string>
 
 #include "base/clock.h"
 
 namespace base {
+namespace {
+
+// Memory or processes may be short for a moment.
+constexpr int kStartTries = 5;
+constexpr uint64_t kStartPauseMs = 20;
+
+// Calls `start` until it says that it has started something; errno is the last try's otherwise.
+template <typename Start>
+bool started(const Start& start) {
+  for (int tries = 1;; tries++) {
+    if (start()) return true;
+    if (tries == kStartTries) return false;
+    const int error = errno;
+    sleep_ms(kStartPauseMs);
+    errno = error;
+  }
+}
+
+std::FILE* open_pipe(const char* command) {
+  std::FILE* pipe = nullptr;
+  started([&] { return (pipe = popen(command, "r")) != nullptr; });
+  return pipe;
+}
+
+}  // namespace
 
 // Not system(): that one has the whole process ignore SIGINT and SIGQUIT for as long as the command
 // runs, and an exit signal would be lost.
@@ -25,12 +49,14 @@ int run_shell(const char* command) {
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
   char shell[] = "sh";
   char option[] = "-c";
-  std::string text(command);
-  char* const arguments[] = {shell, option, text.data(), nullptr};
+  // Only read, though the interface does not say so: a copy would be memory that may be short.
+  char* const arguments[] = {shell, option, const_cast<char*>(command), nullptr};
   pid_t child = 0;
-  const int result = posix_spawn(&child, "/bin/sh", nullptr, &attributes, arguments, environ);
+  const bool runs = started([&] {
+    return posix_spawn(&child, "/bin/sh", nullptr, &attributes, arguments, environ) == 0;
+  });
   posix_spawnattr_destroy(&attributes);
-  if (result != 0) return -1;
+  if (!runs) return -1;
   int status = 0;
   while (waitpid(child, &status, 0) == -1) {
     if (errno != EINTR) return -1;
@@ -39,7 +65,7 @@ int run_shell(const char* command) {
 }
 
 void run_shell_quiet(const char* command) {
-  std::FILE* pipe = popen(command, "r");
+  std::FILE* pipe = open_pipe(command);
   if (pipe == nullptr) {
     std::perror("poen failed!");
   } else {
@@ -49,7 +75,7 @@ void run_shell_quiet(const char* command) {
 }
 
 int read_shell_line(const char* command, char* line, size_t size) {
-  std::FILE* pipe = popen(command, "r");
+  std::FILE* pipe = open_pipe(command);
   if (pipe == nullptr) return -1;
   const bool read = std::fgets(line, static_cast<int>(size), pipe) != nullptr;
   pclose(pipe);
@@ -57,7 +83,7 @@ int read_shell_line(const char* command, char* line, size_t size) {
 }
 
 int read_shell_lines(const char* command, const std::function<bool(const char* line)>& take) {
-  std::FILE* pipe = popen(command, "r");
+  std::FILE* pipe = open_pipe(command);
   if (pipe == nullptr) return -1;
   char line[50];
   while (std::fgets(line, sizeof(line), pipe) != nullptr) {

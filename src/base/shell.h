@@ -1,7 +1,8 @@
 // Shell commands: how small chores on files, GPIO lines and the network are done on this board.
 // A name from outside must have passed safe_name before it becomes part of a command.
-// Unit tests replace this (tests/fake_base): there a command is recorded, not run. Safe from any
-// thread.
+// A command that cannot be started is tried again for less than 100 ms: memory or processes may be
+// short for a moment. Unit tests replace this (tests/fake_base): there a command is recorded, not
+// run. Safe from any thread.
 #pragma once
 
 #include <cstddef>
