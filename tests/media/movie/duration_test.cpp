@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/allocation_fault.h"
 #include "support/recordings.h"
 
 namespace media {
@@ -35,6 +36,11 @@ class VideoDuration : public ::testing::Test {
     return text;
   }
 
+  static int32_t duration_result(const std::string& path) {
+    char text[32] = "";
+    return media_video_duration(path.c_str(), text, sizeof(text));
+  }
+
   media_test::TemporaryFolder folder_;
   const std::string file_ = folder_.path("a.MP4");
 };
@@ -46,6 +52,19 @@ TEST_F(VideoDuration, IsInWholeSecondsAndRoundedUpOnlyWithinFiveMilliseconds) {
     media_test::write_file(file_, movie_of(ms));
     EXPECT_EQ(duration_of(file_), text) << ms;
   }
+}
+
+TEST_F(VideoDuration, TakesNoMemoryOfTheProgramItself) {
+  media_test::write_file(file_, movie_of(2000));
+  char text[32] = "kept";
+  const support::AllocationFault fault(support::Fault::kEvery);
+  EXPECT_EQ(media_video_duration(file_.c_str(), text, sizeof(text)), 0);
+  EXPECT_STREQ(text, "2");
+}
+
+TEST_F(VideoDuration, OfANameThatIsTooLongIsNone) {
+  EXPECT_LT(duration_result(folder_.path(std::string(250, 'a') + ".MP4")), 0);
+  EXPECT_LT(duration_result("/tmp/" + std::string(5000, 'a')), 0);
 }
 
 TEST_F(VideoDuration, OfARecordingOfTwoSeconds) {
