@@ -1,5 +1,6 @@
 #include "camera/replies.h"
 
+#include <cerrno>
 #include <cstring>
 
 #include "base/clock.h"
@@ -295,6 +296,19 @@ constexpr ReplyRow kReplies[] = {
     {kMsgTimelapseStop, timelapse_stop_reply},
 };
 
+// Memory may be short for a moment, and an answer that is not read is lost. Null for what is no
+// JSON.
+Json parse(const char* text) {
+  constexpr int kTries = 5;
+  constexpr uint64_t kPauseMs = 20;
+  for (int tries = 1;; tries++) {
+    errno = 0;
+    Json object(cJSON_Parse(text));
+    if (object != nullptr || errno != ENOMEM || tries == kTries) return object;
+    base::sleep_ms(kPauseMs);
+  }
+}
+
 }  // namespace
 
 void cam_handle_reply(int msg_id, const cJSON* message) {
@@ -306,7 +320,7 @@ void cam_handle_reply(int msg_id, const cJSON* message) {
 void cam_handle_message(CamJsonContext*, const char* text, size_t length) {
   while (length > 0) {
     {
-      const Json object(cJSON_Parse(text));
+      const Json object = parse(text);
       if (!object) return;
       if (const auto msg_id = number_member(object.get(), "msg_id")) {
         cam_handle_reply(*msg_id, object.get());

@@ -1,5 +1,9 @@
 // How the bytes of one read are cut into messages.
+#include <cjson/cJSON.h>
+
 #include <array>
+#include <cerrno>
+#include <cstdlib>
 
 #include "camera/camera_rig.h"
 #include "camera/connection.h"
@@ -17,9 +21,10 @@ const std::string kVisible = R"({"notify_id":5,"param":"x"})";
 
 class Cutting : public CameraTest {
  protected:
-  // How many times kVisible was handled; everything else must have been silent.
+  // How many times kVisible was handled; everything else must have been silent, but for pauses.
   size_t handled() {
-    const Timeline all = timeline();
+    Timeline all = timeline();
+    std::erase(all, "sleep 20");
     for (const std::string& event : all) EXPECT_EQ(event, sd_report("ff"));
     return all.size();
   }
@@ -46,6 +51,55 @@ TEST_F(Cutting, AReadThatEndsAfterABraceIsOver) {
 
 TEST_F(Cutting, WhiteSpaceAroundObjectsDoesNotMatter) {
   EXPECT_EQ(handled_in("\r\n\t " + kVisible + "\n\n" + kVisible + " \n"), 2U);
+}
+
+// The parser's memory: block number `first` and the ones behind it, `refused` in all, are not to be
+// had.
+struct {
+  int first;
+  int refused;
+  int asked;
+} blocks;
+void* scarce_memory(size_t size) {
+  const int number = blocks.asked++;
+  if (number < blocks.first || number >= blocks.first + blocks.refused) return std::malloc(size);
+  errno = ENOMEM;
+  return nullptr;
+}
+
+class ScarceMemory {
+ public:
+  ScarceMemory(int first, int refused) {
+    blocks = {first, refused, 0};
+    cJSON_Hooks hooks{scarce_memory, std::free};
+    cJSON_InitHooks(&hooks);
+  }
+  ~ScarceMemory() { cJSON_InitHooks(nullptr); }
+  ScarceMemory(const ScarceMemory&) = delete;
+  ScarceMemory& operator=(const ScarceMemory&) = delete;
+};
+
+TEST_F(Cutting, AnAnswerSurvivesAMomentWithoutMemory) {
+  for (int first = 0;; first++) {
+    const ScarceMemory scarce(first, 1);
+    EXPECT_EQ(handled_in(kVisible + kVisible), 2U) << first;
+    if (blocks.asked <= first) break;
+    ASSERT_LT(first, 100);
+  }
+  EXPECT_GT(blocks.asked, 5);
+}
+
+TEST_F(Cutting, WithoutMemoryForLongTheRestOfTheReadIsLost) {
+  const ScarceMemory scarce(0, 1000);
+  EXPECT_EQ(handled_in(kVisible + kVisible), 0U);
+  EXPECT_LT(blocks.asked, 20);
+}
+
+TEST_F(Cutting, WhatIsNoJsonIsReadOnce) {
+  const ScarceMemory scarce(0, 0);
+  errno = ENOMEM;  // of somebody else
+  EXPECT_EQ(handled_in("[nonsense" + kVisible), 0U);
+  EXPECT_LE(blocks.asked, 2);
 }
 
 TEST_F(Cutting, OnlyTheGivenLengthIsCut) {
