@@ -1,6 +1,7 @@
 #include "supervisor/state/data_log.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -60,17 +61,35 @@ void close_log(Log& log) {
   put_descriptor(log, 0);
 }
 
-}  // namespace
-
-int32_t id_file_read(const char* path) {
-  if (path == nullptr) return -1;
+// False when nothing was read.
+bool read_id(const char* path, int32_t* number) {
   char command[100];
   base::format_text(command, "/bin/cat %s", path);
   char line[100];
-  if (base::read_shell_line(command, line, sizeof(line)) != 1) return -1;
+  if (base::read_shell_line(command, line, sizeof(line)) != 1) return false;
   const size_t length = std::strlen(line);
   if (length > 0 && line[length - 1] == '\n') line[length - 1] = '\0';
-  return base::saturate<int32_t>(static_cast<double>(std::strtol(line, nullptr, 10)));
+  *number = base::saturate<int32_t>(static_cast<double>(std::strtol(line, nullptr, 10)));
+  return true;
+}
+
+bool has_bytes(const char* path) {
+  struct stat status {};
+  return stat(path, &status) == 0 && status.st_size > 0;
+}
+
+uint32_t number_behind(const Log& log, int32_t stored) {
+  // A stored number below 0 is taken for none by the video board's log only. The other two count on
+  // from it, and from the -1 of "nothing read" to 0.
+  if (&log == &vboard && stored < 0) return 0;
+  return static_cast<uint32_t>(stored) + 1;
+}
+
+}  // namespace
+
+int32_t id_file_read(const char* path) {
+  int32_t number = -1;
+  return path != nullptr && read_id(path, &number) ? number : -1;
 }
 
 int32_t id_file_write(const char* path, int32_t number) {
@@ -83,18 +102,18 @@ int32_t id_file_write(const char* path, int32_t number) {
 
 uint32_t data_log_next_number(int32_t kind) {
   const Log& log = log_of(kind);
-  const int32_t stored = id_file_read(log.id_path);
-  // A stored number below 0 is taken for none by the video board's log only. The other two count on
-  // from it, and from the -1 of "nothing read" to 0.
-  if (&log == &vboard && stored < 0) return 0;
-  return static_cast<uint32_t>(stored) + 1;
+  return number_behind(log, id_file_read(log.id_path));
 }
 
 int32_t data_log_open(int32_t kind) {
   if (access("/tmp/SD0/KRVMEDIA", F_OK) != 0 || data_log_suspended()) return -1;
   Log& log = log_of(kind);
   close_log(log);
-  const uint32_t number = data_log_next_number(kind);
+  int32_t stored = -1;
+  // A number that is there and cannot be read now would give log 0 once more, over the old one. The
+  // next line tries again.
+  if (!read_id(log.id_path, &stored) && has_bytes(log.id_path)) return -1;
+  const uint32_t number = number_behind(log, stored);
   char path[200];
   log_path(kind, number, path);
   // Neither truncated nor appended to: an existing file is overwritten in place.

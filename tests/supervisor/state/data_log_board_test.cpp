@@ -145,6 +145,28 @@ TEST_F(DataLog, AFileThatCannotBeOpenedLeavesTheIdFileAlone) {
   EXPECT_THAT(fake_base::commands(), ElementsAre(kReadFlyctlId, kReadFlyctlId));
 }
 
+TEST_F(DataLog, ANumberThatCannotBeReadForAMomentCostsNoOldLog) {
+  for (const int32_t kind : {kLogFlightController, kLogGimbal, kLogVideoBoard}) {
+    const char* id = kind == kLogFlightController ? "/tmp/SD0/FlyctlID"
+                     : kind == kLogGimbal         ? "/tmp/SD0/GimbalID"
+                                                  : "/tmp/SD0/VBoardID";
+    std::ofstream(id) << "3\n";
+    // Nothing is read of it.
+    EXPECT_EQ(data_log_open(kind), -1) << kind;
+    EXPECT_FALSE(data_log_is_open(kind));
+    fake_base::fail_next_pipe();
+    EXPECT_EQ(data_log_open(kind), -1) << kind;
+    fake_base::push_shell_line("3\n");
+    EXPECT_EQ(data_log_open(kind), 0) << kind;
+    // An empty one has no number to lose.
+    std::ofstream(id, std::ios::trunc).close();
+    EXPECT_EQ(data_log_open(kind), 0) << kind;
+  }
+  EXPECT_TRUE(exists(gimbal_log(4)));
+  EXPECT_TRUE(exists(gimbal_log(0)));
+  EXPECT_TRUE(exists(vboard_log(4)));
+}
+
 TEST_F(DataLog, AnExistingFileIsOverwrittenInPlace) {
   std::ofstream(gimbal_log(0)) << "0123456789";
   EXPECT_EQ(write(kLogGimbal, "abc"), 0);
