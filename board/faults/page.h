@@ -72,6 +72,10 @@ inline void arm(Page& page, Mode mode, Kind kind, uint32_t call, int error = 0) 
   page.mode.store(mode);
 }
 
-inline void disarm(Page& page) { page.mode.store(kOff); }
+// No call counts or fails from here on. What was struck is forgotten.
+inline void disarm(Page& page) {
+  page.mode.store(kOff);
+  page.struck = 0;
+}
 
 }  // namespace faults

@@ -27,8 +27,9 @@ constinit Page* page = nullptr;
 // What passes a call on for somebody else: this library and the C and C++ libraries.
 std::array<Range, 8> passing;
 size_t passing_count = 0;
-// The stand-in for the vendor's library, whose calls are not the program's.
-Range stand_in;
+// The board's own libraries, whose calls are not the program's.
+std::array<Range, 2> stand_ins;
+size_t stand_in_count = 0;
 
 int note_module(dl_phdr_info* info, size_t /*size*/, void* own) {
   Range range{UINTPTR_MAX, 0};
@@ -41,7 +42,7 @@ int note_module(dl_phdr_info* info, size_t /*size*/, void* own) {
   const auto is = [name = std::string_view(info->dlpi_name)](std::string_view part) {
     return name.find(part) != std::string_view::npos;
   };
-  if (is("libambanetfifo")) stand_in = range;
+  if (is("libambanetfifo") || is("libclockshim")) stand_ins.at(stand_in_count++) = range;
   const bool passes = range.holds(reinterpret_cast<uintptr_t>(own)) || is("/libc.so") ||
                       is("/libstdc++.so") || is("/libgcc_s.so") || is("/ld-linux");
   if (passes && passing_count < passing.size()) passing[passing_count++] = range;
@@ -63,14 +64,14 @@ int note_module(dl_phdr_info* info, size_t /*size*/, void* own) {
   page = static_cast<Page*>(mapped);
 }
 
-bool passes_on(uintptr_t address) {
-  return std::any_of(passing.begin(), passing.begin() + passing_count,
+bool holds(const auto& ranges, size_t count, uintptr_t address) {
+  return std::any_of(ranges.begin(), ranges.begin() + count,
                      [=](const Range& range) { return range.holds(address); });
 }
 
 _Unwind_Reason_Code find_caller(_Unwind_Context* context, void* found) {
   const uintptr_t address = _Unwind_GetIP(context);
-  if (passes_on(address)) return _URC_NO_REASON;
+  if (holds(passing, passing_count, address)) return _URC_NO_REASON;
   *static_cast<uintptr_t*>(found) = address;
   return _URC_END_OF_STACK;
 }
@@ -78,7 +79,7 @@ _Unwind_Reason_Code find_caller(_Unwind_Context* context, void* found) {
 bool made_by_the_program() {
   uintptr_t caller = 0;
   _Unwind_Backtrace(find_caller, &caller);
-  return !stand_in.holds(caller);
+  return !holds(stand_ins, stand_in_count, caller);
 }
 
 struct Text {

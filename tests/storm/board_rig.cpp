@@ -4,7 +4,6 @@
 
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
@@ -52,9 +51,7 @@ Board::Board(BoardOptions options) : options_(std::move(options)) {
   old_firmware.assign(kOldFirmwareSize, 'o');
   support::write_file("/tmp/SD0/AmbaSysFW.bin", old_firmware);
   support::write_file("/tmp/SD0/holiday.txt", kHoliday);
-  peer_ = std::make_unique<support::PeerLink>();
-  video_ = std::make_unique<support::PeerSocket>(8856);
-  media_ = std::make_unique<media_channel::Application>();
+  renew_sockets();
   peer_->keep_alive(2);
   start_service();
   files_ = files_outside_the_card();
@@ -64,11 +61,21 @@ Board::Board(BoardOptions options) : options_(std::move(options)) {
 
 Board::~Board() = default;
 
+void Board::renew_sockets() {
+  peer_.reset();
+  video_.reset();
+  media_.reset();
+  peer_ = std::make_unique<support::PeerLink>();
+  video_ = std::make_unique<support::PeerSocket>(8856);
+  media_ = std::make_unique<media_channel::Application>();
+}
+
 void Board::start_program() {
   if (program_) return;
   story();
   story_.program_started();
-  std::ifstream conf("/pref/cam.conf");
+  // Closed before the program starts, which would have it as well.
+  std::istringstream conf(support::read_file("/pref/cam.conf"));
   for (std::string line; std::getline(conf, line);) {
     const size_t sign = line.find('=');
     if (sign == std::string::npos) continue;
@@ -149,15 +156,16 @@ bool Board::ready(milliseconds limit) {
       limit);
   if (!up || !program_runs()) return false;
   if (!footprint_) {
-    // Helper threads of the start come and go.
+    // Helper threads of the start come and go, among them the one that reads the settings' file.
     support::poll_until(
         [&] {
           footprint_ = footprint_of(program_pid());
           support::let_pass(milliseconds(100));
           const auto again = footprint_of(program_pid());
-          return footprint_ && again && difference(*footprint_, *again).empty();
+          return footprint_ && again && difference(*footprint_, *again).empty() &&
+                 !again->descriptors.contains("/pref/cam.conf");
         },
-        seconds(3));
+        seconds(5));
   }
   return true;
 }

@@ -43,11 +43,18 @@ class Board {
   void kill_service();
   void start_service();
 
+  // New sockets of the peer's three channels: nothing that came before is in them, and nothing is
+  // sent by itself.
+  void renew_sockets();
+
   // Waits until the session with the service is up, the card's size is known and live video comes.
   // The first time in a program's life its footprint is taken. False when the limit passes.
   bool ready(milliseconds limit);
 
   [[nodiscard]] bool program_runs() { return program_ && program_->runs(); }
+  // What runs or has ended; there has to be one.
+  support::ChildProcess& program() { return program_->process(); }
+  [[nodiscard]] bool has_program() const { return program_ != nullptr; }
   [[nodiscard]] bool is_applink() const { return options_.program == "applink"; }
   [[nodiscard]] pid_t program_pid() const { return program_ ? program_->process().pid() : -1; }
   [[nodiscard]] pid_t service_pid() const { return service_ ? service_->process().pid() : -1; }

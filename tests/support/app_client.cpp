@@ -44,7 +44,8 @@ AppClient::AppClient(Until until, int receive_buffer, milliseconds limit, const 
       },
       limit);
   ended_ = !reached;
-  EXPECT_TRUE(reached) << "the application server did not answer";
+  EXPECT_TRUE(reached || until == Until::kServedIfPossible)
+      << "the application server did not answer";
 }
 
 bool AppClient::send_bytes(std::span<const uint8_t> bytes) {
