@@ -95,8 +95,7 @@ TEST(BstAssertionDeathTest, AChangedOrderIsNoticed) {
   const BstCompare compare = [](const void* a, const void* b, void* param) {
     return *static_cast<int*>(param) * compare_numbers(a, b, nullptr);
   };
-  IntTree tree(compare, &sign);
-  tree.make_chain(40);
+  const IntTree tree(Chain{40}, compare, &sign);
   BstTraverser walk;
   bst_t_find(&walk, tree.get(), item(3));
   EXPECT_EQ(bst_delete(tree.get(), item(39)), item(39));
@@ -105,8 +104,7 @@ TEST(BstAssertionDeathTest, AChangedOrderIsNoticed) {
 }
 
 TEST(BstAssertionDeathTest, APathThatNoStackHoldsIsNoticed) {
-  IntTree tree;
-  tree.make_chain(40);
+  const IntTree tree(Chain{40});
   BstTraverser walk;
   bst_t_first(&walk, tree.get());
   // As if the traverser had stood on the deepest node all the time.

@@ -148,8 +148,7 @@ TEST(Bst, BalancingGivesTheLeastHeight) {
   } kRows[] = {{1, 1},  {2, 2},  {3, 2},  {4, 3},  {7, 3},     {8, 4},
                {31, 5}, {32, 6}, {40, 6}, {63, 6}, {1023, 10}, {1024, 11}};
   for (const auto& row : kRows) {
-    IntTree tree;
-    tree.make_chain(row.count);
+    const IntTree tree(Chain{row.count});
     bst_balance(tree.get());
     EXPECT_EQ(levels(tree.get()), row.levels) << row.count;
     EXPECT_EQ(tree->generation, 1U);
@@ -196,8 +195,7 @@ TEST(BstProbeBalanced, TheSlotStaysWithItsItem) {
 }
 
 TEST(BstProbeBalanced, TakesOverATreeThatIsTooDeep) {
-  IntTree tree;
-  tree.make_chain(1000);
+  const IntTree tree(Chain{1000});
   EXPECT_NE(bst_probe_balanced(tree.get(), item(1000)), nullptr);
   EXPECT_LT(levels(tree.get()), 15U);
   EXPECT_EQ(walk_up(tree.get()), range(0, 1000));
@@ -207,8 +205,7 @@ TEST(BstProbeBalanced, TakesOverATreeThatIsTooDeep) {
 void* use_long_chain(void*) {
   const int before = live_blocks();
   {
-    IntTree tree;
-    tree.make_chain(100000);
+    const IntTree tree(Chain{100000});
     BstTree* copied = bst_copy(tree.get(), nullptr, nullptr, nullptr);
     EXPECT_EQ(live_blocks(), before + 2 * 100001);
     EXPECT_EQ(levels(copied), 100000U);

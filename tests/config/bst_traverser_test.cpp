@@ -50,8 +50,7 @@ TEST(BstTraverser, FortyDescendingItemsForceARebalance) {
 }
 
 TEST(BstTraverser, ThirtyTwoNodesOfAPathFitTheStack) {
-  IntTree fits;
-  fits.make_chain(33);
+  const IntTree fits(Chain{33});
   EXPECT_EQ(walk_up(fits.get()), range(0, 32));
   EXPECT_EQ(fits->generation, 0U);
   BstTraverser walk;
@@ -59,8 +58,7 @@ TEST(BstTraverser, ThirtyTwoNodesOfAPathFitTheStack) {
   EXPECT_EQ(walk.height, 32U);
   EXPECT_EQ(fits->generation, 0U);
 
-  IntTree too_deep;
-  too_deep.make_chain(34);
+  const IntTree too_deep(Chain{34});
   EXPECT_EQ(number_of(bst_t_find(&walk, too_deep.get(), item(33))), 33);
   EXPECT_EQ(too_deep->generation, 1U);
   EXPECT_EQ(number_of(bst_t_prev(&walk)), 32);
@@ -114,8 +112,7 @@ TEST(BstTraverser, InsertWithoutMemoryHasNoCurrentItem) {
 }
 
 TEST(BstTraverser, InsertsBelowAPathThatIsTooDeep) {
-  IntTree tree;
-  tree.make_chain(40);
+  const IntTree tree(Chain{40});
   BstTraverser walk;
   EXPECT_EQ(bst_t_insert(&walk, tree.get(), item(40)), item(40));
   EXPECT_EQ(tree->generation, 1U);
@@ -137,8 +134,7 @@ TEST(BstTraverser, ACopyGoesItsOwnWay) {
 }
 
 TEST(BstTraverser, ACopyOfAStaleOneFindsItsWayToo) {
-  IntTree tree;
-  tree.make_chain(20);
+  const IntTree tree(Chain{20});
   BstTraverser stale;
   bst_t_find(&stale, tree.get(), item(12));
   bst_balance(tree.get());
@@ -162,8 +158,7 @@ TEST(BstTraverser, ReplacePutsAnEqualItemIntoThePlace) {
 }
 
 TEST(BstTraverser, GoesOnAfterARebalance) {
-  IntTree tree;
-  tree.make_chain(20);
+  const IntTree tree(Chain{20});
   BstTraverser up;
   BstTraverser down;
   bst_t_find(&up, tree.get(), item(12));

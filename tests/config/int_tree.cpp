@@ -68,15 +68,15 @@ int IntTree::probe(int number) {
   return slot != nullptr ? number_of(*slot) : -1;
 }
 
-void IntTree::make_chain(int count) {
+IntTree::IntTree(Chain chain, BstCompare compare, void* param) : IntTree(compare, param) {
   BstNode** link = &tree_->root;
-  for (int number = 0; number < count; number++) {
+  for (int number = 0; number < chain.count; number++) {
     auto* node = static_cast<BstNode*>(allocate(sizeof(BstNode)));
     *node = {{nullptr, nullptr}, item(number)};
     *link = node;
     link = &node->link[1];
   }
-  tree_->count = static_cast<uint64_t>(count);
+  tree_->count = static_cast<uint64_t>(chain.count);
 }
 
 size_t levels(const BstTree* tree) {

@@ -25,11 +25,18 @@ extern const config::BstAllocator kCountedMemory;
 // By number; `param` is not used.
 int compare_numbers(const void* a, const void* b, void* param);
 
+// 0, 1, ... count - 1 as a chain of greater links, as probing in that order makes it.
+struct Chain {
+  int count;
+};
+
 class IntTree {
  public:
   explicit IntTree(config::BstCompare compare = compare_numbers, void* param = nullptr);
   // With these numbers, probed in this order.
   IntTree(std::initializer_list<int> numbers);
+  explicit IntTree(Chain chain, config::BstCompare compare = compare_numbers,
+                   void* param = nullptr);
   ~IntTree();
   IntTree(const IntTree&) = delete;
   IntTree& operator=(const IntTree&) = delete;
@@ -39,8 +46,6 @@ class IntTree {
 
   // The number in the slot that bst_probe gives; -1 for none.
   int probe(int number);
-  // 0, 1, ... count - 1 as a chain of greater links, as probing in that order makes it.
-  void make_chain(int count);
 
  private:
   config::BstTree* tree_;
