@@ -22,6 +22,12 @@ class MavlinkParserTest : public ::testing::Test {
     return frames;
   }
 
+  // What the last snapshot says: the sequence that is expected next, and the good frames so far.
+  void expect_snapshot(int next_sequence, int frames) const {
+    EXPECT_EQ(status_.current_rx_seq, next_sequence);
+    EXPECT_EQ(status_.packet_rx_success_count, frames);
+  }
+
   MavlinkParser parser_{};
   MavlinkMessage message_{};
   MavlinkParseStatus status_{};
@@ -55,14 +61,11 @@ TEST_F(MavlinkParserTest, OutputIsLeftAloneUntilAFrameEnds) {
 TEST_F(MavlinkParserTest, SnapshotHoldsTheNextSequenceAndTheCount) {
   feed(0x00);
   EXPECT_EQ(status_.parse_state, 0);
-  EXPECT_EQ(status_.current_rx_seq, 1);
-  EXPECT_EQ(status_.packet_rx_success_count, 0);
+  expect_snapshot(1, 0);
   EXPECT_EQ(feed_all(std::string(kFrame0) + kFrame1), 2);
-  EXPECT_EQ(status_.current_rx_seq, 2);
-  EXPECT_EQ(status_.packet_rx_success_count, 2);
+  expect_snapshot(2, 2);
   EXPECT_EQ(feed_all("fe 03 ff 24 00 4d d1 07 00 ac cf"), 1);
-  EXPECT_EQ(status_.current_rx_seq, 0);
-  EXPECT_EQ(status_.packet_rx_success_count, 3);
+  expect_snapshot(0, 3);
 }
 
 TEST_F(MavlinkParserTest, SnapshotLeavesTheOtherFieldsAlone) {
@@ -84,8 +87,7 @@ TEST_F(MavlinkParserTest, EveryByteGivesAWholeSnapshot) {
     status_.packet_rx_success_count = 99;
     status_.packet_rx_drop_count = 99;
     feed(byte);
-    EXPECT_EQ(status_.current_rx_seq, 2);
-    EXPECT_EQ(status_.packet_rx_success_count, 1);
+    expect_snapshot(2, 1);
     EXPECT_EQ(status_.packet_rx_drop_count, 0);
   }
 }
@@ -180,8 +182,7 @@ TEST_F(MavlinkParserTest, TheDropCountOfABadFrameShowsOnceAndOneCallLater) {
 TEST_F(MavlinkParserTest, ABadFrameLeavesTheLastSequence) {
   EXPECT_EQ(feed_all(kFrame1), 1);
   EXPECT_EQ(feed_all("fe 03 09 24 00 4d d1 07 00 00 00"), 0);
-  EXPECT_EQ(status_.current_rx_seq, 2);
-  EXPECT_EQ(status_.packet_rx_success_count, 1);
+  expect_snapshot(2, 1);
 }
 
 TEST_F(MavlinkParserTest, StartByteAsSecondChecksumByteStartsTheNextFrame) {
