@@ -8,8 +8,8 @@
 
 #include <cstdint>
 
+#include "media/frames/frame_list.h"
 #include "media/remux/job.h"
-#include "media/remux/packets.h"
 
 namespace media {
 

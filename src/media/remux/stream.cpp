@@ -6,10 +6,10 @@
 #include "base/clock.h"
 #include "base/relaxed.h"
 #include "base/shell.h"
+#include "media/frames/frame_list.h"
 #include "media/movie/av_input.h"
 #include "media/movie/av_messages.h"
 #include "media/remux/job.h"
-#include "media/remux/packets.h"
 #include "media/remux/stamp.h"
 
 namespace media {

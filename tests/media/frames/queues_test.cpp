@@ -5,7 +5,6 @@
 #include <thread>
 
 #include "media/frames/frame_list.h"
-#include "media/remux/packets.h"
 
 namespace media {
 namespace {
