@@ -28,6 +28,12 @@ constexpr double kLongestWaitS = 1e9;
 
 uint32_t count(const Command& command) { return command.numbers.empty() ? 1 : command.numbers[0]; }
 
+// The call of that name fails as often as the command says.
+template <auto fault>
+void fail_calls(State& state, const Command& command, uint64_t /*now_us*/) {
+  state.faults.*fault = count(command);
+}
+
 Track& named(State& state, const Command& command) { return state.tracks[command.kind]; }
 
 void begin_quiet(State& state, uint64_t now_us);
@@ -144,24 +150,17 @@ constexpr ActionRow kActions[] = {
      }},
 
     // Calls that fail
-    {"init-fail", 0, 1, kAny, false,
-     [](S& s, const C& c, uint64_t) { s.faults.init = count(c); }},
-    {"init-no-instance", 0, 1, kAny, false,
-     [](S& s, const C& c, uint64_t) { s.faults.init_instance = count(c); }},
-    {"list-fail", 0, 1, kAny, false,
-     [](S& s, const C& c, uint64_t) { s.faults.list = count(c); }},
-    {"no-media-info", 0, 1, kAny, false,
-     [](S& s, const C& c, uint64_t) { s.faults.info = count(c); }},
-    {"config-fail", 0, 1, kAny, false,
-     [](S& s, const C& c, uint64_t) { s.faults.configuration = count(c); }},
-    {"create-fail", 0, 1, kAny, false,
-     [](S& s, const C& c, uint64_t) { s.faults.create = count(c); }},
+    {"init-fail", 0, 1, kAny, false, fail_calls<&Faults::init>},
+    {"init-no-instance", 0, 1, kAny, false, fail_calls<&Faults::init_instance>},
+    {"list-fail", 0, 1, kAny, false, fail_calls<&Faults::list>},
+    {"no-media-info", 0, 1, kAny, false, fail_calls<&Faults::info>},
+    {"config-fail", 0, 1, kAny, false, fail_calls<&Faults::configuration>},
+    {"create-fail", 0, 1, kAny, false, fail_calls<&Faults::create>},
     {"create-delay", 1, 1, kAny, false,
      [](S& s, const C& c, uint64_t) { s.faults.create_us = uint64_t{c.numbers[0]} * 1000; }},
     {"peek-fail", 0, 1, kAny, true,
      [](S& s, const C& c, uint64_t) { fail_peeks(s, c); }},
-    {"stop-delay", 0, 1, kAny, false,
-     [](S& s, const C& c, uint64_t) { s.faults.stop = count(c); }},
+    {"stop-delay", 0, 1, kAny, false, fail_calls<&Faults::stop>},
 
     // The records
     {"no-streams", 0, 0, 0, false, [](S& s, const C&, uint64_t) { s.faults.stream_count = 0; }},
