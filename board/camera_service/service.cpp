@@ -1,5 +1,6 @@
 #include "camera_service/service.h"
 
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <utility>
@@ -28,23 +29,10 @@ std::string to_text(const Json& object) {
   return object.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
-const char* fault_name(Fault fault) {
-  switch (fault) {
-    case Fault::kRval:
-      return "rval";
-    case Fault::kAnswer:
-      return "answer";
-    case Fault::kDelay:
-      return "delay";
-    case Fault::kSplit:
-      return "split";
-    case Fault::kMute:
-      return "mute";
-    case Fault::kRefuse:
-      return "refuse";
-  }
-  return "";
-}
+// In the order of Fault.
+constexpr std::array kFaultNames = {"rval", "answer", "delay", "split", "mute", "refuse"};
+
+const char* fault_name(Fault fault) { return kFaultNames.at(static_cast<size_t>(fault)); }
 
 }  // namespace
 
