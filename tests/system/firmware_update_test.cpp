@@ -41,6 +41,12 @@ class FirmwareUpdate : public ::testing::Test {
     maintask = std::make_unique<RunningMaintask>();
     ASSERT_TRUE(peer.wait_for_id(0, seconds(10), mark));
   }
+  // Announces the image; of what is asked for then, chunks from number 200 on are lost.
+  static void serve_a_part(FirmwareSender& sender, milliseconds limit) {
+    ASSERT_EQ(sender.announce(), 0);
+    sender.start();
+    EXPECT_EQ(sender.serve(limit, [](uint32_t index) { return index >= 200; }), std::nullopt);
+  }
   static bool in_place(const std::string& content) {
     return poll_until([&] { return read_file(kInPlace) == content; }, seconds(5));
   }
@@ -111,10 +117,7 @@ TEST_F(FirmwareUpdate, AFullCardEndsTheUpdateSilently) {
 TEST_F(FirmwareUpdate, AfterARestartInTheMiddleItBeginsAnew) {
   start_program();
   FirmwareSender sender(peer, firmware_image(100000));
-  ASSERT_EQ(sender.announce(), 0);
-  sender.start();
-  EXPECT_EQ(sender.serve(milliseconds(700), [](uint32_t index) { return index >= 200; }),
-            std::nullopt);
+  serve_a_part(sender, milliseconds(700));
   start_program();
   EXPECT_EQ(read_file(kStep), "T");
   for (uint32_t i = 0; i < 417; i++) sender.send_chunk(i);
@@ -129,10 +132,7 @@ TEST_F(FirmwareUpdate, AfterARestartInTheMiddleItBeginsAnew) {
 TEST_F(FirmwareUpdate, AnotherSenderGoesOnWhereTheFirstOneStopped) {
   start_program();
   FirmwareSender first(peer, firmware_image(100000));
-  ASSERT_EQ(first.announce(), 0);
-  first.start();
-  EXPECT_EQ(first.serve(milliseconds(500), [](uint32_t index) { return index >= 200; }),
-            std::nullopt);
+  serve_a_part(first, milliseconds(500));
   FirmwareSender second(peer, firmware_image(100000));
   EXPECT_EQ(second.announce(), 4);
   EXPECT_EQ(second.start_again(), 4);
