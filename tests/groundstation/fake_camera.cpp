@@ -1,16 +1,11 @@
 #include "groundstation/fake_camera.h"
 
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <sys/ioctl.h>
-#include <sys/socket.h>
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "base/bytes.h"
 #include "base/clock.h"
-#include "base/thread.h"
 #include "support/loopback.h"
 #include "support/patience.h"
 
@@ -49,15 +44,11 @@ uint16_t free_port() {
   return port;
 }
 
-FakeCamera::FakeCamera(const CameraScript& script)
-    : script_(script), socket_(support::open_loopback(&port_)), status_(fresh_status()) {
-  if (base::start_thread(run, this, &thread_) != 0) std::abort();
+FakeCamera::FakeCamera(const CameraScript& script) : script_(script), status_(fresh_status()) {
+  start(run, this);
 }
 
-FakeCamera::~FakeCamera() {
-  stop_ = true;
-  pthread_join(thread_, nullptr);
-}
+FakeCamera::~FakeCamera() { stop(); }
 
 // What arrived before two turns began has been handled when they are over, if nothing is left then.
 void FakeCamera::catch_up() const {
@@ -65,11 +56,9 @@ void FakeCamera::catch_up() const {
     const uint64_t before = turns_;
     EXPECT_TRUE(support::poll_until([&] { return turns_ > before + 1; }, support::seconds(20)));
   };
-  int waiting = 0;
   do {
     pass_a_turn();
-    EXPECT_EQ(::ioctl(socket_.get(), FIONREAD, &waiting), 0);
-  } while (waiting != 0);
+  } while (waiting() != 0);
   pass_a_turn();
 }
 
@@ -85,41 +74,26 @@ std::vector<MavlinkMessage> FakeCamera::received(uint8_t msgid) {
   return all;
 }
 
-// Default scheduling; owns everything but what the accessors read. Ends when stop_ is set.
+// Owns everything but what the accessors read.
 void* FakeCamera::run(void* self) {
   auto* camera = static_cast<FakeCamera*>(self);
-  while (!camera->stop_) camera->turn();
+  while (!camera->stopping()) camera->turn();
   return nullptr;
 }
 
 void FakeCamera::turn() {
   turns_++;
-  pollfd input{socket_.get(), POLLIN, 0};
-  if (::poll(&input, 1, 2) > 0) receive();
+  if (const auto frames = receive(2)) {
+    for (const MavlinkMessage& message : *frames) handle(message);
+  }
   const uint64_t now = base::monotonic_us();
-  if (has_peer_ && now >= next_regular_us_) {
+  if (has_peer() && now >= next_regular_us_) {
     next_regular_us_ = now + 50'000;
     send_regular();
   }
   if (stream_on_ && link_status_ == 2 && !script_.live.empty() && now >= next_live_us_) {
     next_live_us_ = now + 5'000;
     send_live();
-  }
-}
-
-void FakeCamera::receive() {
-  uint8_t buffer[2048];
-  socklen_t length = sizeof peer_;
-  const ssize_t size = ::recvfrom(socket_.get(), buffer, sizeof buffer, 0,
-                                  reinterpret_cast<sockaddr*>(&peer_), &length);
-  has_peer_ = true;
-  flightlink::MavlinkParser parser{};
-  MavlinkMessage message{};
-  flightlink::MavlinkParseStatus status{};
-  for (ssize_t i = 0; i < size; i++) {
-    if (flightlink::mavlink_parser_feed(&parser, buffer[i], &message, &status) == 1) {
-      handle(message);
-    }
   }
 }
 
@@ -244,8 +218,7 @@ void FakeCamera::report(float code) {
 void FakeCamera::send_regular() {
   if (script_.noise) {
     const uint8_t noise[] = {0xFE, 0xFF, 0xFE, 9, 0, 37, 0, 0, 1, 2, 0xFE};
-    ::sendto(socket_.get(), noise, sizeof noise, 0, reinterpret_cast<sockaddr*>(&peer_),
-             sizeof peer_);
+    send_to_peer(noise);
     send(52, 36, {0, 10});
     send(77, 36, {0xD1});
     send(76, 36, {});
@@ -265,10 +238,7 @@ void FakeCamera::send_regular() {
 
 void FakeCamera::send_live() {
   const std::vector<uint8_t>& piece = script_.live[next_piece_++ % script_.live.size()];
-  sockaddr_in to = peer_;
-  to.sin_port = htons(script_.live_port);
-  ::sendto(socket_.get(), piece.data(), piece.size(), 0, reinterpret_cast<sockaddr*>(&to),
-           sizeof to);
+  send_to_peer(piece, script_.live_port);
 }
 
 void FakeCamera::send(uint8_t msgid, uint8_t sysid, const Payload& payload, bool lost) {
@@ -281,7 +251,7 @@ void FakeCamera::send(uint8_t msgid, uint8_t sysid, const Payload& payload, bool
   if (lost) return;
   uint8_t wire[flightlink::kMavlinkMaxFrame];
   const uint16_t size = flightlink::mavlink_frame_to_buffer(wire, &message);
-  ::sendto(socket_.get(), wire, size, 0, reinterpret_cast<sockaddr*>(&peer_), sizeof peer_);
+  send_to_peer({wire, size});
 }
 
 }  // namespace groundstation_test

@@ -2,9 +2,6 @@
 // whoever sent last, so that tests may use any port.
 #pragma once
 
-#include <netinet/in.h>
-#include <pthread.h>
-
 #include <atomic>
 #include <cstdint>
 #include <mutex>
@@ -12,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "base/descriptor.h"
 #include "flightlink/frame/mavlink_frame.h"
+#include "groundstation/fake_endpoint.h"
 
 namespace groundstation_test {
 
@@ -37,14 +34,11 @@ struct CameraScript {
   std::vector<std::vector<uint8_t>> live = {};  // datagrams, one every 5 ms, again and again
 };
 
-class FakeCamera {
+class FakeCamera : public FakeEndpoint {
  public:
   explicit FakeCamera(const CameraScript& script);
-  FakeCamera(const FakeCamera&) = delete;
-  FakeCamera& operator=(const FakeCamera&) = delete;
   ~FakeCamera();
 
-  [[nodiscard]] uint16_t port() const { return port_; }
   [[nodiscard]] int photos() const { return photos_; }
   // Good frames in the order of arrival, lost ones included: all that were sent before the call, also
   // those that this camera has not got round to yet.
@@ -57,7 +51,6 @@ class FakeCamera {
   static void* run(void* self);
   void catch_up() const;
   void turn();
-  void receive();
   void handle(const flightlink::MavlinkMessage& message);
   void command(const flightlink::MavlinkMessage& message);
   void action(int action);
@@ -74,10 +67,6 @@ class FakeCamera {
   void send(uint8_t msgid, uint8_t sysid, const std::vector<uint8_t>& payload, bool lost = false);
 
   CameraScript script_;
-  uint16_t port_ = 0;  // before socket_, whose making sets it
-  base::Descriptor socket_;
-  sockaddr_in peer_{};
-  bool has_peer_ = false;
   uint8_t sequences_[256] = {};
   std::vector<uint8_t> status_;
   uint64_t next_regular_us_ = 0;
@@ -86,11 +75,9 @@ class FakeCamera {
   std::atomic<int> photos_ = 0;
   std::atomic<bool> stream_on_ = false;
   std::atomic<int> link_status_ = 0;
-  std::atomic<bool> stop_ = false;
   std::atomic<uint64_t> turns_ = 0;
   std::mutex mutex_;
   std::vector<flightlink::MavlinkMessage> received_;
-  pthread_t thread_{};
 };
 
 // A UDP port that is free at the moment.

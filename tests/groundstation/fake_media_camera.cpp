@@ -1,17 +1,12 @@
 #include "groundstation/fake_media_camera.h"
 
 #include <fmt/format.h>
-#include <poll.h>
-#include <sys/socket.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 
 #include "base/bytes.h"
 #include "base/clock.h"
-#include "base/thread.h"
-#include "support/loopback.h"
 
 namespace groundstation_test {
 namespace {
@@ -30,14 +25,11 @@ std::string thumbnail_name(const std::string& name) {
 }  // namespace
 
 FakeMediaCamera::FakeMediaCamera(const MediaScript& script)
-    : script_(script), socket_(support::open_loopback(&port_)), random_(script.seed) {
-  if (base::start_thread(run, this, &thread_) != 0) std::abort();
+    : script_(script), random_(script.seed) {
+  start(run, this);
 }
 
-FakeMediaCamera::~FakeMediaCamera() {
-  stop_ = true;
-  pthread_join(thread_, nullptr);
-}
+FakeMediaCamera::~FakeMediaCamera() { stop(); }
 
 std::vector<std::pair<int, std::string>> FakeMediaCamera::requests() {
   const std::lock_guard lock(mutex_);
@@ -50,11 +42,11 @@ int FakeMediaCamera::count(int operation) {
       all.begin(), all.end(), [&](const auto& request) { return request.first == operation; }));
 }
 
-// Default scheduling; owns everything but what the accessors read. Ends when stop_ is set.
+// Owns everything but what the accessors read.
 void* FakeMediaCamera::run(void* self) {
   auto* camera = static_cast<FakeMediaCamera*>(self);
-  while (!camera->stop_) {
-    camera->receive(camera->queue_.empty() ? 5 : 0);
+  while (!camera->stopping()) {
+    camera->take_all(camera->queue_.empty() ? 5 : 0);
     if (camera->queue_.empty()) continue;
     const Item item = camera->queue_.front();
     camera->queue_.pop_front();
@@ -64,23 +56,11 @@ void* FakeMediaCamera::run(void* self) {
   return nullptr;
 }
 
-void FakeMediaCamera::receive(int wait_ms) {
-  pollfd input{socket_.get(), POLLIN, 0};
-  while (::poll(&input, 1, wait_ms) > 0) {
+void FakeMediaCamera::take_all(int wait_ms) {
+  while (const auto frames = receive(wait_ms)) {
     wait_ms = 0;
-    uint8_t buffer[2048];
-    socklen_t length = sizeof peer_;
-    const ssize_t size = ::recvfrom(socket_.get(), buffer, sizeof buffer, 0,
-                                    reinterpret_cast<sockaddr*>(&peer_), &length);
     if (script_.silent || lost()) continue;
-    flightlink::MavlinkParser parser{};
-    flightlink::MavlinkMessage message{};
-    flightlink::MavlinkParseStatus status{};
-    for (ssize_t i = 0; i < size; i++) {
-      if (flightlink::mavlink_parser_feed(&parser, buffer[i], &message, &status) == 1) {
-        take(message);
-      }
-    }
+    for (const flightlink::MavlinkMessage& message : *frames) take(message);
   }
 }
 
@@ -161,8 +141,8 @@ void FakeMediaCamera::send_file(int kind, const std::string& name, const std::st
                                 size_t offset) {
   notice(fmt::format("TRANSSTART:{};FTYPE:{}", name, kind));
   for (size_t at = offset; at < bytes.size(); at += kChunk) {
-    receive(0);
-    if (cancel_ || !queue_.empty() || stop_) return notice("TRANSCANCELED:" + name);
+    take_all(0);
+    if (cancel_ || !queue_.empty() || stopping()) return notice("TRANSCANCELED:" + name);
     send(2, bytes.substr(at, kChunk));
   }
   notice("TRANSCOMPLETE:" + name);
@@ -172,8 +152,8 @@ void FakeMediaCamera::play(const std::string& name, int ms) {
   paused_ = false;
   seek_ms_ = ms;
   for (size_t next = 0; next < script_.play.size();) {
-    receive(0);
-    if (cancel_ || !queue_.empty() || stop_) return;
+    take_all(0);
+    if (cancel_ || !queue_.empty() || stopping()) return;
     if (seek_ms_ >= 0) {
       notice(fmt::format("TIME:{};SCALE:90000", seek_ms_));
       send(3, script_.play[0]);
@@ -194,8 +174,7 @@ bool FakeMediaCamera::lost() {
 void FakeMediaCamera::send(uint8_t channel, const std::string& bytes) {
   if (lost()) return;
   const std::string datagram = static_cast<char>(channel) + bytes;
-  ::sendto(socket_.get(), datagram.data(), datagram.size(), 0, reinterpret_cast<sockaddr*>(&peer_),
-           sizeof peer_);
+  send_to_peer({reinterpret_cast<const uint8_t*>(datagram.data()), datagram.size()});
 }
 
 void FakeMediaCamera::send_frame(uint8_t channel, uint8_t msgid, const std::string& payload) {

@@ -1,10 +1,6 @@
 // The media channel of a small camera on 127.0.0.1: one transfer at a time, with losses both ways.
 #pragma once
 
-#include <netinet/in.h>
-#include <pthread.h>
-
-#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <map>
@@ -15,8 +11,8 @@
 #include <utility>
 #include <vector>
 
-#include "base/descriptor.h"
 #include "flightlink/frame/mavlink_frame.h"
+#include "groundstation/fake_endpoint.h"
 
 namespace groundstation_test {
 
@@ -33,14 +29,11 @@ struct MediaScript {
   std::string seconds = "2";           // duration of every video
 };
 
-class FakeMediaCamera {
+class FakeMediaCamera : public FakeEndpoint {
  public:
   explicit FakeMediaCamera(const MediaScript& script);
-  FakeMediaCamera(const FakeMediaCamera&) = delete;
-  FakeMediaCamera& operator=(const FakeMediaCamera&) = delete;
   ~FakeMediaCamera();
 
-  [[nodiscard]] uint16_t port() const { return port_; }
   // Operations and arguments of the requests for a file, in the order of arrival.
   [[nodiscard]] std::vector<std::pair<int, std::string>> requests();
   [[nodiscard]] int count(int operation);
@@ -52,7 +45,7 @@ class FakeMediaCamera {
   };
 
   static void* run(void* self);
-  void receive(int wait_ms);
+  void take_all(int wait_ms);
   void take(const flightlink::MavlinkMessage& message);
   void handle(const Item& item);
   void handle_request(const Item& item, std::map<std::string, std::string>* files,
@@ -67,9 +60,6 @@ class FakeMediaCamera {
   void notice(const std::string& text, uint8_t channel = 0);
 
   MediaScript script_;
-  uint16_t port_ = 0;  // before socket_, whose making sets it
-  base::Descriptor socket_;
-  sockaddr_in peer_{};
   uint8_t sequence_ = 250;
   std::mt19937 random_;
   std::deque<Item> queue_;
@@ -77,10 +67,8 @@ class FakeMediaCamera {
   bool cancel_ = false;
   bool paused_ = false;
   int seek_ms_ = -1;
-  std::atomic<bool> stop_ = false;
   std::mutex mutex_;
   std::vector<std::pair<int, std::string>> requests_;
-  pthread_t thread_{};
 };
 
 }  // namespace groundstation_test

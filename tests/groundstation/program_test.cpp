@@ -81,17 +81,47 @@ TEST(Program, WatchShowsTheStatusEverySecond) {
   EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 3);
 }
 
-TEST(Program, CameraWithoutStatusIsATimeout) {
-  FakeCamera camera({.status = false});
-  expect_failure(run_with_camera(camera.port(), "status --timeout 0.5"), 3,
-                 "sends heartbeats but no status");
+struct FailureRow {
+  const char* name;
+  CameraScript script;
+  const char* arguments;
+  int exit_code;
+  const char* words;
+};
+
+class ProgramFailure : public ::testing::TestWithParam<FailureRow> {};
+
+TEST_P(ProgramFailure, IsToldInWords) {
+  const FailureRow& row = GetParam();
+  FakeCamera camera(row.script);
+  expect_failure(run_with_camera(camera.port(), row.arguments), row.exit_code, row.words);
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    All, ProgramFailure,
+    ::testing::Values(FailureRow{"CameraWithoutStatusIsATimeout",
+                                 {.status = false},
+                                 "status --timeout 0.5",
+                                 3,
+                                 "sends heartbeats but no status"},
+                      FailureRow{
+                          "FailedPhotoIs1", {.result = 4}, "photo", 1, "could not take the photo"},
+                      FailureRow{"SilentRefusalSaysWhatToCheck",
+                                 {.ready = false},
+                                 "photo --timeout 2",
+                                 3,
+                                 "encoder delivers live video"},
+                      FailureRow{"PhotoWithoutReportIsATimeout",
+                                 {.lose_reports = true},
+                                 "photo --timeout 1",
+                                 3,
+                                 "did not report it as tagged"}),
+    [](const auto& row) { return std::string(row.param.name); });
 
 TEST(Program, PhotoIsTakenOnce) {
   FakeCamera camera({});
-  const ProgramResult result = run_with_camera(camera.port(), "photo --json");
-  EXPECT_EQ(result.exit_code, 0) << result.err;
-  EXPECT_EQ(result.json()["ok"], true);
+  const auto result = success(run_with_camera(camera.port(), "photo --json"));
+  EXPECT_EQ(result["ok"], true);
   EXPECT_EQ(camera.photos(), 1);
   const auto commands = camera.received(76);
   ASSERT_EQ(commands.size(), 1U);
@@ -119,11 +149,6 @@ TEST(Program, NamedPhotoCarriesModeAndSequence) {
   EXPECT_EQ(parameter(commands[0], 7), 1.0F);
 }
 
-TEST(Program, FailedPhotoIs1) {
-  FakeCamera camera({.result = 4});
-  expect_failure(run_with_camera(camera.port(), "photo"), 1, "could not take the photo");
-}
-
 TEST(Program, RefusalsThatTheStatusShowsAre1AtOnce) {
   FakeCamera recording({.recording = true, .mode = 1});
   EXPECT_EQ(run_with_camera(recording.port(), "photo").exit_code, 1);
@@ -134,12 +159,6 @@ TEST(Program, RefusalsThatTheStatusShowsAre1AtOnce) {
   EXPECT_EQ(run_with_camera(raw.port(), "record stop").exit_code, 1);
   EXPECT_TRUE(recording.received(76).empty());
   EXPECT_TRUE(raw.received(76).empty());
-}
-
-TEST(Program, SilentRefusalSaysWhatToCheck) {
-  FakeCamera camera({.ready = false});
-  expect_failure(run_with_camera(camera.port(), "photo --timeout 2"), 3,
-                 "encoder delivers live video");
 }
 
 TEST(Program, LostPhotoCommandIsSentAgain) {
@@ -162,12 +181,6 @@ TEST(Program, ReportAloneProvesThePhoto) {
   EXPECT_EQ(camera.photos(), 1);
 }
 
-TEST(Program, PhotoWithoutReportIsATimeout) {
-  FakeCamera camera({.lose_reports = true});
-  expect_failure(run_with_camera(camera.port(), "photo --timeout 1"), 3,
-                 "did not report it as tagged");
-}
-
 TEST(Program, RecordStartSwitchesToVideoModeAndStopEnds) {
   FakeCamera camera({});
   const ProgramResult start = run_with_camera(camera.port(), "record start");
@@ -176,9 +189,8 @@ TEST(Program, RecordStartSwitchesToVideoModeAndStopEnds) {
   ASSERT_EQ(commands.size(), 2U);
   EXPECT_EQ(parameter(commands[0], 1), 2.0F);
   EXPECT_EQ(parameter(commands[1], 1), 3.0F);
-  const ProgramResult stop = run_with_camera(camera.port(), "record stop --json");
-  EXPECT_EQ(stop.exit_code, 0) << stop.err;
-  EXPECT_EQ(stop.json()["recording"], false);
+  const auto stop = success(run_with_camera(camera.port(), "record stop --json"));
+  EXPECT_EQ(stop["recording"], false);
 }
 
 TEST(Program, LostRecordCommandIsSentAgain) {
@@ -223,12 +235,11 @@ TEST(Program, BitrateSendsTheSignalOnce) {
 
 TEST(Program, PositionTakesNegativeNumbers) {
   FakeCamera camera({});
-  const ProgramResult result =
-      run_with_camera(camera.port(), "position 22.5 -114.0000001 -123.4 --json");
-  EXPECT_EQ(result.exit_code, 0) << result.err;
-  EXPECT_EQ(result.json()["latitude_e7"], 225000000);
-  EXPECT_EQ(result.json()["longitude_e7"], -1140000001);
-  EXPECT_EQ(result.json()["altitude_tenths"], -1234);
+  const auto result =
+      success(run_with_camera(camera.port(), "position 22.5 -114.0000001 -123.4 --json"));
+  EXPECT_EQ(result["latitude_e7"], 225000000);
+  EXPECT_EQ(result["longitude_e7"], -1140000001);
+  EXPECT_EQ(result["altitude_tenths"], -1234);
   const auto places = camera.received(24);
   ASSERT_FALSE(places.empty());
   // 225000000 is 0x0D693A40, -1140000001 is 0xBC0CFAFF

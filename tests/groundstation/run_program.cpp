@@ -21,6 +21,11 @@ nlohmann::json ProgramResult::json() const {
                                false);
 }
 
+nlohmann::json success(const ProgramResult& result) {
+  EXPECT_EQ(result.exit_code, 0) << result.out << result.err;
+  return result.json();
+}
+
 void expect_failure(const ProgramResult& result, int exit_code, const std::string& words) {
   EXPECT_EQ(result.exit_code, exit_code) << result.out << result.err;
   EXPECT_THAT(result.err, ::testing::HasSubstr(words));

@@ -23,6 +23,8 @@ ProgramResult run_program(const std::string& arguments, const std::string& input
 ProgramResult run_with_camera(uint16_t port, const std::string& arguments,
                               const std::string& input = "", const std::string& before = "");
 
+// The program ended well; the last line of `out` as JSON.
+nlohmann::json success(const ProgramResult& result);
 // The program ended with that status, and its last words hold these.
 void expect_failure(const ProgramResult& result, int exit_code, const std::string& words);
 

@@ -15,11 +15,10 @@ using ::testing::HasSubstr;
 
 TEST(SettingProgram, SetSendsTheSettingAndWaitsForItsAcknowledgement) {
   FakeCamera camera({});
-  const ProgramResult result =
-      run_with_camera(camera.port(), "set scene_white_balance cloudy --json");
-  EXPECT_EQ(result.exit_code, 0) << result.err;
-  EXPECT_EQ(result.json()["value"], 2);
-  EXPECT_EQ(result.json()["text"], "Cloudy");
+  const auto result =
+      success(run_with_camera(camera.port(), "set scene_white_balance cloudy --json"));
+  EXPECT_EQ(result["value"], 2);
+  EXPECT_EQ(result["text"], "Cloudy");
   const auto commands = camera.received(76);
   ASSERT_EQ(commands.size(), 1U);
   EXPECT_EQ(base::load_f32le(commands[0].payload), 2.0F);
@@ -32,9 +31,8 @@ TEST(SettingProgram, GetShowsWhatWasSet) {
   const std::string lines =
       "set iso 400\nset shutter 1/12.5\nset stamp off\nset Max_Agc 25\nset video_quality fine\n"
       "get iso shutter_time sec_stream_stamp max_gain video_quality\n";
-  const ProgramResult result = run_with_camera(camera.port(), "--json shell", lines);
-  EXPECT_EQ(result.exit_code, 0) << result.err << result.out;
-  const auto settings = result.json()["settings"];
+  const auto result = success(run_with_camera(camera.port(), "--json shell", lines));
+  const auto settings = result["settings"];
   EXPECT_EQ(settings["fix_iso_value"]["value"], 400);
   EXPECT_EQ(settings["shutter_time"]["text"], "1/12.5");
   EXPECT_EQ(settings["sec_stream_stamp"]["text"], "OFF");
@@ -162,10 +160,9 @@ TEST(SettingProgram, NoParameterIs3) {
 
 TEST(SettingProgram, ClockSendsMillisecondsAndHours) {
   FakeCamera camera({});
-  const ProgramResult result =
-      run_with_camera(camera.port(), "clock 2020-01-01T00:00:00 --offset 8 --json");
-  EXPECT_EQ(result.exit_code, 0) << result.err;
-  EXPECT_EQ(result.json()["time"], "2020-01-01 08:00:00");
+  const auto result =
+      success(run_with_camera(camera.port(), "clock 2020-01-01T00:00:00 --offset 8 --json"));
+  EXPECT_EQ(result["time"], "2020-01-01 08:00:00");
   const auto messages = camera.received(111);
   ASSERT_EQ(messages.size(), 1U);
   EXPECT_EQ(base::load_u64le(messages[0].payload), 1577836800000U);
@@ -177,10 +174,9 @@ TEST(SettingProgram, TelemetryIsPlayedFromAFile) {
   const std::string path = temporary_path("flight.csv");
   std::ofstream(path) << "105,1,1,2,3,4,5,6,7,8,9,10,11,12,13,14\n"
                          "107,2,1,2,3,4,5,6,7,8,9,10,11,12,13,-1\n90\n";
-  const ProgramResult result =
-      run_with_camera(camera.port(), "telemetry " + path + " --rate 1000 --times 2 --json");
-  EXPECT_EQ(result.exit_code, 0) << result.err;
-  EXPECT_EQ(result.json()["messages"], 6);
+  const auto result = success(
+      run_with_camera(camera.port(), "telemetry " + path + " --rate 1000 --times 2 --json"));
+  EXPECT_EQ(result["messages"], 6);
   EXPECT_EQ(camera.received(105).size(), 2U);
   EXPECT_EQ(camera.received(107).size(), 2U);
   EXPECT_EQ(camera.received(90).size(), 2U);
