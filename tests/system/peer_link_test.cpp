@@ -69,6 +69,22 @@ TEST(Silence, RecyclesTheSocketEveryFourSecondsAndSwitchesTheLampOnce) {
   EXPECT_EQ(gpio_values("10").back(), "0");
 }
 
+// The radio goes down for less than the silence after which the socket is made anew.
+TEST(Heartbeat, GoesOnWhenThePeerIsHeardAgainAfterAFailedSend) {
+  std::filesystem::remove("/tmp/gpio.log");
+  PeerLink peer;
+  RunningMaintask maintask;
+  peer.keep_alive();
+  ASSERT_TRUE(poll_until([&] { return heartbeats(peer, 0).size() >= 2; }, seconds(10)));
+  ASSERT_EQ(run_command({"ip", "link", "set", "wlan0", "down"}).status, 0);
+  const bool failed = poll_until([] { return gpio_values("10").back() == "0"; }, seconds(3));
+  ASSERT_EQ(run_command({"ip", "link", "set", "wlan0", "up"}).status, 0);
+  EXPECT_TRUE(failed);
+  ASSERT_TRUE(poll_until([] { return gpio_values("10").back() == "1"; }, seconds(5)));
+  const size_t mark = peer.mark();
+  EXPECT_TRUE(poll_until([&] { return heartbeats(peer, mark).size() >= 2; }, seconds(5)));
+}
+
 class PeerMessages : public ScriptedSuite {};
 
 TEST_F(PeerMessages, StreamOnWordIsBitZeroOfTheHeartbeat) {

@@ -71,6 +71,9 @@ int peer_socket_serve() {
   const ssize_t received = recv(socket, datagram, sizeof(datagram), 0);
   if (received < 1) return -1;
   link_indicator_set(1);
+  if (mavlink_context.peer_heartbeat_stopped.exchange(0, kRelaxed) != 0) {
+    mavlink_timer_set(&mavlink_context.peer_heartbeat_timer, kHeartbeatMs);
+  }
   mavlink_frame_parse_all(MAVLINK_CHANNEL_APP, {datagram, static_cast<size_t>(received)},
                           peer_dispatch);
   return 0;

@@ -112,6 +112,7 @@ int peer_udp_send(const MavlinkMessage* message) {
   }
   if (sent < 1) {
     mavlink_timer_set(&context.peer_heartbeat_timer, 0);
+    context.peer_heartbeat_stopped.store(1, kRelaxed);
     link_indicator_set(0);
   }
   return static_cast<int>(sent);

@@ -25,6 +25,8 @@ struct MavlinkContext {
   std::atomic<uint8_t> byte_2;    // set to 2 when the application server starts; no reader
   std::atomic<uint8_t> byte_100;  // set to 100 then; no reader
   LinkTimer peer_heartbeat_timer;
+  // A failed send has stopped that timer; the next datagram of the peer starts it again.
+  std::atomic<uint32_t> peer_heartbeat_stopped;
   LinkTimer normal_timer;
   LinkTimer disconnect_timer;
   LinkTimer app_heartbeat_timer;
@@ -67,8 +69,8 @@ void app_session_end();
 void app_timers_stop();
 
 // Sends one message to the UDP peer. Returns the byte count; -2 while the peer socket is closed; a
-// result below 1 of the system call after stopping the peer heartbeat and switching the link lamp
-// off. Any thread.
+// result below 1 of the system call after stopping the peer heartbeat, until the peer is heard
+// again, and switching the link lamp off. Any thread.
 int peer_udp_send(const MavlinkMessage* message);
 
 // The link lamp on GPIO line 10: runs the board's script when the value differs from the last one
