@@ -1,6 +1,7 @@
 #include "supervisor/startup.h"
 
 #include <fcntl.h>
+#include <malloc.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -29,9 +30,17 @@ void fill_standard_descriptors() {
   }
 }
 
+// Large buffers (photos, large pictures) go back to the system when they are freed. Left to itself
+// the C library takes the largest one so far for a size that comes often, and keeps as much.
+void give_large_buffers_back() {
+  constexpr int kLarge = 128 * 1024;
+  mallopt(M_MMAP_THRESHOLD, kLarge);
+}
+
 }  // namespace
 
 void prepare_process() {
+  give_large_buffers_back();
   fill_standard_descriptors();
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   flightlink::reliable_udp_block_alarm();
