@@ -82,7 +82,11 @@ std::string list_of(Board& board, bool photos) {
         board.media().list(photos);
         // Requests run in their order: the answer to this one stands behind the list.
         board.media().ask(media_channel::kPhoto, media_channel::kSize, "nothing.JPG");
-        if (board.media().wait_for("NOTEXIST", seconds(3)).empty()) return false;
+        if (board.media().wait_for("NOTEXIST", seconds(3)).empty()) {
+          // Half a frame may have swallowed the end of a hold.
+          board.media().send(message(67, {0, 0, 0, 0}));
+          return false;
+        }
         listed = board.media().listed();
         std::sort(listed.begin(), listed.end());
         wanted = listable(folder);

@@ -19,6 +19,8 @@ class Trouble {
  public:
   Trouble(Board& board, uint64_t seed, uint64_t round);
 
+  // No trouble at all: everything once that needs much memory.
+  void warm_up();
   // So many strokes of it, one after the other. Returns early when the program has ended.
   void play(int strokes);
   // Ends all of it: everything works again. What a client left running it also ends.
@@ -82,6 +84,7 @@ class Trouble {
   std::string some_file(bool photo);
   void connect_app();
   void end_card();
+  void end_encoder();
   void end_firmware();
 
   Board& board_;

@@ -120,9 +120,10 @@ void Trouble::firmware() {
 void Trouble::end_firmware() {
   if (!firmware_ || !board_.program_runs()) return;
   note("firmware ends");
-  // The start may have been lost, or refused: the camera says which.
+  // The start may have been lost: the camera says so. "Busy" is its word for one that was not.
   firmware_->start();
-  const auto result = firmware_->serve(seconds(6));
+  auto result = firmware_->serve(seconds(6));
+  for (int tries = 0; tries < 3 && result == 4; tries++) result = firmware_->serve(seconds(6));
   note("firmware result " + (result ? std::to_string(*result) : "none"));
 }
 
