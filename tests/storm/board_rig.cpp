@@ -160,7 +160,7 @@ bool Board::ready(milliseconds limit) {
     support::poll_until(
         [&] {
           footprint_ = footprint_of(program_pid());
-          support::let_pass(milliseconds(100));
+          support::let_pass(milliseconds(200));
           const auto again = footprint_of(program_pid());
           return footprint_ && again && difference(*footprint_, *again).empty() &&
                  !again->descriptors.contains("/pref/cam.conf");

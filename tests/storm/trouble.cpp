@@ -39,7 +39,9 @@ void Trouble::send(const Frame& frame) { board_.peer().send_bytes(encode(frame))
 
 void Trouble::ask_camera(const CommandLong& command) { send(command_long(command)); }
 
+// A service that stalls takes no command.
 void Trouble::service(const std::string& line) {
+  if (stalled_) service_stall();
   note("service: " + line);
   ask_service(line);
 }

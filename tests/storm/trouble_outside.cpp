@@ -196,7 +196,7 @@ void Trouble::card_read_only() {
 
 void Trouble::end_card() {
   if (read_only_) card_read_only();
-  for (const char* line : {"unfill", "insert", "card speed-ok"}) ask_service(line);
+  for (const char* line : {"insert", "unfill", "card speed-ok"}) ask_service(line);
 }
 
 void Trouble::encoder() {
