@@ -39,8 +39,8 @@ void jpeg_data_load_file(JpegData* data, const char* path);
 // data reaches to the end of the bytes, or to the 0xFF that is two bytes before it.
 void jpeg_data_load_data(JpegData* data, const uint8_t* bytes, uint32_t size);
 
-// Whether the container holds the picture of what it was loaded from: false after a parse that
-// stopped before the scan data.
+// Whether the container holds all of the picture of what it was loaded from: false after a parse that
+// stopped before the scan data or, where these have no closing marker, behind them.
 [[nodiscard]] bool jpeg_data_is_whole(const JpegData* data);
 
 // Serialises into a new block, which the caller frees with free(). An APP1 segment for which

@@ -118,6 +118,13 @@ bool parse(JpegData* data, Input input) {
   return true;
 }
 
+// Whether the scan data reach to their closing marker: what was not understood behind it is no part
+// of the picture.
+bool holds_picture_end(const JpegData* data) {
+  constexpr uint8_t kEnd[] = {0xFF, static_cast<uint8_t>(kJpegEoi)};
+  return data->data != nullptr && memmem(data->data, data->size, kEnd, sizeof(kEnd)) != nullptr;
+}
+
 // A file that can be read to its end: never a device or a pipe. Null for any other.
 base::File open_regular(const char* path) {
   base::Descriptor fd(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
@@ -158,7 +165,7 @@ void jpeg_data_load_file(JpegData* data, const char* path) {
 void jpeg_data_load_data(JpegData* data, const uint8_t* bytes, uint32_t size) {
   if (data == nullptr || bytes == nullptr) return;
   const bool complete = parse(data, {bytes, size});
-  data->priv->cut = !complete && data->data == nullptr;
+  data->priv->cut = !complete && !holds_picture_end(data);
 }
 
 }  // namespace media

@@ -26,7 +26,7 @@ struct JpegSegment {
 struct JpegDataPrivate {
   uint32_t references;  // 1
   ExifLog* log;         // an own reference, or null
-  bool cut;             // parsing stopped before the picture: saving would lose it
+  bool cut;             // parsing stopped before the picture's end: saving would lose some of it
 };
 
 struct JpegData {

@@ -161,6 +161,17 @@ TEST_F(ExifWrite, APhotoThatBreaksOffBeforeItsPictureIsNotRewritten) {
   EXPECT_TRUE(media_test::exists(thumbnail));
 }
 
+TEST_F(ExifWrite, APhotoWhosePictureBreaksOffInALookAlikeOfAMarkerIsNotRewritten) {
+  const Bytes whole = photo_with_exif(exif_bytes({}));
+  const Bytes without_end(whole.begin(), whole.end() - 2);
+  for (const Bytes& end : {Bytes{0xFF, 0x00}, Bytes{0xFF, 0xBF}, Bytes{0xFF, 0xC9}}) {
+    const Bytes photo = without_end + end;
+    write_file(source, photo);
+    EXPECT_EQ(exif_write_photo(source.c_str(), source.c_str(), thumbnail.c_str(), kTime, {}), 0);
+    EXPECT_EQ(read_file(source), photo);
+  }
+}
+
 TEST_F(ExifWrite, TaggingTwiceInPlaceGrowsOnlyOnce) {
   write_file(source, photo_with_exif(exif_bytes({})));
   Bytes saved[3];
