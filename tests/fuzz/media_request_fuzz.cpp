@@ -48,8 +48,11 @@ struct Card {
       media_add_file(kind == MEDIA_PHOTO ? "a.JPG" : name.c_str(), path.c_str(), kind);
     }
     transfer_context.reset();
-    transfer_context.sock = sender;
-    transfer_context.peer = application;
+    {
+      const base::Lock lock(transfer_context.socket_lock);
+      transfer_context.sock = sender;
+      transfer_context.peer = application;
+    }
     sleeps = 0;
     fake_base::reset();
     // Nothing here waits for ever: what waits for a link or for the end of a pause is cancelled.
@@ -65,10 +68,13 @@ struct Card {
   int sleeps = 0;
 };
 
+bool work_waits() {
+  const base::Lock lock(media_store.lock);
+  return transfer_context.queue != nullptr;
+}
+
 void run_queue() {
-  for (int i = 0; i < 64 && transfer_context.queue != nullptr; i++) {
-    transfer_work_once(&transfer_context);
-  }
+  for (int i = 0; i < 64 && work_waits(); i++) transfer_work_once(&transfer_context);
 }
 
 }  // namespace

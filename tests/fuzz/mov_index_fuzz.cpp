@@ -66,14 +66,6 @@ uint32_t sum_of_what_is_recorded(const media::MovIndex* index) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
-  // The progress lines would drown the fuzzer's own. Its messages and the sanitizers' go to the
-  // standard error that is kept by descriptor, ours to the stream.
-  stdout = std::fopen("/dev/null", "w");
-  stderr = std::fopen("/dev/null", "w");
-  return stdout != nullptr && stderr != nullptr ? 0 : 1;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size < 4) return 0;
   const uint32_t milliseconds = media::mov_load_u32(data);
