@@ -55,6 +55,7 @@ Rig::~Rig() { stop(); }
 
 void Rig::begin_board(const char* program) {
   board_.reset();
+  used_ = false;
   faults::disarm(*page_);
   const Environment environment{{"LD_PRELOAD", folder_.path("libfaults.so")},
                                 {faults::kPageVariable, folder_.path("page")}};

@@ -30,6 +30,9 @@ class Rig {
   void end_board() { board_.reset(); }
   [[nodiscard]] bool has_board() const { return board_ != nullptr; }
   storm::Board& board() { return *board_; }
+  // Whether a call was hit on it.
+  void mark_used() { used_ = true; }
+  [[nodiscard]] bool is_used() const { return used_; }
 
   // Starts the program. Does not wait. A silent peer sends no heartbeats.
   void start(bool silent_peer = false);
@@ -75,6 +78,7 @@ class Rig {
   faults::Page* page_;
   std::map<std::string, std::string> kept_;  // path on the card to content
   std::unique_ptr<storm::Board> board_;
+  bool used_ = false;
 };
 
 inline const std::string kCard = "/tmp/SD0/";

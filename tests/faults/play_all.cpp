@@ -1,4 +1,5 @@
-// Lets every call of the program fail once: see --help.
+#include "faults/play_all.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -13,25 +14,6 @@
 namespace faults_test {
 namespace {
 
-constexpr const char* kHelp = R"(Usage: tools/faults [OPTION]... [ROAD...]
-
-Lets one call of the program fail: the first of its kind on a road, then the second, and so on until the
-road runs through without reaching it; and once more, with the process ended by SIGKILL in place of the
-call. After each the process, or the next start, has to serve, and no file is lost. Without a ROAD:
-all of them.
-
-  --kind KIND    only calls of this kind (may be given again)
-  --call N       only call number N
-  --every N      only every N-th call
-  --error NAME   this error in place of what fits the call
-  --kill         only ends by SIGKILL
-  --no-kill      no end by SIGKILL
-  --list         prints the roads, kinds and errors
-  --help         prints this text
-
-With FAULTS_VERBOSE in the environment every event is printed. Logs of what is broken: build/release/faults/. Status 1 with any.
-)";
-
 const std::map<std::string, int> kErrors{
     {"ENOSPC", ENOSPC}, {"EIO", EIO},       {"EROFS", EROFS},    {"ENOMEM", ENOMEM},
     {"EMFILE", EMFILE}, {"EAGAIN", EAGAIN}, {"EINTR", EINTR},    {"ENETUNREACH", ENETUNREACH},
@@ -43,6 +25,7 @@ struct Options {
   uint32_t call = 0;
   uint32_t every = 1;
   int error = 0;
+  bool promises_once = false;
   bool only_checks = false;  // whether the words are right
   bool errors = true;
   bool kills = true;
@@ -68,22 +51,19 @@ void print_list() {
 }
 
 [[noreturn]] void refuse(const char* why, const std::string& word) {
-  std::fprintf(stderr, "faults: %s '%s'; see --help and --list\n", why, word.c_str());
+  std::fprintf(stderr, "faults: %s '%s'; see tools/faults --help and --list\n", why, word.c_str());
   std::exit(2);
 }
 
-Options parse(int count, char** words) {
+Options parse(const std::vector<std::string>& words) {
   Options options;
-  for (int i = 1; i < count; i++) {
-    const std::string word = words[i];
+  for (size_t i = 0; i < words.size(); i++) {
+    const std::string& word = words[i];
     const auto value = [&] {
-      if (++i >= count) refuse("a value is missing behind", word);
-      return std::string(words[i]);
+      if (++i >= words.size()) refuse("a value is missing behind", word);
+      return words[i];
     };
-    if (word == "--help" || word == "-h") {
-      std::fputs(kHelp, stdout);
-      std::exit(0);
-    } else if (word == "--list") {
+    if (word == "--list") {
       print_list();
       std::exit(0);
     } else if (word == "--kind") {
@@ -108,6 +88,8 @@ Options parse(int count, char** words) {
       options.errors = false;
     } else if (word == "--no-kill") {
       options.kills = false;
+    } else if (word == "--promises-once") {
+      options.promises_once = true;
     } else if (word == "--check") {
       options.only_checks = true;
     } else if (word.starts_with("-")) {
@@ -138,9 +120,9 @@ class Case : public ::testing::Test {
     const Tally tally = play(rig(), road_, wanted_);
     const std::chrono::duration<double> took = support::Clock::now() - began;
     const std::string kind(faults::kKindNames[wanted_.kind]);
-    std::printf("%-12s %-7s %-6s %5u calls %5u hit %3u broken %3u ended %7.1f s\n",
+    std::printf("%-12s %-7s %-6s %5u calls %5u hit %3u broken %3u ended %3u given %7.1f s\n",
                 road_.name.c_str(), kind.c_str(), wanted_.mode == faults::kKill ? "kill" : "error",
-                tally.calls, tally.played, tally.broken, tally.ended, took.count());
+                tally.calls, tally.played, tally.broken, tally.ended, tally.given, took.count());
     std::fflush(stdout);
   }
 
@@ -165,31 +147,39 @@ class Reporter : public ::testing::EmptyTestEventListener {
   }
 };
 
-}  // namespace
-}  // namespace faults_test
-
-int main(int count, char** words) {
-  using namespace faults_test;  // NOLINT
-  ::testing::InitGoogleTest(&count, words);
-  const Options options = parse(count, words);
-  const std::vector<Road> roads = all_roads();
-  for (const std::string& name : options.roads) {
-    if (std::ranges::none_of(roads, [&](const Road& road) { return road.name == name; })) {
-      refuse("there is no road", name);
+// The cases of a road; all promises behind each, or behind the last one only.
+void add_road(const Road& road, const Options& options) {
+  std::vector<Wanted> cases;
+  for (const faults::Kind kind : options.kinds) {
+    for (const faults::Mode mode : {faults::kFail, faults::kKill}) {
+      if (mode == faults::kFail ? options.errors : options.kills) {
+        cases.push_back(
+            {kind, mode, options.error, options.call, options.every, !options.promises_once});
+      }
     }
   }
-  if (options.only_checks) return 0;
-  for (const Road& road : roads) {
-    if (!options.roads.empty() &&
-        std::ranges::find(options.roads, road.name) == options.roads.end()) {
-      continue;
-    }
-    for (const faults::Kind kind : options.kinds) {
-      for (const faults::Mode mode : {faults::kFail, faults::kKill}) {
-        if (mode == faults::kFail ? options.errors : options.kills) {
-          add_case(road, {kind, mode, options.error, options.call, options.every});
-        }
+  if (!cases.empty()) cases.back().promises = true;
+  for (const Wanted& wanted : cases) add_case(road, wanted);
+}
+
+}  // namespace
+
+int play_all(int count, char** words, const std::vector<std::vector<std::string>>& suite) {
+  ::testing::InitGoogleTest(&count, words);
+  std::vector<std::vector<std::string>> runs = suite;
+  if (count > 1) runs = {{words + 1, words + count}};
+  const std::vector<Road> roads = all_roads();
+  for (const auto& run : runs) {
+    const Options options = parse(run);
+    for (const std::string& name : options.roads) {
+      if (std::ranges::none_of(roads, [&](const Road& road) { return road.name == name; })) {
+        refuse("there is no road", name);
       }
+    }
+    if (options.only_checks) return 0;
+    for (const Road& road : roads) {
+      const bool wanted = std::ranges::find(options.roads, road.name) != options.roads.end();
+      if (wanted || options.roads.empty()) add_road(road, options);
     }
   }
   auto& listeners = ::testing::UnitTest::GetInstance()->listeners();
@@ -197,3 +187,5 @@ int main(int count, char** words) {
   listeners.Append(new Reporter);
   return RUN_ALL_TESTS();
 }
+
+}  // namespace faults_test
