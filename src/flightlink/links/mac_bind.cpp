@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <new>
 
@@ -39,7 +40,7 @@ void for_each_entry(const Take& take) {
   char command[200];
   base::format_text(command, "awk 'BEGIN{FS=\"%s\"}{for(x=1;x<=NF;x++){print $x}}' %s", kSeparator,
                     kTable);
-  base::read_shell_lines(command, take);
+  base::read_shell_lines(command, std::cref(take));  // by itself it would be copied to the heap
 }
 
 void open_input() {

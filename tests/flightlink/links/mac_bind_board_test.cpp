@@ -10,6 +10,7 @@
 
 #include "base/descriptor.h"
 #include "flightlink/links/mac_bind.h"
+#include "support/allocation_fault.h"
 #include "support/board_files.h"
 #include "support/child_process.h"
 #include "support/loopback.h"
@@ -75,6 +76,18 @@ TEST_F(MacBindBoard, WithoutBindingEveryStationGetsThrough) {
   EXPECT_EQ(rules(), kOpenRules);
   EXPECT_TRUE(phone_.reaches_the_board());
   EXPECT_TRUE(other_.reaches_the_board());
+}
+
+TEST_F(MacBindBoard, APhoneIsBoundWithoutMemoryOfTheProgram) {
+  {
+    // But for one command's buffer, whose loss has an answer of its own.
+    const support::AllocationFault fault(support::Fault::kEvery);
+    EXPECT_EQ(save_macaddr(kSecondMac.c_str()), 0);
+    bind_macaddr_from_table();
+    EXPECT_FALSE(fault.struck());
+  }
+  EXPECT_EQ(support::read_file(kTable), kSecondMac + "\n");
+  EXPECT_EQ(lower(rules()), closed_rules(kSecondMac));
 }
 
 TEST_F(MacBindBoard, OnlyThePhoneAndTheLoopbackGetThroughUntilTheReset) {
