@@ -32,9 +32,11 @@ struct Profile {
   uint32_t pair_count GUARDED_BY(lock) = 0;
 };
 
-// Never destroyed: threads may still read it while the process ends.
+// Never destroyed: threads may still read it while the process ends. In a place of its own, so that
+// a start without memory has it as well.
 Profile& profile() {
-  static auto* instance = new Profile;
+  alignas(Profile) static unsigned char place[sizeof(Profile)];
+  static auto* instance = new (place) Profile;
   return *instance;
 }
 

@@ -12,11 +12,21 @@
 #include "config/profile_path.h"
 #include "fake_base/fake_base.h"
 #include "support/allocation_fault.h"
+#include "support/fresh_process.h"
 
 namespace {
 
 using namespace config;
 using namespace config_test;
+
+// First in the file: the profile's own record is made once in a process.
+TEST(KorvanProfileRecord, TakesNoMemory) {
+  link_test::in_fresh_process([] {
+    const support::AllocationFault fault(support::Fault::kEvery);
+    EXPECT_EQ(profile_pair_count(), 0U);
+    EXPECT_FALSE(fault.struck());
+  });
+}
 
 // A profile in a file of its own; nothing is loaded before and after.
 class KorvanProfile : public fake_base::FakeBaseTest {
