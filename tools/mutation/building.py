@@ -1,0 +1,206 @@
+"""The copy of the tree that the mutants live in: its files, its build, its suites."""
+
+import hashlib
+import json
+import os
+import pathlib
+import re
+import shutil
+import signal
+import subprocess
+import time
+
+FOLDER_TESTS, OTHER_TESTS, SYSTEM_TESTS = range(3)
+BUILD = "build"  # within the copy
+# A suite that takes that much longer than usual hangs. Generous: the machine may be busy with other things.
+HANG_FACTOR, HANG_SECONDS = 10, 30
+
+
+class Failed(Exception):
+    """What goes wrong that is no mutant's doing; the text is for whoever started the tool."""
+
+
+class Suite:
+    """One test of ctest: its command, the folder of tests/ that it is of, what it is made from."""
+
+    def __init__(self, test, folder, build):
+        self.name, self.folder = test["name"], folder
+        self.command = test["command"]
+        self.directory = next((p["value"] for p in test["properties"] if p["name"] == "WORKING_DIRECTORY"), None)
+        self.program = next(c[len(build) + 1 :] for c in self.command if c.startswith(f"{build}/"))
+        self.inputs = set()
+        self.usual, self.noticed = 0.0, 0
+
+    def stage(self, file):
+        """When it is run for a mutant of that file of src."""
+        if self.folder == os.path.dirname(file).partition("/")[2]:
+            return FOLDER_TESTS
+        return SYSTEM_TESTS if self.folder in ("system", "board") else OTHER_TESTS
+
+
+def without_end(name):
+    """The target of a suite: that of a corpus has another name."""
+    return re.sub("_corpus$", "_fuzz", name)
+
+
+class Tree:
+    """A copy of the repository under build/; the repository itself is only read."""
+
+    def __init__(self, repository, copy, jobs):
+        self.repository, self.copy, self.jobs = pathlib.Path(repository), pathlib.Path(copy), jobs
+        self.build = self.copy / BUILD
+        self.suites = []
+        self.running = {}
+        self.objects = {}  # source or header -> what is compiled from it
+
+    def sync(self):
+        """Makes the copy say what the repository says; what is the same already keeps its time."""
+        listed = subprocess.run(
+            ["git", "ls-files", "-co", "-z", "--exclude-standard", "--deduplicate"],
+            cwd=self.repository, capture_output=True, text=True, check=True).stdout  # fmt: skip
+        wanted = {name for name in listed.split("\0") if name and os.path.lexists(self.repository / name)}
+        for name in wanted:
+            self.put(name, (self.repository / name).read_bytes(), (self.repository / name).stat().st_mode)
+        for folder, folders, files in os.walk(self.copy):
+            folders[:] = [f for f in folders if f not in (BUILD, "node_modules")]
+            for path in (pathlib.Path(folder) / file for file in files):
+                if str(path.relative_to(self.copy)) not in wanted:
+                    path.unlink()
+        for modules in self.repository.glob("tests/**/node_modules"):
+            target = self.copy / modules.relative_to(self.repository)
+            if modules.parent.name != "node_modules" and not target.exists():
+                shutil.copytree(modules, target, symlinks=True)
+
+    def put(self, name, content, mode=None):
+        """Writes a file of the copy, if it says something else. Whether it did."""
+        path = self.copy / name
+        if path.exists() and path.read_bytes() == content:
+            return False
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_bytes(content)
+        if mode is not None:
+            path.chmod(mode & 0o777)
+        return True
+
+    def configure(self):
+        self.build.mkdir(parents=True, exist_ok=True)
+        linker = "-fuse-ld=lld" if shutil.which("ld.lld") else "-fuse-ld=bfd"
+        # Quickly built; a mutant that only leaves something unused has to be noticed by a suite.
+        options = ["-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS_DEBUG=-O0 -w", "-DHOUSE_UNITY=OFF"]
+        options += [f"-DCMAKE_{kind}_LINKER_FLAGS={linker}" for kind in ("EXE", "SHARED")]
+        self.must(["cmake", "-S", str(self.copy), "-B", str(self.build), "-G", "Ninja", *options])
+
+    def must(self, command):
+        done = subprocess.run(command, cwd=self.copy, capture_output=True, text=True, check=False)
+        if done.returncode != 0:
+            raise Failed(f"{' '.join(command[:3])} fails without a mutant:\n{(done.stdout + done.stderr)[-3000:]}")
+        return done.stdout
+
+    def read_suites(self):
+        """Builds every suite and learns what each is made from."""
+        names = [test["name"] for test in self.tests()["tests"]]
+        self.must(["ninja", "-C", str(self.build), f"-j{self.jobs}", *sorted(map(without_end, names))])
+        shown = self.tests()
+        graph = shown["backtraceGraph"]
+        for test in shown["tests"]:
+            node = graph["nodes"][test["backtrace"]]
+            while "parent" in node and graph["nodes"][node["parent"]].get("parent") is not None:
+                node = graph["nodes"][node["parent"]]
+            folder = os.path.dirname(graph["files"][node["file"]].partition("/tests/")[2])
+            suite = Suite(test, folder, str(self.build))
+            found = self.must(["ninja", "-C", str(self.build), "-t", "inputs", suite.program])
+            suite.inputs = set(found.split("\n"))
+            self.suites.append(suite)
+        target = ""
+        for line in self.must(["ninja", "-C", str(self.build), "-t", "deps"]).split("\n"):
+            if line.startswith(" "):
+                self.objects.setdefault(os.path.relpath(self.build / line.strip(), self.copy), set()).add(target)
+            else:
+                target = line.partition(":")[0]
+
+    def tests(self):
+        return json.loads(self.must(["ctest", "--test-dir", str(self.build), "--show-only=json-v1"]))
+
+    def suites_of(self, file):
+        """The suites that depend on the file, in three stages."""
+        objects = self.objects.get(file, set())
+        stages = ([], [], [])
+        for suite in self.suites:
+            if objects & suite.inputs:
+                stages[suite.stage(file)].append(suite)
+        return stages
+
+    def learn_times(self, suites):
+        """Runs each suite that has changed since its time was taken. Leaves out what fails, and names it."""
+        path = self.build / "usual_times.json"
+        known = json.loads(path.read_text()) if path.exists() else {}
+        broken = []
+        for suite in suites:
+            programs = [i for i in suite.inputs if re.match(r"(bin|lib)/", i)] + [suite.program]
+            content = hashlib.sha256(b"".join((self.build / p).read_bytes() for p in sorted(programs))).hexdigest()
+            if known.get(suite.name, ["", 0])[0] != content:
+                began = time.monotonic()
+                if self.run([suite], first=True) is not None:
+                    broken.append(suite)
+                    continue
+                known[suite.name] = [content, time.monotonic() - began]
+                path.write_text(json.dumps(known))
+            suite.usual = known[suite.name][1]
+        self.suites = [suite for suite in self.suites if suite not in broken]
+        return broken
+
+    def compiles(self, suites):
+        """Builds the suites, and what they start."""
+        programs = sorted({suite.program for suite in suites})
+        done = subprocess.run(["ninja", "-C", str(self.build), f"-j{self.jobs}", *programs],
+                              capture_output=True, text=True, check=False)  # fmt: skip
+        return done.returncode == 0
+
+    def run(self, suites, first=False):
+        """Runs suites side by side until one fails. Its name and what failed, or None."""
+        waiting = list(suites)
+        try:
+            while waiting or self.running:
+                while waiting and len(self.running) < self.jobs:
+                    self.start(waiting.pop(0), first)
+                for process, (suite, until) in list(self.running.items()):
+                    late = time.monotonic() > until
+                    if process.poll() is None and not late:
+                        continue
+                    del self.running[process]
+                    if late:
+                        self.kill(process)
+                    if late or process.returncode != 0:
+                        return suite, "hangs" if late else self.case(suite)
+                time.sleep(0.01)
+            return None
+        finally:
+            self.stop()
+
+    def start(self, suite, first):
+        log = self.build / "logs" / suite.name
+        log.parent.mkdir(exist_ok=True)
+        with log.open("wb") as output:
+            process = subprocess.Popen(
+                suite.command, cwd=suite.directory, stdin=subprocess.DEVNULL, stdout=output, stderr=output,
+                start_new_session=True, env={**os.environ, "GTEST_FAIL_FAST": "1", "GTEST_COLOR": "no"})  # fmt: skip
+        limit = 600 if first else HANG_SECONDS + HANG_FACTOR * suite.usual
+        self.running[process] = suite, time.monotonic() + limit
+
+    def case(self, suite):
+        text = (self.build / "logs" / suite.name).read_text(errors="replace")
+        found = re.search(r"\[  FAILED  \] ([\w/.]+)", text)
+        return found.group(1) if found else "ends badly"
+
+    def stop(self):
+        for process in self.running:
+            self.kill(process)
+        self.running.clear()
+
+    @staticmethod
+    def kill(process):
+        try:
+            os.killpg(process.pid, signal.SIGKILL)
+        except ProcessLookupError:
+            pass
+        process.wait()
