@@ -2,6 +2,7 @@
 
 #include "fake_base/fake_base.h"
 #include "media/channel/transfer_rig.h"
+#include "media/movie/mov_boxes.h"
 
 namespace media {
 namespace {
@@ -63,6 +64,17 @@ TEST_F(FileSender, DataAreTheFilesBytesFromTheOffsetOn) {
   EXPECT_EQ(rig_.next(), (Bytes{2, 28, 35, 42, 49, 56, 63}));
 }
 
+TEST_F(FileSender, StartOfAVideoSaysItsDuration) {
+  media_test::write_file(path_, media_test::movie_of(2000));
+  for (const auto& [kind, start] :
+       {std::pair<uint16_t, const char*>{3, "TRANSSTART:a.MP4;FTYPE:3;DUR:2"},
+        {2, "TRANSSTART:a.MP4;FTYPE:2"}}) {
+    item_ = make_item("a.MP4", path_, kind);
+    EXPECT_EQ(file_sender(item_.get(), &rig_.context), 0);
+    EXPECT_EQ(rig_.said().front(), start);
+  }
+}
+
 TEST_F(FileSender, FileThatCannotBeOpenedIsSilent) {
   item_ = make_item("a.JPG", folder_.path("none"), 1);
   EXPECT_EQ(file_sender(item_.get(), &rig_.context), -1);
@@ -91,6 +103,28 @@ TEST_F(FileSender, StartIsRepeatedUntilItGoesOut) {
   send(5);
   EXPECT_EQ(sleeps, 3);
   EXPECT_EQ(rig_.said(), (Words{"TRANSSTART:a.JPG;FTYPE:1", "data 2 5", "TRANSCOMPLETE:a.JPG"}));
+}
+
+TEST_F(FileSender, StartIsRepeatedAfterAFirstChunkThatDidNotGoOut) {
+  int data = 0;
+  rig_.refuse([&](const Bytes& datagram) { return datagram[0] == 2 && ++data <= 2; });
+  send(8182);
+  const std::string start = "TRANSSTART:a.JPG;FTYPE:1";
+  EXPECT_EQ(rig_.said(),
+            (Words{start, start, start, "data 2 8181", "data 2 1", "TRANSCOMPLETE:a.JPG"}));
+  EXPECT_EQ(fake_base::sleeps(), (std::vector<uint64_t>{1000, 1000}));
+}
+
+TEST_F(FileSender, EveryChunkIsSentAgainUntilItGoesOut) {
+  int data = 0;
+  rig_.refuse([&](const Bytes& datagram) { return datagram[0] == 2 && ++data % 3 != 0; });
+  send(20000);
+  EXPECT_EQ(fake_base::sleeps(), std::vector<uint64_t>(6, 1000));
+  Bytes received;
+  for (Bytes next = rig_.next(); !next.empty(); next = rig_.next()) {
+    if (next[0] == 2) received.insert(received.end(), next.begin() + 1, next.end());
+  }
+  EXPECT_EQ(received, media_test::read_file(path_));
 }
 
 TEST_F(FileSender, CancelEndsTheWaitForALinkThatIsDown) {

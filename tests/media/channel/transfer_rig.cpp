@@ -1,9 +1,37 @@
 #include "media/channel/transfer_rig.h"
 
+#include <arpa/inet.h>
+#include <sys/socket.h>
+
+#include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "base/text.h"
 #include "media/card/store.h"
+
+namespace {
+
+std::function<bool(const media_test::Bytes& datagram)> refuses;
+
+}  // namespace
+
+// The names are the linker's (CMakeLists.txt).
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
+extern "C" {
+ssize_t __real_sendto(int fd, const void* bytes, size_t size, int flags, const sockaddr* to,
+                      socklen_t to_size);
+ssize_t __wrap_sendto(int fd, const void* bytes, size_t size, int flags, const sockaddr* to,
+                      socklen_t to_size) {
+  const auto* first = static_cast<const uint8_t*>(bytes);
+  if (refuses && refuses(media_test::Bytes(first, first + size))) {
+    errno = EAGAIN;
+    return -1;
+  }
+  return __real_sendto(fd, bytes, size, flags, to, to_size);
+}
+}
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
 
 namespace media_test {
 
@@ -18,6 +46,7 @@ TransferRig::TransferRig() : sender_(support::open_socket(SOCK_DGRAM)) {
 }
 
 TransferRig::~TransferRig() {
+  refuses = nullptr;
   context.reset();
   media::media_store_reset();
 }
@@ -52,6 +81,9 @@ std::string TransferRig::words(const Bytes& datagram) {
 
 void TransferRig::block() { context.sock = 0; }
 void TransferRig::unblock() { context.sock = sender_.get(); }
+void TransferRig::refuse(std::function<bool(const Bytes& datagram)> when) {
+  refuses = std::move(when);
+}
 
 support::Frame file_request(uint8_t kind, uint8_t operation, const std::string& name,
                             const std::string& argument) {

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -32,6 +33,8 @@ class TransferRig {
   // Sends fail from now on, or go out again.
   void block();
   void unblock();
+  // Asked before every send call: whether it is to fail.
+  static void refuse(std::function<bool(const Bytes& datagram)> when);
 
   media::TransferContext& context = media::transfer_context;
 

@@ -45,14 +45,22 @@ struct Form {
   bool avc = true;            // has parameter sets
   bool key_frames = true;     // has a table of them; without one every sample is a key frame
   bool wide_offsets = false;  // of 64 bits
+  size_t gap = 0;             // bytes between two samples, each of which is a chunk of its own then
+  size_t second_nal = 0;      // bytes of a second NAL unit in every sample
 };
 Bytes recording(const std::vector<size_t>& nal_sizes, const Form& form = {}) {
   Bytes data;
   std::vector<size_t> sizes;
+  std::vector<size_t> places{0, nal_sizes.size()};
   for (size_t i = 0; i < nal_sizes.size(); i++) {
+    places.push_back(24 + data.size());
     data = data + be32(nal_sizes[i]) + Bytes(nal_sizes[i], static_cast<uint8_t>(0x10 + i));
-    sizes.push_back(nal_sizes[i] + 4);
+    if (form.second_nal != 0) data = data + be32(form.second_nal) + Bytes(form.second_nal, 0xEE);
+    sizes.push_back(24 + data.size() - places.back());
+    data = data + Bytes(form.gap, 0xFF);
   }
+  const size_t in_chunk = form.gap == 0 ? sizes.size() : 1;
+  if (form.gap == 0) places = {0, 1, 24};
   std::vector<size_t> keys{0, 0};
   for (size_t i = 0; i < sizes.size(); i += 3) keys.push_back(i + 1);
   keys[1] = keys.size() - 2;
@@ -61,8 +69,8 @@ Bytes recording(const std::vector<size_t>& nal_sizes, const Form& form = {}) {
   const Bytes tkhd = Bytes(76) + be32(160U << 16) + be32(90U << 16);
   const Bytes stbl =
       atom("stsd", sample_description(form.avc)) + atom("stts", table({0, 1, sizes.size(), 1000})) +
-      atom("stsc", table({0, 1, 1, sizes.size(), 1})) +
-      (form.wide_offsets ? atom("co64", table({0, 1, 0, 24})) : atom("stco", table({0, 1, 24}))) +
+      atom("stsc", table({0, 1, 1, in_chunk, 1})) +
+      (form.wide_offsets ? atom("co64", table({0, 1, 0, 24})) : atom("stco", table(places))) +
       (form.key_frames ? atom("stss", table(keys)) : Bytes{}) + atom("stsz", table(size_words));
   const Bytes moov = atom(
       "moov",
@@ -81,6 +89,24 @@ class VideoStreamer : public fake_base::FakeBaseTest {
       rig_.context.seek_time = ms;
       rig_.context.seek_pending = 1;
     });
+  }
+  // A seek while the frame of a sample is being sent for the first time.
+  void seek_at(uint8_t sample, int32_t ms) {
+    rig_.refuse([this, sample, ms, done = false](const Bytes& datagram) mutable {
+      if (done || datagram[0] != 3 || datagram.back() != 0x10 + sample) return false;
+      done = true;
+      rig_.context.seek_time = ms;
+      rig_.context.seek_pending = 1;
+      return false;
+    });
+  }
+  // The samples whose frames have been sent; parameter sets are none.
+  std::vector<int> samples() {
+    std::vector<int> result;
+    for (const Bytes& piece : pieces()) {
+      if (piece.back() != kPps.back()) result.push_back(piece.back() - 0x10);
+    }
+    return result;
   }
   int32_t play(const Bytes& file, int32_t from_ms = 0) {
     media_test::write_file(path_, file);
@@ -222,6 +248,68 @@ TEST_F(VideoStreamer, LinkThatIsDownIsWaitedFor) {
   });
   play(recording({10}));
   EXPECT_EQ(rig_.said().front(), "TIME:0;SCALE:1000");
+}
+
+TEST_F(VideoStreamer, PieceThatDidNotGoOutIsSentAgainAfterAMillisecond) {
+  const Bytes file = recording({10, 20000, 30});
+  EXPECT_EQ(play(file), 0);
+  const std::vector<Bytes> whole = pieces();
+  ASSERT_EQ(whole.size(), 6U);
+  rig_.refuse(
+      [tries = 0](const Bytes& datagram) mutable { return datagram[0] == 3 && ++tries % 3 != 0; });
+  EXPECT_EQ(play(file), 0);
+  EXPECT_EQ(pieces(), whole);
+  EXPECT_EQ(fake_base::sleeps(), std::vector<uint64_t>(12, 1000));
+}
+
+// Only what is at a sample's place is played: of several NAL units the first.
+TEST_F(VideoStreamer, EverySampleIsReadAtItsPlace) {
+  const std::vector<size_t> sizes{1, 2, 3, 4, 5};
+  EXPECT_EQ(play(recording(sizes)), 0);
+  const std::vector<Bytes> whole = pieces();
+  for (const Form& form : {Form{.gap = 1}, Form{.gap = 1000}, Form{.second_nal = 7},
+                           Form{.gap = 3, .second_nal = 5000}}) {
+    EXPECT_EQ(play(recording(sizes, form)), 0);
+    EXPECT_EQ(pieces(), whole) << form.gap << " " << form.second_nal;
+  }
+}
+
+TEST_F(VideoStreamer, SeekIsLookedAtBeforeThePause) {
+  rig_.context.paused = 1;
+  rig_.context.seek_pending = 1;
+  fake_base::on_sleep([&](uint64_t) {
+    EXPECT_EQ(rig_.said(), (Words{"TIME:0;SCALE:1000", "TIME:0;SCALE:1000"}));
+    rig_.context.cancel = 1;
+  });
+  play(recording({10}));
+  EXPECT_EQ(fake_base::sleeps().size(), 1U);
+}
+
+TEST_F(VideoStreamer, SeekWhilePlayingPlaysFromThereToTheEnd) {
+  const struct {
+    uint8_t at;
+    int32_t to_ms;
+    std::vector<int> played;
+  } rows[] = {
+      {1, 1000, {0, 1, 0, 1, 2, 3}},  // back to the sample before the next one
+      {1, 2000, {0, 1, 1, 2, 3}},     // to the one that is being sent
+      {0, 3900, {0, 2, 3}},
+      {0, 4000, {0}},
+  };
+  for (const auto& row : rows) {
+    seek_at(row.at, row.to_ms);
+    EXPECT_EQ(play(recording({10, 20, 30, 40}, {.key_frames = false})), 0);
+    EXPECT_EQ(samples(), row.played) << row.to_ms;
+  }
+  // While the last one is being sent, in three pieces.
+  seek_at(3, 3000);
+  EXPECT_EQ(play(recording({10, 20, 30, 20000}, {.key_frames = false})), 0);
+  EXPECT_EQ(samples(), (std::vector<int>{0, 1, 2, 3, 2, 3, 3, 3}));
+  // Nothing follows the last sample, of which there is one.
+  const Bytes keys = recording({1, 2, 3, 4});
+  seek_at(1, 3000);
+  EXPECT_EQ(play(keys), 0);
+  EXPECT_EQ(samples(), (std::vector<int>{0, 1, 3}));
 }
 
 TEST_F(VideoStreamer, RecordingWithoutParameterSetsEndsAfterItsNotice) {

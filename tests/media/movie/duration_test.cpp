@@ -3,29 +3,15 @@
 #include <gtest/gtest.h>
 
 #include "support/allocation_fault.h"
+#include "media/movie/mov_boxes.h"
 #include "support/recordings.h"
 
 namespace media {
 namespace {
 
 using media_test::Bytes;
+using media_test::movie_of;
 using media_test::text_bytes;
-
-Bytes big_endian(uint32_t value) {
-  return {static_cast<uint8_t>(value >> 24), static_cast<uint8_t>(value >> 16),
-          static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value)};
-}
-
-Bytes box(const std::string& type, const Bytes& payload) {
-  return big_endian(static_cast<uint32_t>(payload.size() + 8)) + text_bytes(type) + payload;
-}
-
-// A file that says its duration in milliseconds and holds nothing else.
-Bytes movie_of(uint32_t ms) {
-  const Bytes header = Bytes(12) + big_endian(1000) + big_endian(ms) + Bytes(80);
-  return box("ftyp", text_bytes("isom") + Bytes(4) + text_bytes("isom")) +
-         box("moov", box("mvhd", header));
-}
 
 class VideoDuration : public ::testing::Test {
  protected:

@@ -86,6 +86,12 @@ Bytes audio_track() {
   return box("trak", tkhd(2, 0, 0) + box("mdia", mdhd(8000) + box("minf", box("stbl", stbl))));
 }
 
+Bytes movie_of(uint32_t ms) {
+  const Bytes header = Bytes(12) + be32({1000, ms}) + Bytes(80);
+  return box("ftyp", text_bytes("isom") + Bytes(4) + text_bytes("isom")) +
+         box("moov", box("mvhd", header));
+}
+
 Indexed::Indexed(Bytes atoms) : bytes(std::move(atoms)) {
   media::MovIndex* made = nullptr;
   if (media::mov_index_new(&made) != 0) throw std::runtime_error("no memory for an index");

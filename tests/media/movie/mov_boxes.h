@@ -45,6 +45,9 @@ struct Tables {
 // A `trak` without a picture size, of one sample.
 [[nodiscard]] Bytes audio_track();
 
+// A file that says its duration in milliseconds and holds nothing else.
+[[nodiscard]] Bytes movie_of(uint32_t ms);
+
 // What mov_atom_handler makes of the bytes, which are `moov` or part of it. Output is swallowed.
 struct Indexed {
   explicit Indexed(Bytes atoms);
