@@ -46,6 +46,9 @@ inline const std::string kTimelapseRunning = "00 00 00 00";
 inline const std::string kTimelapsePaused = "00 00 80 3f";
 inline const std::string kTimelapseEnded = "00 00 00 40";
 
+// Called by the wrapped send calls (CMakeLists.txt).
+void note_send();
+
 // Every test starts with the defaults, a connected service, an open peer socket, token 77 and the
 // three timers created and disarmed.
 class CameraTest : public fake_base::FakeBaseTest {
@@ -61,7 +64,6 @@ class CameraTest : public fake_base::FakeBaseTest {
   //   "run CMD"             a shell command
   //   {"msg_id":...}        a text to the camera service, one line per send
   //   "app 77: d1 07 00"    a message to the peer
-  // Between two sleeps or commands the order is timers, texts, messages, each in its own order.
   [[nodiscard]] Timeline timeline();
   // No connection to the camera service any more.
   static void disconnect();
@@ -76,16 +78,20 @@ class CameraTest : public fake_base::FakeBaseTest {
   static void save_timelapse_parameters();
   // What the code printed on standard output while `call` ran.
   static std::string printed_by(const std::function<void()>& call);
-  // Raw datagrams to the peer since the last look, instead of timeline().
-  [[nodiscard]] std::vector<std::vector<uint8_t>> datagrams();
+  // Raw datagrams to the peer since the last look.
+  [[nodiscard]] std::vector<std::vector<uint8_t>> datagrams() { return std::exchange(raw_, {}); }
 
   [[nodiscard]] int service() const { return service_.get(); }
 
  private:
   void open_peer();
+  friend void note_send();
   void take_base_events(bool but_the_last);
   void take_traffic();
+  [[nodiscard]] std::vector<std::vector<uint8_t>> receive_datagrams();
   void on_base_event();
+
+  static inline CameraTest* current_ = nullptr;
 
   base::Descriptor connection_;  // the program's end
   base::Descriptor service_;
@@ -93,6 +99,7 @@ class CameraTest : public fake_base::FakeBaseTest {
   base::Descriptor peer_;
   std::function<void()> look_;
   Timeline timeline_;
+  std::vector<std::vector<uint8_t>> raw_;
   size_t seen_events_ = 0;
 };
 

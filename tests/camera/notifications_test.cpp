@@ -157,7 +157,7 @@ TEST_F(SdNotification, ACardThatCannotTakeTheVideoEndsTheRecording) {
   const Timeline stopped = {"record tick 0", kRecordStoppedReport};
   supervisor::set_recording(1);
   EXPECT_EQ(after(3, "SD_SPEED_LOW"),
-            (Timeline{"record tick 0", sd_report("05"), kRecordStoppedReport}));
+            (Timeline{sd_report("05"), "record tick 0", kRecordStoppedReport}));
   EXPECT_EQ(supervisor::get_recording(), 0);
   EXPECT_TRUE(sizes_kept());
   supervisor::set_recording(1);
@@ -165,7 +165,7 @@ TEST_F(SdNotification, ACardThatCannotTakeTheVideoEndsTheRecording) {
   EXPECT_EQ(supervisor::get_recording(), 0);
   supervisor::set_recording(1);
   EXPECT_EQ(after(3, "SD_NO_SPACE"),
-            (Timeline{"record tick 0", sd_report("07"), kRecordStoppedReport}));
+            (Timeline{sd_report("07"), "record tick 0", kRecordStoppedReport}));
   EXPECT_EQ(supervisor::get_recording(), 0);
 }
 
@@ -196,7 +196,7 @@ TEST_F(Notification, ATimelapseWithoutAnIntervalIsSwitchedOff) {
   start_timelapse();
   notify(0);
   EXPECT_EQ(timeline(),
-            (Timeline{set_text("OFF", "time_lapse_interval"), timelapse_report(kTimelapseEnded)}));
+            (Timeline{timelapse_report(kTimelapseEnded), set_text("OFF", "time_lapse_interval")}));
 }
 
 TEST_F(Notification, ATimelapseWithAnIntervalGoesOn) {

@@ -135,6 +135,11 @@ TEST_F(ModeReply, AFailedSwitchSendsNoActionThatWaited) {
   camera_state.pending_photo_after_switch.store(1);
   say(R"({"rval":-1,"msg_id":772})");
   EXPECT_EQ(timeline(), Timeline{camera_ack("0a", "04", "00")});
+  EXPECT_EQ(camera_state.pending_record_after_switch.load(), 0);
+  EXPECT_EQ(camera_state.pending_photo_after_switch.load(), 0);
+  // Nor does a later switch, which somebody else asks for.
+  say(R"({"rval":0,"msg_id":772})");
+  EXPECT_EQ(timeline(), Timeline{camera_ack("0a", "00", "01")});
 }
 
 TEST_F(ModeReply, LowLightIsSwitchedOffLast) {

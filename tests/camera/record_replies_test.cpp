@@ -114,7 +114,7 @@ TEST_F(RecordReply, ATimelapseSliceThatDoesNotStartEndsTheTimelapse) {
   start_timelapse();
   request(kTimelapseInterval, 5);
   say(R"({"rval":-1,"msg_id":513})");
-  EXPECT_EQ(timeline(), (Timeline{set_text("OFF", "time_lapse_interval"), kRecordStartFailed}));
+  EXPECT_EQ(timeline(), (Timeline{kRecordStartFailed, set_text("OFF", "time_lapse_interval")}));
   EXPECT_EQ(requested(kTimelapseInterval), 0);
   EXPECT_EQ(camera_state.TimelapseState.load(), 0);
   EXPECT_EQ(supervisor::get_record_cmd_pending(), 0);
