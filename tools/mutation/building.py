@@ -23,19 +23,23 @@ class Failed(Exception):
 class Suite:
     """One test of ctest: its command, the folder of tests/ that it is of, what it is made from."""
 
-    def __init__(self, test, folder, build):
-        self.name, self.folder = test["name"], folder
+    def __init__(self, test, folder, build, inputs=()):
+        self.name, self.folder, self.inputs = test["name"], folder, set(inputs)
         self.command = test["command"]
         self.directory = next((p["value"] for p in test["properties"] if p["name"] == "WORKING_DIRECTORY"), None)
         self.program = next(c[len(build) + 1 :] for c in self.command if c.startswith(f"{build}/"))
-        self.inputs = set()
         self.usual, self.noticed = 0.0, 0
 
     def stage(self, file):
         """When it is run for a mutant of that file of src."""
         if self.folder == os.path.dirname(file).partition("/")[2]:
             return FOLDER_TESTS
-        return SYSTEM_TESTS if self.folder in ("system", "board") else OTHER_TESTS
+        return SYSTEM_TESTS if is_system(self.folder) else OTHER_TESTS
+
+
+def is_system(folder):
+    """Whether the suites of that folder of tests/ run whole programs."""
+    return folder in ("system", "board", "groundstation", "camera_service")
 
 
 def without_end(name):
@@ -96,30 +100,41 @@ class Tree:
             raise Failed(f"{' '.join(command[:3])} fails without a mutant:\n{(done.stdout + done.stderr)[-3000:]}")
         return done.stdout
 
-    def read_suites(self):
-        """Builds every suite and learns what each is made from."""
-        names = [test["name"] for test in self.tests()["tests"]]
-        self.must(["ninja", "-C", str(self.build), f"-j{self.jobs}", *sorted(map(without_end, names))])
-        shown = self.tests()
-        graph = shown["backtraceGraph"]
-        for test in shown["tests"]:
-            node = graph["nodes"][test["backtrace"]]
-            while "parent" in node and graph["nodes"][node["parent"]].get("parent") is not None:
-                node = graph["nodes"][node["parent"]]
-            folder = os.path.dirname(graph["files"][node["file"]].partition("/tests/")[2])
-            suite = Suite(test, folder, str(self.build))
-            found = self.must(["ninja", "-C", str(self.build), "-t", "inputs", suite.program])
-            suite.inputs = set(found.split("\n"))
-            self.suites.append(suite)
+    def read_suites(self, files, units):
+        """Builds every suite that depends on one of the files and learns what each is made from.
+
+        What includes only a header of src/base is not told before it is built; so for those every suite is.
+        """
+        base = any(file.startswith("src/base/") for file in files)
+        sources = {str(self.copy / file) for file in files}
+        inputs = {}
+        for name, folder in self.tests():
+            found = set(self.ninja("-t", "inputs", without_end(name)).split("\n"))
+            if (base or found & sources) and not (units and is_system(folder)):
+                inputs[name] = found
+        self.ninja(f"-j{self.jobs}", *sorted(map(without_end, inputs)))
+        self.suites = [Suite(test, folder, str(self.build), inputs[test["name"]])
+                       for (_, folder), test in self.tests().items() if test["name"] in inputs]  # fmt: skip
         target = ""
-        for line in self.must(["ninja", "-C", str(self.build), "-t", "deps"]).split("\n"):
+        for line in self.ninja("-t", "deps").split("\n"):
             if line.startswith(" "):
                 self.objects.setdefault(os.path.relpath(self.build / line.strip(), self.copy), set()).add(target)
             else:
                 target = line.partition(":")[0]
 
+    def ninja(self, *arguments):
+        return self.must(["ninja", "-C", str(self.build), *arguments])
+
     def tests(self):
-        return json.loads(self.must(["ctest", "--test-dir", str(self.build), "--show-only=json-v1"]))
+        """{(name, its folder in tests/): what ctest says of it}."""
+        shown = json.loads(self.must(["ctest", "--test-dir", str(self.build), "--show-only=json-v1"]))
+        graph, result = shown["backtraceGraph"], {}
+        for test in shown["tests"]:
+            node = graph["nodes"][test["backtrace"]]
+            while graph["nodes"][node.get("parent", 0)].get("parent") is not None:
+                node = graph["nodes"][node["parent"]]
+            result[test["name"], os.path.dirname(graph["files"][node["file"]].partition("/tests/")[2])] = test
+        return result
 
     def suites_of(self, file):
         """The suites that depend on the file, in three stages."""
