@@ -1,6 +1,7 @@
 #include "base/shell.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -44,6 +45,46 @@ TEST(ReadShellLine, ASilentCommandReadsNothing) {
   char line[5] = {};
   EXPECT_EQ(base::read_shell_line("true", line, sizeof(line)), 0);
   EXPECT_STREQ(line, "");
+}
+
+// While it lives, nothing more can be opened.
+class NoDescriptors {
+ public:
+  NoDescriptors() {
+    EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &before_), 0);
+    rlimit none = before_;
+    none.rlim_cur = 0;
+    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  }
+  ~NoDescriptors() { EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &before_), 0); }
+  NoDescriptors(const NoDescriptors&) = delete;
+  NoDescriptors& operator=(const NoDescriptors&) = delete;
+
+ private:
+  rlimit before_{};
+};
+
+TEST(ShellWithoutAPipe, IsAnErrorForWhoReads) {
+  const NoDescriptors none;
+  char line[5] = "old";
+  EXPECT_EQ(base::read_shell_line("echo new", line, sizeof(line)), -1);
+  EXPECT_STREQ(line, "old");
+  EXPECT_EQ(base::read_shell_lines("echo new", [](const char*) { return true; }), -1);
+}
+
+TEST(ShellWithoutAPipe, IsComplainedOfAndWaitedForAllTheSame) {
+  ::testing::internal::CaptureStderr();
+  const uint64_t begin = base::monotonic_us();
+  {
+    const NoDescriptors none;
+    base::run_shell_quiet("true");
+  }
+  EXPECT_GE(base::monotonic_us() - begin, 10000U);
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "poen failed!: Too many open files\n");
+}
+
+TEST(RunShell, ACommandThatIsTooLongIsNotStarted) {
+  EXPECT_EQ(base::run_shell((": " + std::string(1U << 20, 'x')).c_str()), -1);
 }
 
 TEST(ReadShellLines, GivesEveryLineWithoutItsNewline) {

@@ -65,7 +65,7 @@ TEST_F(LiveVideo, LeavesOnlyWhileTheStreamIsOn) {
   EXPECT_TRUE(flows());
 }
 
-TEST_F(LiveVideo, ASilentPeerIsSentNothingAfterTheLinkReset) {
+TEST_F(LiveVideo, WhatASilentPeerAskedForOutlivesTheLinkReset) {
   peer->fall_silent();
   let_pass(milliseconds(2000));
   EXPECT_TRUE(flows());  // the wish is still known

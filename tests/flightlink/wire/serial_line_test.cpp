@@ -8,6 +8,19 @@
 
 #include "support/pty.h"
 
+namespace {
+
+termios told{};
+
+}  // namespace
+
+// The linker sends every tcsetattr here (see CMakeLists.txt): what the kernel was told.
+extern "C" int __real_tcsetattr(int fd, int when, const termios* settings);
+extern "C" int __wrap_tcsetattr(int fd, int when, const termios* settings) {
+  told = *settings;
+  return __real_tcsetattr(fd, when, settings);
+}
+
 namespace flightlink {
 namespace {
 
@@ -23,14 +36,17 @@ struct Settings {
 };
 
 // What a fresh line has after it was set up. A pseudo terminal keeps every flag but the character
-// size (always 8 bits) and PARENB; those are seen by what the kernel was told (see below).
+// size (always 8 bits) and PARENB, which are taken from what the kernel was told.
 termios set_up(const Settings& wanted) {
   const Pty line;
   const base::Descriptor fd(open(line.name().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
   EXPECT_EQ(serial_line_set_opt(fd.get(), wanted.speed, wanted.data_bits, wanted.parity,
                                 wanted.stop_bits, wanted.parity_input),
             0);
-  return line.settings();
+  constexpr tcflag_t kLost = CSIZE | PARENB;
+  termios now = line.settings();
+  now.c_cflag = (now.c_cflag & ~kLost) | (told.c_cflag & kLost);
+  return now;
 }
 
 TEST(SerialLine, OpenLeavesTheLineBlocking) {
@@ -82,10 +98,10 @@ TEST(SerialLine, KnowsThreeSpeedsAndTakesAnyOtherFor9600) {
 TEST(SerialLine, ParityChecksInputAndStripsItOnlyInTheFactory) {
   const termios bridge_even = set_up({.parity = 'E'});
   EXPECT_EQ(bridge_even.c_iflag, static_cast<tcflag_t>(INPCK));
-  EXPECT_EQ(bridge_even.c_cflag & PARODD, 0U);
+  EXPECT_EQ(bridge_even.c_cflag & (PARENB | PARODD), static_cast<tcflag_t>(PARENB));
   const termios bridge_odd = set_up({.parity = 'O'});
   EXPECT_EQ(bridge_odd.c_iflag, static_cast<tcflag_t>(INPCK));
-  EXPECT_EQ(bridge_odd.c_cflag & PARODD, static_cast<tcflag_t>(PARODD));
+  EXPECT_EQ(bridge_odd.c_cflag & (PARENB | PARODD), static_cast<tcflag_t>(PARENB | PARODD));
   const termios factory = set_up({.parity = 'E', .parity_input = kParityInputFactory});
   EXPECT_EQ(factory.c_iflag, static_cast<tcflag_t>(INPCK | ISTRIP));
 }
@@ -95,6 +111,13 @@ TEST(SerialLine, AnyOtherParityLetterMeansNone) {
     const termios now = set_up({.parity = parity});
     EXPECT_EQ(now.c_iflag, 0U);
     EXPECT_EQ(now.c_cflag & (PARENB | PARODD), 0U);
+  }
+}
+
+TEST(SerialLine, DataBits) {
+  const std::pair<int, tcflag_t> sizes[] = {{8, CS8}, {7, CS7}, {5, CS5}, {6, CS5}, {0, CS5}};
+  for (const auto& [bits, size] : sizes) {
+    EXPECT_EQ(set_up({.data_bits = bits}).c_cflag & CSIZE, size) << bits;
   }
 }
 

@@ -46,37 +46,47 @@ struct Form {
   bool key_frames = true;     // has a table of them; without one every sample is a key frame
   bool wide_offsets = false;  // of 64 bits
   size_t gap = 0;             // bytes between two samples, each of which is a chunk of its own then
+  bool index_first = false;   // stands before the samples
   size_t second_nal = 0;      // bytes of a second NAL unit in every sample
 };
-Bytes recording(const std::vector<size_t>& nal_sizes, const Form& form = {}) {
-  Bytes data;
-  std::vector<size_t> sizes;
-  std::vector<size_t> places{0, nal_sizes.size()};
-  for (size_t i = 0; i < nal_sizes.size(); i++) {
-    places.push_back(24 + data.size());
-    data = data + be32(nal_sizes[i]) + Bytes(nal_sizes[i], static_cast<uint8_t>(0x10 + i));
-    if (form.second_nal != 0) data = data + be32(form.second_nal) + Bytes(form.second_nal, 0xEE);
-    sizes.push_back(24 + data.size() - places.back());
-    data = data + Bytes(form.gap, 0xFF);
-  }
-  const size_t in_chunk = form.gap == 0 ? sizes.size() : 1;
-  if (form.gap == 0) places = {0, 1, 24};
+// The index of samples of those sizes, whose chunks begin at those places.
+Bytes index_of(const std::vector<size_t>& sizes, const std::vector<size_t>& places,
+               const Form& form) {
   std::vector<size_t> keys{0, 0};
   for (size_t i = 0; i < sizes.size(); i += 3) keys.push_back(i + 1);
   keys[1] = keys.size() - 2;
   std::vector<size_t> size_words{0, 0, sizes.size()};
   size_words.insert(size_words.end(), sizes.begin(), sizes.end());
+  std::vector<size_t> place_words{0, places.size()};
+  place_words.insert(place_words.end(), places.begin(), places.end());
+  const size_t in_chunk = sizes.size() / places.size();
   const Bytes tkhd = Bytes(76) + be32(160U << 16) + be32(90U << 16);
   const Bytes stbl =
       atom("stsd", sample_description(form.avc)) + atom("stts", table({0, 1, sizes.size(), 1000})) +
       atom("stsc", table({0, 1, 1, in_chunk, 1})) +
-      (form.wide_offsets ? atom("co64", table({0, 1, 0, 24})) : atom("stco", table(places))) +
+      (form.wide_offsets ? atom("co64", table({0, 1, 0, 24})) : atom("stco", table(place_words))) +
       (form.key_frames ? atom("stss", table(keys)) : Bytes{}) + atom("stsz", table(size_words));
-  const Bytes moov = atom(
-      "moov",
-      atom("trak", atom("tkhd", tkhd) + atom("mdia", atom("mdhd", table({0, 0, 0, 1000, 0, 0})) +
-                                                         atom("minf", atom("stbl", stbl)))));
-  return atom("ftyp", Bytes(8)) + atom("mdat", data) + moov;
+  return atom("moov", atom("trak", atom("tkhd", tkhd) +
+                                       atom("mdia", atom("mdhd", table({0, 0, 0, 1000, 0, 0})) +
+                                                        atom("minf", atom("stbl", stbl)))));
+}
+
+Bytes recording(const std::vector<size_t>& nal_sizes, const Form& form = {}) {
+  Bytes data;
+  std::vector<size_t> sizes;
+  std::vector<size_t> places;
+  for (size_t i = 0; i < nal_sizes.size(); i++) {
+    if (i == 0 || form.gap != 0) places.push_back(24 + data.size());
+    const size_t start = data.size();
+    data = data + be32(nal_sizes[i]) + Bytes(nal_sizes[i], static_cast<uint8_t>(0x10 + i));
+    if (form.second_nal != 0) data = data + be32(form.second_nal) + Bytes(form.second_nal, 0xEE);
+    sizes.push_back(data.size() - start);
+    data = data + Bytes(form.gap, 0xFF);
+  }
+  const Bytes index = index_of(sizes, places, form);
+  if (!form.index_first) return atom("ftyp", Bytes(8)) + atom("mdat", data) + index;
+  for (size_t& place : places) place += index.size();
+  return atom("ftyp", Bytes(8)) + index_of(sizes, places, form) + atom("mdat", data);
 }
 
 class VideoStreamer : public fake_base::FakeBaseTest {
@@ -339,15 +349,36 @@ TEST_F(VideoStreamer, LengthThatLiesEndsThePlay) {
   EXPECT_EQ(rig_.said(), (Words{"TIME:0;SCALE:1000", "data 3 14"}));
 }
 
-TEST_F(VideoStreamer, FileCutAnywhereIsPlayedToItsEndOrRefused) {
+TEST_F(VideoStreamer, FileWhoseIndexIsCutIsRefused) {
   const Bytes whole = recording({10, 20, 300});
   for (size_t size = 0; size < whole.size(); size += 7) {
-    Bytes cut = whole;
-    cut.resize(size);
-    play(cut);
-    rig_.said();
+    EXPECT_EQ(play(Bytes(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(size))), -1);
+    EXPECT_EQ(rig_.said(), Words{}) << size;
   }
   EXPECT_EQ(play(whole), 0);
+}
+
+TEST_F(VideoStreamer, FileWhosePicturesAreCutIsPlayedAsFarAsItGoes) {
+  const Bytes whole = recording({10, 20, 300}, {.index_first = true});
+  EXPECT_EQ(play(whole), 0);
+  EXPECT_EQ(rig_.said(), (Words{"TIME:0;SCALE:1000", "data 3 14", "data 3 14", "data 3 24",
+                                "data 3 304", "TRANSCOMPLETE:a.MP4"}));
+  const size_t pictures = whole.size() - (14 + 24 + 304);
+  for (size_t size = pictures; size < whole.size(); size += 7) {
+    const int32_t result = play(Bytes(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(size)));
+    Words expected{"TIME:0;SCALE:1000", "data 3 14"};
+    size_t left = size - pictures;
+    // Of the one that is cut what there is; behind the last one is the end.
+    for (const size_t sample : {14U, 24U, 304U}) {
+      const size_t there = std::min<size_t>(left, sample);
+      if (there > 4) expected.push_back("data 3 " + std::to_string(there));
+      left -= there;
+    }
+    const bool all_begun = expected.size() == 5;
+    if (all_begun) expected.emplace_back("TRANSCOMPLETE:a.MP4");
+    EXPECT_EQ(result, all_begun ? 0 : -1) << size;
+    EXPECT_EQ(rig_.said(), expected) << size;
+  }
 }
 
 TEST_F(VideoStreamer, FilesThatAreNoRecordingsAreSilent) {

@@ -1,9 +1,11 @@
 #include "media/movie/duration.h"
 
 #include <gtest/gtest.h>
+#include <poll.h>
 
 #include "support/allocation_fault.h"
 #include "media/movie/mov_boxes.h"
+#include "support/loopback.h"
 #include "support/recordings.h"
 
 namespace media {
@@ -86,13 +88,18 @@ TEST_F(VideoDuration, RefusesBadArguments) {
 }
 
 TEST_F(VideoDuration, AListOfOtherPlacesIsNotFollowed) {
+  const base::Descriptor server = support::listen_on_loopback();
+  const std::string address =
+      "http://127.0.0.1:" + std::to_string(ntohs(support::own_address(server.get()).sin_port));
   const std::string list =
-      "#EXTM3U\n#EXT-X-TARGETDURATION:1\n#EXTINF:1,\nhttp://127.0.0.1:9/a.ts\n#EXT-X-ENDLIST\n";
+      "#EXTM3U\n#EXT-X-TARGETDURATION:1\n#EXTINF:1,\n" + address + "/a.ts\n#EXT-X-ENDLIST\n";
   media_test::write_file(file_, text_bytes(list));
   char text[32] = "kept";
   (void)media_video_duration(file_.c_str(), text, sizeof(text));
+  pollfd called{server.get(), POLLIN, 0};
+  EXPECT_EQ(poll(&called, 1, 0), 0);
   // A name is a file's name, whatever it looks like.
-  EXPECT_EQ(media_video_duration("http://127.0.0.1:9/a.MP4", text, sizeof(text)), -ENOENT);
+  EXPECT_EQ(media_video_duration((address + "/a.MP4").c_str(), text, sizeof(text)), -ENOENT);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include "media/movie/mov_boxes.h"
 #include "media/movie/read_frame.h"
 #include "media/movie/seek.h"
+#include "support/guarded_bytes.h"
 #include "support/patience.h"
 
 namespace media {
@@ -34,8 +35,10 @@ Played play(const Bytes& bytes, uint32_t milliseconds) {
   Played played{mov_get_header_atom(file.get(), &header), 0, 0};
   MovIndex* made = nullptr;
   EXPECT_EQ(mov_index_new(&made), 0);
+  // Nothing lies behind the atoms: a table that is read further ends the program.
+  const support::GuardedBytes moov({header.moov_data, header.moov_size});
   const MovIndexOwner index(made);
-  mov_walk_atoms(header.moov_data, header.moov_size, mov_atom_handler, made);
+  mov_walk_atoms(moov.data(), moov.size(), mov_atom_handler, made);
   played.tracks = made->track_count;
   uint32_t sample = mov_time_to_keyframe(milliseconds, made);
   if (sample > 0) sample--;
@@ -106,7 +109,8 @@ TEST_F(MovHostile, EveryByteOfTheTablesWithALie) {
       Bytes bytes = whole;
       bytes[at] = lie;
       const Played played = play(bytes, 12000);
-      EXPECT_LE(played.tracks, 5U);
+      // Whatever is there is read once.
+      EXPECT_LE(played.tracks, 2U) << at;
     }
   }
 }
@@ -120,7 +124,7 @@ TEST_F(MovHostile, EveryWordOfTheTablesWithALie) {
       const Bytes word = be32({lie});
       std::copy(word.begin(), word.end(), bytes.begin() + static_cast<long>(at));
       const Played played = play(bytes, 0xFFFFFFFF);
-      EXPECT_LE(played.tracks, 5U);
+      EXPECT_LE(played.tracks, 2U) << at;
     }
   }
 }

@@ -7,6 +7,7 @@
 
 #include "media/photo/exif_entries.h"
 #include "media/photo/jpeg_data.h"
+#include "support/guarded_bytes.h"
 #include "support/photo.h"
 
 namespace media {
@@ -52,6 +53,13 @@ class ExifBlock : public ::testing::TestWithParam<ExifByteOrder> {
     return bytes;
   }
 
+  // What becomes of a block that has nothing behind it.
+  [[nodiscard]] Bytes kept(const Bytes& block) const {
+    const support::GuardedBytes bytes(block);
+    exif_block_keep_order(exif.get(), bytes.data(), static_cast<uint32_t>(bytes.size()));
+    return {bytes.data(), bytes.data() + bytes.size()};
+  }
+
   // Where the records of the GPS IFD of a block are, when its first tag is `tag`.
   static size_t find_record(const Bytes& block, const Bytes& tag_and_format) {
     const auto at =
@@ -91,16 +99,30 @@ TEST_P(ExifBlock, ABlockThatIsCutOrBrokenIsOnlyReadWhereItIs) {
   for (const char* text : {"z long", "a long"}) add(exif.get(), static_cast<ExifTag>(2), text);
   const Bytes good = save();
   for (size_t size = 0; size <= good.size(); size++) {
-    Bytes block(good.begin(), good.begin() + static_cast<ptrdiff_t>(size));
-    exif_block_keep_order(exif.get(), block.data(), static_cast<uint32_t>(size));
-    EXPECT_EQ(block.size(), size);
+    const Bytes block(good.begin(), good.begin() + static_cast<ptrdiff_t>(size));
+    EXPECT_EQ(kept(block), block) << size;
   }
+  // Records change places at most.
   for (size_t at = 6; at < good.size(); at++) {
     Bytes block = good;
     block[at] = 0xFF;
-    exif_block_keep_order(exif.get(), block.data(), static_cast<uint32_t>(block.size()));
-    EXPECT_EQ(block.size(), good.size());
+    const Bytes after = kept(block);
+    EXPECT_TRUE(std::is_permutation(after.begin(), after.end(), block.begin())) << at;
+    EXPECT_EQ(after[at], 0xFF) << at;
   }
+}
+
+TEST_P(ExifBlock, WhatLiesBehindTheRecordsIsNoRecord) {
+  for (const char* text : {"S", "N", "T"}) add(exif.get(), static_cast<ExifTag>(1), text);
+  Bytes tag{1, 0, 2, 0};
+  if (GetParam() == EXIF_BYTE_ORDER_MOTOROLA) tag = {0, 1, 0, 2};
+  Bytes block = save();
+  uint8_t* records = &block.at(find_record(block, tag));
+  std::rotate(records, records + 12, records + 36);
+  ASSERT_EQ(order_of(block), "1N 1T 1S ");
+  // With one record less, the first of the three is not there to be put first.
+  exif_set_short(records - 2, GetParam(), 2);
+  EXPECT_EQ(kept(block), block);
 }
 
 TEST_P(ExifBlock, NothingGivesNothing) {

@@ -1,6 +1,9 @@
 // The writer on photos in a temporary folder; the folders of the card are in photo_board_test.cpp.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <filesystem>
+
 #include "fake_base/fake_base.h"
 #include "media/photo/exif.h"
 #include "support/photo.h"
@@ -31,6 +34,26 @@ class ExifWrite : public fake_base::FakeBaseTest {
         exif_write_photo(source.c_str(), target.c_str(), thumbnail.c_str(), time, position);
     app1 = media_test::app1_of(read_file(target));
     return result;
+  }
+
+  // Either a tagged photo with its whole picture, or none at all; the source stays what it is.
+  // The picture of a whole photo begins at `picture`.
+  void tag_or_leave(const Bytes& photo, size_t picture, size_t at) {
+    std::filesystem::remove(target);
+    const int32_t result = write(photo);
+    EXPECT_TRUE(result == 0 || result == 2) << at;
+    EXPECT_EQ(read_file(source), photo) << at;
+    const Bytes tagged = read_file(target);
+    if (tagged.empty()) return;
+    EXPECT_EQ(result, 0) << at;
+    // What was broken is the EXIF block: the picture behind it is all there.
+    if (at < 6 || at >= picture || picture > photo.size()) return;
+    // As much of the name as the camera left room for.
+    const Bytes make = text_bytes("KOR");
+    EXPECT_NE(std::search(app1.begin(), app1.end(), make.begin(), make.end()), app1.end()) << at;
+    EXPECT_TRUE(std::equal(photo.begin() + static_cast<ptrdiff_t>(picture), photo.end(),
+                           tagged.end() - static_cast<ptrdiff_t>(photo.size() - picture)))
+        << at;
   }
 
   [[nodiscard]] Bytes value(Ifd ifd, uint16_t tag) const {
@@ -188,14 +211,15 @@ TEST_F(ExifWrite, TaggingTwiceInPlaceGrowsOnlyOnce) {
 TEST_F(ExifWrite, EveryPrefixAndEveryBrokenByteIsSurvived) {
   const Bytes photo = photo_with_exif(exif_bytes(
       {{0x010F, 2, 3, {'A', 'B', 0}}}, {{2, 5, 3, words({1, 1, 2, 1, 3, 10})}}, plain_photo()));
+  const size_t picture = 6 + app1_of(photo).size();
   ::testing::internal::CaptureStderr();
   for (size_t size = 0; size < photo.size(); size += 3) {
-    EXPECT_NE(write(Bytes(photo.begin(), photo.begin() + static_cast<ptrdiff_t>(size))), -1);
+    tag_or_leave(Bytes(photo.begin(), photo.begin() + static_cast<ptrdiff_t>(size)), picture, size);
   }
   for (size_t at = 0; at < photo.size(); at++) {
     Bytes broken = photo;
     broken[at] = 0xFF;
-    EXPECT_NE(write(broken), -1);
+    tag_or_leave(broken, picture, at);
   }
   (void)::testing::internal::GetCapturedStderr();
 }
