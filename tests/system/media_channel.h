@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -23,7 +24,17 @@ inline constexpr uint16_t kChannelPort = 8857;
 inline constexpr uint8_t kPhoto = 1;
 inline constexpr uint8_t kThumbnail = 2;
 inline constexpr uint8_t kVideo = 3;
-enum Operation : uint8_t { kSize, kDownload, kDelete, kNone, kCancel, kPlay, kResume, kPause };
+enum Operation : uint8_t {
+  kSize,
+  kDownload,
+  kDelete,
+  kNone,
+  kCancel,
+  kPlay,
+  kResume,
+  kPause,
+  kSeek
+};
 
 inline const std::string kMedia = "/tmp/SD0/KRVMEDIA/";
 
@@ -110,6 +121,12 @@ class Application {
       bytes.insert(bytes.end(), datagram.bytes.begin() + 1, datagram.bytes.end());
     }
     return bytes;
+  }
+  // Datagrams of a channel since the mark.
+  [[nodiscard]] size_t count(uint8_t channel) const {
+    const std::vector<Datagram> all = since_mark();
+    return static_cast<size_t>(std::count_if(
+        all.begin(), all.end(), [=](const Datagram& d) { return d.bytes[0] == channel; }));
   }
   void send_raw(std::span<const uint8_t> bytes) { socket_.send(bytes, kChannelPort); }
 

@@ -32,6 +32,13 @@ TEST_F(MediaChannel, SizeOfAVideoComesWithItsDuration) {
             "FSIZE:" + std::to_string(fs::file_size(kVideoPath)) + ";DUR:2");
 }
 
+TEST_F(MediaChannel, DownloadOfAVideoBeginsWithItsDuration) {
+  application->ask(kVideo, kDownload, kVideoName);
+  EXPECT_EQ(application->wait_for("TRANSCOMPLETE"), std::string("TRANSCOMPLETE:") + kVideoName);
+  EXPECT_EQ(application->wait_for("TRANSSTART"),
+            std::string("TRANSSTART:") + kVideoName + ";FTYPE:3;DUR:2");
+}
+
 TEST_F(MediaChannel, DownloadIsTheFile) {
   const std::string path = kMedia + "PIC/" + kPhotoName;
   application->ask(kPhoto, kDownload, kPhotoName);
@@ -154,6 +161,59 @@ TEST_F(MediaChannel, PlaybackIsAVideo) {
                               "-of csv=p=0 " +
                                   path}),
             "30\n");
+}
+
+// A recording that takes seconds to play: the same two over and over.
+class LongPlayback : public MediaChannel {
+ protected:
+  void SetUp() override {
+    photo_files::run({"ffmpeg", "-y", "-v", "error", "-stream_loop", "14", "-i", kVideoPath, "-c",
+                      "copy", kMedia + "VIDEO/play.MP4"});
+    ASSERT_TRUE(lists(false, 2));
+    application->mark();
+    application->ask(kVideo, kPlay, kName, "0");
+    ASSERT_EQ(application->wait_for("TIME"), "TIME:0;SCALE:15360");
+    application->ask(kVideo, kPause, kName);
+    ASSERT_TRUE(is_paused());
+    ASSERT_EQ(application->wait_for("TRANSCOMPLETE", milliseconds(0)), "") << "over too soon";
+  }
+  void TearDown() override {
+    application->ask(kVideo, kDelete, kName);
+    EXPECT_NE(application->wait_for("FREMOVED"), "");
+    MediaChannel::TearDown();
+  }
+  // Whether pieces stop coming. What had been handed to the radio still arrives.
+  static bool is_paused() {
+    size_t before = 0;
+    return poll_until(
+        [&] {
+          before = application->count(3);
+          let_pass(seconds(1));
+          return application->count(3) == before;
+        },
+        seconds(30));
+  }
+  static constexpr const char* kName = "play.MP4";
+};
+
+TEST_F(LongPlayback, ResumeGoesOnToTheEnd) {
+  const size_t before = application->count(3);
+  application->ask(kVideo, kResume, kName);
+  EXPECT_EQ(application->wait_for("TRANSCOMPLETE", seconds(60)), "TRANSCOMPLETE:play.MP4");
+  EXPECT_GT(application->count(3), before);
+}
+
+TEST_F(LongPlayback, SeekIsToldAtOnceAndPlayedWhenResumed) {
+  application->mark();
+  application->ask(kVideo, kSeek, kName, "28000");
+  EXPECT_EQ(application->wait_for("TIME"), "TIME:28000;SCALE:15360");
+  let_pass(seconds(1));
+  EXPECT_EQ(application->count(3), 0U);
+  application->ask(kVideo, kResume, kName);
+  EXPECT_EQ(application->wait_for("TRANSCOMPLETE", seconds(60)), "TRANSCOMPLETE:play.MP4");
+  // The last two of thirty seconds.
+  EXPECT_GT(application->data(3).size(), fs::file_size(kVideoPath) / 2);
+  EXPECT_LT(application->data(3).size(), fs::file_size(kVideoPath) * 2);
 }
 
 TEST_F(MediaChannel, HostileBytesChangeNothing) {
