@@ -5,6 +5,7 @@ import json
 import os
 import pathlib
 import re
+import resource
 import shutil
 import signal
 import subprocess
@@ -12,8 +13,10 @@ import time
 
 FOLDER_TESTS, OTHER_TESTS, SYSTEM_TESTS = range(3)
 BUILD = "build"  # within the copy
-# A suite that takes that much longer than usual hangs. Generous: the machine may be busy with other things.
+# A suite that takes that much longer than usual hangs. The time on the clock is generous: the machine may be busy
+# with other things; the time on the processor tells a loop without an end sooner.
 HANG_FACTOR, HANG_SECONDS = 10, 30
+LOOP_FACTOR, LOOP_SECONDS = 3, 3
 
 
 class Failed(Exception):
@@ -28,7 +31,7 @@ class Suite:
         self.command = test["command"]
         self.directory = next((p["value"] for p in test["properties"] if p["name"] == "WORKING_DIRECTORY"), None)
         self.program = next(c[len(build) + 1 :] for c in self.command if c.startswith(f"{build}/"))
-        self.usual, self.noticed = 0.0, 0
+        self.usual, self.usual_cpu, self.noticed = 0.0, 0.0, 0
 
     def stage(self, file):
         """When it is run for a mutant of that file of src."""
@@ -40,6 +43,12 @@ class Suite:
 def is_system(folder):
     """Whether the suites of that folder of tests/ run whole programs."""
     return folder in ("system", "board", "groundstation", "camera_service")
+
+
+def children_cpu():
+    """Seconds on the processor of all processes that have ended."""
+    used = resource.getrusage(resource.RUSAGE_CHILDREN)
+    return used.ru_utime + used.ru_stime
 
 
 def without_end(name):
@@ -153,14 +162,14 @@ class Tree:
         for suite in suites:
             programs = [i for i in suite.inputs if re.match(r"(bin|lib)/", i)] + [suite.program]
             content = hashlib.sha256(b"".join((self.build / p).read_bytes() for p in sorted(programs))).hexdigest()
-            if known.get(suite.name, ["", 0])[0] != content:
-                began = time.monotonic()
+            if known.get(suite.name, [""])[0] != content:
+                began, cpu = time.monotonic(), children_cpu()
                 if self.run([suite], first=True) is not None:
                     broken.append(suite)
                     continue
-                known[suite.name] = [content, time.monotonic() - began]
+                known[suite.name] = [content, time.monotonic() - began, children_cpu() - cpu]
                 path.write_text(json.dumps(known))
-            suite.usual = known[suite.name][1]
+            _, suite.usual, suite.usual_cpu = known[suite.name]
         self.suites = [suite for suite in self.suites if suite not in broken]
         return broken
 
@@ -195,17 +204,20 @@ class Tree:
     def start(self, suite, first):
         log = self.build / "logs" / suite.name
         log.parent.mkdir(exist_ok=True)
+        loop = 600 if first else round(LOOP_SECONDS + LOOP_FACTOR * suite.usual_cpu)
         with log.open("wb") as output:
             process = subprocess.Popen(
                 suite.command, cwd=suite.directory, stdin=subprocess.DEVNULL, stdout=output, stderr=output,
-                start_new_session=True, env={**os.environ, "GTEST_FAIL_FAST": "1", "GTEST_COLOR": "no"})  # fmt: skip
+                start_new_session=True, preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_CPU, (loop, loop)),
+                env={**os.environ, "GTEST_FAIL_FAST": "1", "GTEST_COLOR": "no"})  # fmt: skip
         limit = 600 if first else HANG_SECONDS + HANG_FACTOR * suite.usual
         self.running[process] = suite, time.monotonic() + limit
 
     def case(self, suite):
         text = (self.build / "logs" / suite.name).read_text(errors="replace")
         found = re.search(r"\[  FAILED  \] ([\w/.]+)", text)
-        return found.group(1) if found else "ends badly"
+        running = re.findall(r"\[ RUN      \] ([\w/.]+)", text)
+        return found.group(1) if found else f"ends in {running[-1]}" if running else "ends badly"
 
     def stop(self):
         for process in self.running:
