@@ -1,15 +1,22 @@
 // What the media channel does with the card of a virtual board, with sleeps of the test's own: lists, and
 // what it leaves alone while a photo is being tagged.
+#include <fcntl.h>
+#include <sys/socket.h>
+
 #include <algorithm>
 #include <atomic>
 #include <filesystem>
+#include <span>
 
 #include "fake_base/fake_base.h"
 #include "media/card/store.h"
 #include "media/channel/list_sender.h"
+#include "media/channel/transfer.h"
+#include "media/channel/transfer_notices.h"
 #include "media/channel/transfer_requests.h"
 #include "media/channel/transfer_rig.h"
 #include "media/photo/exif.h"
+#include "support/loopback.h"
 
 namespace media {
 namespace {
@@ -116,6 +123,39 @@ TEST_F(CardBoard, RequestsForFilesAreIgnoredWhileAPhotoIsTagged) {
   EXPECT_EQ(get_tagging_busy(), 0);
   ask(0);
   EXPECT_EQ(rig_.context.queued, 1U);
+}
+
+TEST_F(CardBoard, TheSocketTakesRequestsAndKnowsWhoAsked) {
+  rig_.block();
+  ASSERT_EQ(transfer_socket_open(), 0);
+  const int channel = rig_.context.sock;
+  ASSERT_NE(channel, 0);
+  EXPECT_EQ(ntohs(support::own_address(channel).sin_port), 8857);
+  EXPECT_EQ(support::own_address(channel).sin_addr.s_addr, htonl(INADDR_ANY));
+  EXPECT_EQ(fcntl(channel, F_GETFD), FD_CLOEXEC);
+  EXPECT_EQ(transfer_socket_open(), -1);  // the port is taken
+  // Half a request, and the rest with the whole next one.
+  const support::Bytes request = support::encode(media_test::file_request(MEDIA_PHOTO, 1, "a.JPG"));
+  support::Bytes rest(request.begin() + 100, request.end());
+  rest.insert(rest.end(), request.begin(), request.end());
+  const base::Descriptor application = support::open_socket(SOCK_DGRAM);
+  support::send_to(application, std::span(request).first(100), support::loopback_address(8857));
+  EXPECT_EQ(transfer_socket_serve(), 0);
+  EXPECT_EQ(rig_.context.queued, 0U);
+  EXPECT_EQ(rig_.context.peer.sin_port, support::own_address(application.get()).sin_port);
+  support::send_to(application, rest, support::loopback_address(8857));
+  EXPECT_EQ(transfer_socket_serve(), 0);
+  EXPECT_EQ(rig_.context.queued, 2U);
+  // Answers go back to where the newest request came from.
+  const base::Descriptor other = support::open_socket(SOCK_DGRAM);
+  support::send_to(other, std::span(request).first(1), support::loopback_address(8857));
+  EXPECT_EQ(transfer_socket_serve(), 0);
+  EXPECT_GT(transfer_notify_not_found(), 0);
+  uint8_t answer[300];
+  EXPECT_GT(recv(other.get(), answer, sizeof(answer), MSG_DONTWAIT), 0);
+  transfer_socket_close();
+  EXPECT_EQ(rig_.context.sock, 0);
+  EXPECT_EQ(fcntl(channel, F_GETFD), -1);
 }
 
 }  // namespace

@@ -284,6 +284,15 @@ TEST_F(VideoStreamer, EverySampleIsReadAtItsPlace) {
   }
 }
 
+// The index gives the place of the sample before once more, as it does behind the last one.
+TEST_F(VideoStreamer, SampleWithoutBytesEndsThePlayBehindTheNext) {
+  const Bytes data =
+      be32(10) + Bytes(10, 0x10) + be32(20) + Bytes(20, 0x11) + be32(30) + Bytes(30, 0x12);
+  const Bytes index = index_of({14, 0, 24, 34}, {24}, {});
+  EXPECT_EQ(play(atom("ftyp", Bytes(8)) + atom("mdat", data) + index), 0);
+  EXPECT_EQ(samples(), (std::vector<int>{0, 1}));
+}
+
 TEST_F(VideoStreamer, SeekIsLookedAtBeforeThePause) {
   rig_.context.paused = 1;
   rig_.context.seek_pending = 1;
