@@ -15,7 +15,7 @@
 #include "base/thread.h"
 #include "camera/commands.h"
 #include "camera/connection.h"
-#include "camera/replies.h"
+#include "camera/cutting.h"
 #include "camera/service_state.h"
 #include "camera/settings_table.h"
 #include "camera/status_record.h"

@@ -6,18 +6,9 @@
 // and sleep up to 1.5 s.
 #pragma once
 
-#include <cstddef>
-
 struct cJSON;
 
 namespace camera {
-
-struct CamJsonContext;
-
-// Cuts the bytes of one read into objects and handles each. `text` holds `length` bytes and a
-// terminating zero. The cut takes the first closing brace, not the matching one: messages are flat,
-// and one that was split over two reads is lost.
-void cam_handle_message(CamJsonContext* context, const char* text, size_t length);
 
 // One reply, by its "msg_id".
 void cam_handle_reply(int msg_id, const cJSON* message);

@@ -1,7 +1,6 @@
 #include "base/shell.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,6 +10,7 @@
 #include <vector>
 
 #include "base/clock.h"
+#include "support/no_descriptors.h"
 
 namespace {
 
@@ -47,25 +47,8 @@ TEST(ReadShellLine, ASilentCommandReadsNothing) {
   EXPECT_STREQ(line, "");
 }
 
-// While it lives, nothing more can be opened.
-class NoDescriptors {
- public:
-  NoDescriptors() {
-    EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &before_), 0);
-    rlimit none = before_;
-    none.rlim_cur = 0;
-    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
-  }
-  ~NoDescriptors() { EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &before_), 0); }
-  NoDescriptors(const NoDescriptors&) = delete;
-  NoDescriptors& operator=(const NoDescriptors&) = delete;
-
- private:
-  rlimit before_{};
-};
-
 TEST(ShellWithoutAPipe, IsAnErrorForWhoReads) {
-  const NoDescriptors none;
+  const support::NoDescriptors none;
   char line[5] = "old";
   EXPECT_EQ(base::read_shell_line("echo new", line, sizeof(line)), -1);
   EXPECT_STREQ(line, "old");
@@ -76,7 +59,7 @@ TEST(ShellWithoutAPipe, IsComplainedOfAndWaitedForAllTheSame) {
   ::testing::internal::CaptureStderr();
   const uint64_t begin = base::monotonic_us();
   {
-    const NoDescriptors none;
+    const support::NoDescriptors none;
     base::run_shell_quiet("true");
   }
   EXPECT_GE(base::monotonic_us() - begin, 10000U);

@@ -8,8 +8,8 @@
 #include <csignal>
 
 #include "camera/connection.h"
+#include "camera/cutting.h"
 #include "camera/frame_decoder.h"
-#include "camera/replies.h"
 #include "camera/service_state.h"
 #include "camera/status_record.h"
 #include "flightlink/wire/link_context.h"

@@ -7,7 +7,7 @@
 
 #include "camera/camera_rig.h"
 #include "camera/connection.h"
-#include "camera/replies.h"
+#include "camera/cutting.h"
 #include "camera/settings_table.h"
 #include "supervisor/state/camera_flags.h"
 

@@ -11,8 +11,8 @@
 
 #include "base/descriptor.h"
 #include "camera/connection.h"
+#include "camera/cutting.h"
 #include "camera/frame_decoder.h"
-#include "camera/replies.h"
 #include "flightlink/wire/aircraft_position.h"
 #include "flightlink/wire/link_context.h"
 #include "support/loopback.h"

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "camera/camera_rig.h"
+#include "camera/text_codes.h"
 
 namespace camera_test {
 namespace {
@@ -12,26 +13,19 @@ using camera::cam_sd_report_code;
 using camera::cam_sd_status_code;
 
 TEST(CamSdStatus, TextsHaveCodes) {
-  constexpr std::array<std::pair<const char*, int32_t>, 11> kTexts = {{{"SD_SPEED_CHECKING", 1},
-                                                                       {"SD_SPEED_LOW", 2},
-                                                                       {"DETECT_SD_SPEED_LOW", 2},
-                                                                       {"SD_SPEED_OK", 3},
-                                                                       {"SD_NO_SPACE", 4},
-                                                                       {"SD_ERROR", 5},
-                                                                       {"SD_FORMAT_UNKNOWN", 6},
-                                                                       {"SD_CARD_INSERTED", 7},
-                                                                       {"SD_CARD_REMOVED", 8},
-                                                                       {"SD_FORMAT_EXFAT", 9},
-                                                                       {"SD_FORMAT_FAT32", 10}}};
-  for (const auto& [text, code] : kTexts) {
-    EXPECT_EQ(cam_sd_status_code(text), code) << text;
-    EXPECT_EQ(cam_sd_status_code((std::string("x").append(text).append(" 2")).c_str()), code)
-        << text;
-  }
-  for (const char* text : {"", "SD_", "sd_error", "SD_CARD"}) {
-    EXPECT_EQ(cam_sd_status_code(text), 11) << text;
-  }
-  EXPECT_EQ(cam_sd_status_code(nullptr), 11);
+  expect_codes(cam_sd_status_code,
+               {{"SD_SPEED_CHECKING", 1},
+                {"SD_SPEED_LOW", 2},
+                {"DETECT_SD_SPEED_LOW", 2},
+                {"SD_SPEED_OK", 3},
+                {"SD_NO_SPACE", 4},
+                {"SD_ERROR", 5},
+                {"SD_FORMAT_UNKNOWN", 6},
+                {"SD_CARD_INSERTED", 7},
+                {"SD_CARD_REMOVED", 8},
+                {"SD_FORMAT_EXFAT", 9},
+                {"SD_FORMAT_FAT32", 10}},
+               {"", "SD_", "sd_error", "SD_CARD"}, 11);
 }
 
 TEST(CamSdStatus, TheFirstTextOfTheOrderWins) {

@@ -7,6 +7,7 @@
 
 #include "camera/camera_rig.h"
 #include "camera/connection.h"
+#include "camera/text_codes.h"
 
 namespace camera_test {
 namespace {
@@ -173,26 +174,17 @@ TEST_F(CamSettings, AShutterTimeIsComparedAsAWhole) {
 }
 
 TEST_F(CamSettings, TypesHaveCodes) {
-  constexpr std::array<std::pair<const char*, int32_t>, 20> kTypes = {
-      {{"camera_clock", 1},        {"video_resolution", 2},
-       {"color_style", 3},         {"video_quality", 4},
-       {"scene_white_balance", 5}, {"fix_iso_value", 6},
-       {"set_manual_ae_mode", 7},  {"fix_exposure", 8},
-       {"default_setting", 9},     {"saturation", 10},
-       {"contrast", 11},           {"sharpness", 12},
-       {"piv_format", 13},         {"time_lapse_interval", 14},
-       {"time_lapse_time", 15},    {"shutter_time", 16},
-       {"low_light_mode", 17},     {"Max_Agc", 18},
-       {"raw_mode", 19},           {"sec_stream_stamp", 20}}};
-  for (const auto& [text, code] : kTypes) {
-    EXPECT_EQ(cam_setting_type_code(text), code) << text;
-    EXPECT_EQ(cam_setting_type_code((std::string("x").append(text).append("_y")).c_str()), code)
-        << text;
-  }
-  for (const char* text : {"", "saturatio", "max_agc", "RAW_MODE"}) {
-    EXPECT_EQ(cam_setting_type_code(text), 21) << text;
-  }
-  EXPECT_EQ(cam_setting_type_code(nullptr), 21);
+  expect_codes(cam_setting_type_code, {{"camera_clock", 1},        {"video_resolution", 2},
+                                       {"color_style", 3},         {"video_quality", 4},
+                                       {"scene_white_balance", 5}, {"fix_iso_value", 6},
+                                       {"set_manual_ae_mode", 7},  {"fix_exposure", 8},
+                                       {"default_setting", 9},     {"saturation", 10},
+                                       {"contrast", 11},           {"sharpness", 12},
+                                       {"piv_format", 13},         {"time_lapse_interval", 14},
+                                       {"time_lapse_time", 15},    {"shutter_time", 16},
+                                       {"low_light_mode", 17},     {"Max_Agc", 18},
+                                       {"raw_mode", 19},           {"sec_stream_stamp", 20}},
+               {"", "saturatio", "max_agc", "RAW_MODE"}, 21);
 }
 
 TEST_F(CamSettings, TheFirstTypeOfTheOrderWins) {

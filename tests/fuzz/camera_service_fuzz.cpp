@@ -13,7 +13,7 @@
 #include "camera/client.h"
 #include "camera/commands.h"
 #include "camera/connection.h"
-#include "camera/replies.h"
+#include "camera/cutting.h"
 #include "camera/service_state.h"
 #include "camera/set_commands.h"
 #include "camera/settings_file.h"

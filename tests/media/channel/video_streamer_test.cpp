@@ -1,93 +1,22 @@
 #include "media/channel/video_streamer.h"
 
 #include "fake_base/fake_base.h"
+#include "media/channel/streamed_recording.h"
 #include "media/channel/transfer_rig.h"
 
 namespace media {
 namespace {
 
+using media_test::atom;
+using media_test::be32;
 using media_test::Bytes;
+using media_test::Form;
+using media_test::index_of;
+using media_test::kPps;
+using media_test::kSps;
 using media_test::make_item;
+using media_test::recording;
 using Words = std::vector<std::string>;
-
-Bytes be32(size_t value) {
-  return {static_cast<uint8_t>(value >> 24), static_cast<uint8_t>(value >> 16),
-          static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value)};
-}
-
-Bytes atom(const std::string& type, const Bytes& payload) {
-  return be32(payload.size() + 8) + media_test::text_bytes(type) + payload;
-}
-
-Bytes table(const std::vector<size_t>& words) {
-  Bytes bytes;
-  for (const size_t word : words) bytes = bytes + be32(word);
-  return bytes;
-}
-
-const Bytes kSps{0x67, 1, 2, 3};
-const Bytes kPps{0x68, 4};
-
-// The sample description of an H.264 track, with the parameter sets if it is to have them.
-Bytes sample_description(bool avc) {
-  Bytes description(78);
-  if (avc) {
-    description = description + atom("avcC", Bytes{1, 0x64, 0, 0x28, 0xFF, 0xE1, 0, 4} + kSps +
-                                                 Bytes{1, 0, 2} + kPps);
-  }
-  return Bytes(4) + be32(1) + atom("avc1", description);
-}
-
-// A recording of one sample per second, each of one NAL unit of that many bytes: the start code
-// that it gets takes the place of its length. Every third sample, from the first on, is a key
-// frame. Samples lie one after the other.
-struct Form {
-  bool avc = true;            // has parameter sets
-  bool key_frames = true;     // has a table of them; without one every sample is a key frame
-  bool wide_offsets = false;  // of 64 bits
-  size_t gap = 0;             // bytes between two samples, each of which is a chunk of its own then
-  bool index_first = false;   // stands before the samples
-  size_t second_nal = 0;      // bytes of a second NAL unit in every sample
-};
-// The index of samples of those sizes, whose chunks begin at those places.
-Bytes index_of(const std::vector<size_t>& sizes, const std::vector<size_t>& places,
-               const Form& form) {
-  std::vector<size_t> keys{0, 0};
-  for (size_t i = 0; i < sizes.size(); i += 3) keys.push_back(i + 1);
-  keys[1] = keys.size() - 2;
-  std::vector<size_t> size_words{0, 0, sizes.size()};
-  size_words.insert(size_words.end(), sizes.begin(), sizes.end());
-  std::vector<size_t> place_words{0, places.size()};
-  place_words.insert(place_words.end(), places.begin(), places.end());
-  const size_t in_chunk = sizes.size() / places.size();
-  const Bytes tkhd = Bytes(76) + be32(160U << 16) + be32(90U << 16);
-  const Bytes stbl =
-      atom("stsd", sample_description(form.avc)) + atom("stts", table({0, 1, sizes.size(), 1000})) +
-      atom("stsc", table({0, 1, 1, in_chunk, 1})) +
-      (form.wide_offsets ? atom("co64", table({0, 1, 0, 24})) : atom("stco", table(place_words))) +
-      (form.key_frames ? atom("stss", table(keys)) : Bytes{}) + atom("stsz", table(size_words));
-  return atom("moov", atom("trak", atom("tkhd", tkhd) +
-                                       atom("mdia", atom("mdhd", table({0, 0, 0, 1000, 0, 0})) +
-                                                        atom("minf", atom("stbl", stbl)))));
-}
-
-Bytes recording(const std::vector<size_t>& nal_sizes, const Form& form = {}) {
-  Bytes data;
-  std::vector<size_t> sizes;
-  std::vector<size_t> places;
-  for (size_t i = 0; i < nal_sizes.size(); i++) {
-    if (i == 0 || form.gap != 0) places.push_back(24 + data.size());
-    const size_t start = data.size();
-    data = data + be32(nal_sizes[i]) + Bytes(nal_sizes[i], static_cast<uint8_t>(0x10 + i));
-    if (form.second_nal != 0) data = data + be32(form.second_nal) + Bytes(form.second_nal, 0xEE);
-    sizes.push_back(data.size() - start);
-    data = data + Bytes(form.gap, 0xFF);
-  }
-  const Bytes index = index_of(sizes, places, form);
-  if (!form.index_first) return atom("ftyp", Bytes(8)) + atom("mdat", data) + index;
-  for (size_t& place : places) place += index.size();
-  return atom("ftyp", Bytes(8)) + index_of(sizes, places, form) + atom("mdat", data);
-}
 
 class VideoStreamer : public fake_base::FakeBaseTest {
  protected:

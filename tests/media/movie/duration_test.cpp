@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 
-#include "support/allocation_fault.h"
 #include "media/movie/mov_boxes.h"
+#include "support/allocation_fault.h"
 #include "support/loopback.h"
 #include "support/recordings.h"
 
