@@ -39,7 +39,7 @@ void CameraFake::serve() {
       inputs = {pollfd{listener_.get(), POLLIN, 0}, pollfd{connection_.get(), POLLIN, 0}};
     }
     poll(inputs.data(), inputs.size(), 2);
-    if (inputs[1].revents != 0) take_text();
+    if (inputs[1].revents != 0 && reads_) take_text();
     if (inputs[0].revents != 0) take_connection();
   }
 }

@@ -47,6 +47,9 @@ class CameraFake {
   // Refuses connections until resume.
   void pause();
   void resume();
+  // Reads nothing more, or goes on with what has come in the meantime.
+  void stop_reading() { reads_ = false; }
+  void read_on() { reads_ = true; }
 
   [[nodiscard]] int connections() const;
   [[nodiscard]] std::vector<CameraText> texts() const;
@@ -71,6 +74,7 @@ class CameraFake {
   std::vector<CameraText> texts_;
   std::vector<std::pair<std::string, std::string>> answers_;
   std::atomic<bool> stop_ = false;
+  std::atomic<bool> reads_ = true;
   std::thread server_;
 };
 
