@@ -3,7 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include "support/allocation_fault.h"
+#include "support/heap.h"
 
 namespace media {
 namespace {
@@ -47,6 +50,22 @@ TEST_F(LiveFrameList, AClearLeavesNothingToCount) {
   push(2);
   frame_list_clear();
   EXPECT_EQ(frame_list_count(), 0);
+}
+
+TEST_F(LiveFrameList, NothingIsKeptOfWhatIsDropped) {
+  const std::string piece(5000, 'x');
+  const auto push_some = [&piece](int count) {
+    for (int i = 0; i < count; i++)
+      live_frame_push(piece.data(), static_cast<int32_t>(piece.size()));
+  };
+  const size_t before = support::heap_in_use();
+  push_some(20);  // more than it holds
+  frame_list_clear();
+  push_some(2);  // not initialised
+  frame_list_init();
+  push_some(3);
+  frame_list_init();
+  EXPECT_EQ(support::heap_in_use(), before);
 }
 
 }  // namespace
