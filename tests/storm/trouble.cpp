@@ -113,7 +113,22 @@ void Trouble::end() {
     board_.owes_answers = false;
   }
   board_.ready(seconds(board_.owes_answers ? 75 : 20));
+  end_format();
   end_firmware();
+}
+
+// A format that failed leaves a card without one; the client has to ask for another.
+void Trouble::end_format() {
+  const auto formatted = [this] {
+    const nlohmann::json state = board_.service_state();
+    return !state.contains("card") || state["card"]["formatted"] == true;
+  };
+  for (int tries = 0; tries < 10 && !formatted(); tries++) {
+    note("format again");
+    ask_camera({.command = 180, .target_component = 1});
+    ask_camera({.command = 2, .param1 = 4});  // not while it records
+    let_pass(milliseconds(300));
+  }
 }
 
 // Failures that nobody has met yet are called off by starts that meet them: the encoder says only

@@ -85,6 +85,7 @@ class Trouble {
   void connect_app();
   void end_card();
   void end_encoder();
+  void end_format();
   void end_firmware();
 
   Board& board_;
