@@ -38,9 +38,10 @@ void camera_ack(uint8_t subject, bool ok, int32_t value) {
 void stop_record_tick() { flightlink::mavlink_timer_set(&cam_json_context.RecordTickTimer, 0); }
 
 void session_reply(const cJSON* reply) {
-  base::set_waiting(cam_json_context.SessionRequest, 0);
   const auto param = number_member(reply, "param");
+  // A session that is refused is still wanted: in the end the connection is made anew for it.
   if (!succeeded(reply) || !param) return;
+  base::set_waiting(cam_json_context.SessionRequest, 0);
   cam_json_context.Token.store(*param, kRelaxed);
   cam_json_context.SessionStarted.store(1, kRelaxed);
   cam_query_shutter();

@@ -1,6 +1,7 @@
 // Answers to the session request and to the recording commands.
 #include "camera/camera_rig.h"
 #include "camera/connection.h"
+#include "camera/messages.h"
 #include "camera/service_state.h"
 #include "camera/settings_table.h"
 #include "supervisor/state/camera_flags.h"
@@ -35,8 +36,11 @@ TEST_F(SessionReply, EveryNewSessionReplacesTheToken) {
 
 class SessionRefusal : public SessionReply, public ::testing::WithParamInterface<const char*> {};
 
-TEST_P(SessionRefusal, ChangesNothingAndStartsNoReports) {
+// There is no other way to a session than a new connection, so the watch goes on.
+TEST_P(SessionRefusal, ChangesNothingStartsNoReportsAndLeavesTheSessionAskedFor) {
+  base::set_waiting(cam_json_context.SessionRequest, kMsgSession);
   say(GetParam());
+  EXPECT_EQ(cam_json_context.SessionRequest.what.load(), kMsgSession);
   EXPECT_EQ(cam_json_context.Token.load(), 77);
   EXPECT_EQ(cam_json_context.SessionStarted.load(), 0);
   EXPECT_EQ(timeline(), Timeline{});

@@ -39,7 +39,7 @@ class Watch : public CameraTest {
 struct Row {
   const char* name;
   void (*ask)();
-  const char* answer;  // one that is no success
+  const char* answer;  // one that is no success, but for the session, which needs one
 };
 
 class WatchRow : public Watch, public ::testing::WithParamInterface<Row> {};
@@ -101,7 +101,7 @@ INSTANTIATE_TEST_SUITE_P(
            Row{"operation", [] { cam_query_iso(); },
                R"({"rval":-1,"msg_id":1,"type":"fix_iso_value"})"},
            Row{"session", [] { base::set_waiting(cam_json_context.SessionRequest, kMsgSession); },
-               R"({"rval":-1,"msg_id":257})"}),
+               R"({"rval":0,"msg_id":257,"param":5}{"rval":-1,"msg_id":1,"type":"shutter_time"})"}),
     [](const auto& row) { return "Row" + std::to_string(row.index); });
 
 // Another answer has made the camera idle; the colour would refuse the next one all the same.
