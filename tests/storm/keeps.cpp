@@ -92,7 +92,7 @@ std::string list_of(Board& board, bool photos) {
         wanted = listable(folder);
         return listed == wanted;
       },
-      seconds(20));
+      seconds(60));
   if (same) return "";
   return std::string(folder) + " has" + text_of(wanted) + "; listed:" + text_of(listed);
 }
@@ -111,7 +111,7 @@ std::string picture_of(const std::string& path) {
 
 std::string shows_confirmed_settings(Board& board) {
   std::string why;
-  poll_until([&] { return (why = wrong_setting(board)).empty(); }, seconds(6));
+  poll_until([&] { return (why = wrong_setting(board)).empty(); }, seconds(20));
   return why;
 }
 
@@ -161,7 +161,7 @@ std::string stays_small(Board& board, int64_t memory_limit) {
         why = now ? difference(*board.first_footprint(), *now) : "no process";
         return why.empty();
       },
-      seconds(15));
+      seconds(40));
   if (why.empty() && memory_limit > 0 && now->anonymous_kb > memory_limit) {
     why = std::to_string(now->anonymous_kb) + " KB of memory, at most " +
           std::to_string(memory_limit);
@@ -175,7 +175,7 @@ std::string lets_nobody_in(Board& board) {
       [&] {
         return (rules = run_command({"iptables", "-S", "INPUT"}).output) == "-P INPUT ACCEPT\n";
       },
-      seconds(25));
+      seconds(60));
   if (!open) return "the filter is not open: " + rules;
   if (std::string why = changed_file(board.files_outside(), files_outside_the_card());
       !why.empty()) {

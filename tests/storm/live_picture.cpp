@@ -61,7 +61,7 @@ std::string shows_live_video(Board& board, size_t from) {
         let_pass(milliseconds(100));
         return false;
       },
-      seconds(30));
+      seconds(90));
   return why;
 }
 

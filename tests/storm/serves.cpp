@@ -11,9 +11,9 @@ namespace {
 
 using namespace support;  // NOLINT
 
-constexpr milliseconds kBackAgain = seconds(20);
+constexpr milliseconds kBackAgain = seconds(60);
 // What an unanswered command may block before the program makes the connection anew.
-constexpr milliseconds kAnswerLimit = seconds(75);
+constexpr milliseconds kAnswerLimit = seconds(140);
 
 constexpr size_t kModeByte = 2;
 constexpr uint8_t kRecordingBit = 4;
@@ -235,7 +235,7 @@ std::string gives_the_photo(Board& board, const std::string& name) {
         got = data.size();
         return std::string_view(reinterpret_cast<const char*>(data.data()), got) == file;
       },
-      seconds(30));
+      seconds(90));
   if (same) return "";
   return name + " has " + std::to_string(file.size()) + " bytes, the last download " +
          std::to_string(got);

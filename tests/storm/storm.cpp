@@ -33,7 +33,7 @@ constexpr int64_t kMemoryMarginKb = 1024;
 int64_t calm_memory_kb = 0;
 
 std::optional<Broken> play(Board& board, const Options& options, uint64_t round, int64_t* memory) {
-  if (!board.ready(seconds(30))) return Broken{"serves", "the board does not come up"};
+  if (!board.ready(seconds(120))) return Broken{"serves", "the board does not come up"};
   Trouble trouble(board, options.seed, round);
   if (round == 0) {
     trouble.warm_up();
@@ -60,6 +60,8 @@ bool play_round(const Options& options, uint64_t round) {
   std::optional<Broken> broken;
   int64_t memory = 0;
   std::string events;
+  size_t photos = 0;
+  size_t recordings = 0;
   const std::string logs =
       options.logs + "/" + std::to_string(options.seed) + "-" + std::to_string(round);
   {
@@ -69,6 +71,8 @@ bool play_round(const Options& options, uint64_t round) {
       Board board({.program = options.program, .environment = {}});
       broken = play(board, options, round, &memory);
       events = board.events();
+      photos = board.story().photos().size();
+      recordings = board.story().recordings().size();
       board.kill_program();  // what a sanitizer says comes with its end
       for (int i = 0; !broken && i < found.size(); i++) {
         if (found.GetTestPartResult(i).failed()) {
@@ -80,8 +84,9 @@ bool play_round(const Options& options, uint64_t round) {
   }
   const double took = std::chrono::duration<double>(support::Clock::now() - began).count();
   if (round == 0) calm_memory_kb = memory;
-  std::printf("round %llu: %s, %.1f s, %lld KB\n", static_cast<unsigned long long>(round),
-              broken ? "BROKEN" : "kept", took, static_cast<long long>(memory));
+  std::printf("round %llu: %s, %.1f s, %lld KB, %zu photos, %zu recordings\n",
+              static_cast<unsigned long long>(round), broken ? "BROKEN" : "kept", took,
+              static_cast<long long>(memory), photos, recordings);
   if (options.verbose && !broken) std::printf("%s", events.c_str());
   if (broken) {
     std::printf("%s: %s\nlast events:\n%slogs: %s\nagain: --seed %llu --round %llu\n",

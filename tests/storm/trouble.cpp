@@ -52,16 +52,22 @@ void Trouble::play(int strokes) {
     size_t weight;
   };
   static constexpr Weighted kStrokes[] = {
-      {&Trouble::camera_action, 14}, {&Trouble::digicam, 6},       {&Trouble::setting, 10},
-      {&Trouble::timelapse, 2},      {&Trouble::clock, 2},         {&Trouble::small_message, 5},
-      {&Trouble::media_message, 2},  {&Trouble::format, 1},        {&Trouble::list, 4},
-      {&Trouble::download, 5},       {&Trouble::playback, 5},      {&Trouble::other_media, 4},
-      {&Trouble::remove_file, 2},    {&Trouble::firmware, 5},      {&Trouble::garbage, 4},
-      {&Trouble::bent_frames, 4},    {&Trouble::oversize, 2},      {&Trouble::tcp_flood, 2},
-      {&Trouble::app_session, 2},    {&Trouble::service_fault, 8}, {&Trouble::service_noise, 4},
-      {&Trouble::service_gone, 4},   {&Trouble::service_stall, 3}, {&Trouble::card, 6},
-      {&Trouble::card_read_only, 3}, {&Trouble::encoder, 7},       {&Trouble::encoder_failure, 3},
-      {&Trouble::radio_loss, 4},     {&Trouble::radio_down, 2},    {&Trouble::kill_program, 3},
+      {&Trouble::camera_action, 14}, {&Trouble::digicam, 6},
+      {&Trouble::setting, 10},       {&Trouble::timelapse, 2},
+      {&Trouble::recording, 5},      {&Trouble::clock, 2},
+      {&Trouble::small_message, 5},  {&Trouble::media_message, 2},
+      {&Trouble::format, 1},         {&Trouble::list, 4},
+      {&Trouble::download, 5},       {&Trouble::playback, 5},
+      {&Trouble::other_media, 4},    {&Trouble::remove_file, 2},
+      {&Trouble::firmware, 5},       {&Trouble::garbage, 4},
+      {&Trouble::bent_frames, 4},    {&Trouble::oversize, 2},
+      {&Trouble::tcp_flood, 2},      {&Trouble::app_session, 2},
+      {&Trouble::service_fault, 8},  {&Trouble::service_noise, 4},
+      {&Trouble::service_gone, 4},   {&Trouble::service_stall, 3},
+      {&Trouble::card, 6},           {&Trouble::card_read_only, 3},
+      {&Trouble::encoder, 7},        {&Trouble::encoder_failure, 3},
+      {&Trouble::radio_loss, 4},     {&Trouble::radio_down, 2},
+      {&Trouble::kill_program, 3},
   };
   size_t sum = 0;
   for (const Weighted& row : kStrokes) sum += row.weight;
@@ -76,19 +82,19 @@ void Trouble::play(int strokes) {
 
 void Trouble::warm_up() {
   for (const int action : {2, 3, 4}) {
-    board_.ready(seconds(20));
+    board_.ready(seconds(60));
     ask_camera({.command = 2, .param1 = static_cast<float>(action)});
     let_pass(milliseconds(action == 3 ? 3000 : 500));
   }
-  poll_until([] { return !list_folder(kVideos).empty(); }, seconds(5));
+  poll_until([] { return !list_folder(kVideos).empty(); }, seconds(30));
   board_.media().list(false);
   const std::string name = some_file(false);
   board_.media().ask(media_channel::kThumbnail, media_channel::kDownload, name, "0");
-  board_.media().wait_for("THUMB", seconds(10));
+  board_.media().wait_for("THUMB", seconds(30));
   for (const uint8_t operation : {media_channel::kPlay, media_channel::kDownload}) {
     board_.media().mark();
     board_.media().ask(media_channel::kVideo, operation, name, "0");
-    board_.media().wait_for("TRANSCOMPLETE:", seconds(10));
+    board_.media().wait_for("TRANSCOMPLETE:", seconds(30));
   }
 }
 
@@ -112,7 +118,7 @@ void Trouble::end() {
     ask_service("drop");
     board_.owes_answers = false;
   }
-  board_.ready(seconds(board_.owes_answers ? 75 : 20));
+  board_.ready(seconds(board_.owes_answers ? 140 : 60));
   end_format();
   end_firmware();
 }
@@ -151,6 +157,12 @@ void Trouble::end_encoder() {
 }
 
 void Trouble::kill_program() {
+  // Often in the middle of a photo that is being written or tagged.
+  if (one_in(2)) {
+    note("action 1");
+    ask_camera({.command = 2, .param1 = 1});
+    let_pass(milliseconds(between(0, 900)));
+  }
   board_.kill_program();
   firmware_.reset();
   firmware_started_ = false;

@@ -50,6 +50,7 @@ class Trouble {
   void digicam();
   void setting();
   void timelapse();
+  void recording();
   void clock();
   void small_message();
   void media_message();

@@ -57,6 +57,17 @@ void Trouble::timelapse() {
               .confirmation = static_cast<uint8_t>(one_in(4) ? 2 : 0)});
 }
 
+// Some are long enough to be kept.
+void Trouble::recording() {
+  const int ms = between(200, 2500);
+  note("recording of " + std::to_string(ms) + " ms");
+  ask_camera({.command = 2, .param1 = 2});
+  let_pass(milliseconds(250));
+  ask_camera({.command = 2, .param1 = 3});
+  let_pass(milliseconds(ms));
+  if (!one_in(3)) ask_camera({.command = 2, .param1 = 4});
+}
+
 void Trouble::clock() {
   note("clock");
   send_clock(board_, 1'600'000'000 + between(0, 100'000'000));

@@ -94,6 +94,7 @@ void Trouble::service_fault() {
   const std::string times = " " + std::to_string(between(1, 3));
   switch (below(6)) {
     case 0:
+      board_.owes_answers |= id == "257" || id == "all";  // a refused session is as good as none
       return service("rval " + id + " -" + std::to_string(between(1, 9)) + times);
     case 1:
       return service("delay " + id + " " + std::to_string(between(50, 1500)) + times);
