@@ -93,10 +93,10 @@ class Player {
       const bool crashed = WIFSIGNALED(*status)
                                ? WTERMSIG(*status) != SIGABRT
                                : process.output().find("Got signal") != std::string::npos;
-      if (!may_end || crashed) return "the process ended";
+      if (!may_end || (crashed && given() == nullptr)) return "the process ended";
       const auto lines = process.lines();
-      say("ended", lines.empty() ? "without a word" : lines.back());
-      tally_.ended++;
+      say("ended", crashed ? given()->why : lines.empty() ? "without a word" : lines.back());
+      (crashed ? tally_.given : tally_.ended)++;
     }
     std::string word = road_.check(rig_);
     if (word.empty()) word = rig_.lost_file();
