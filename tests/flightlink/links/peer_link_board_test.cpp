@@ -200,6 +200,25 @@ TEST(PeerLinkBoard, CloseStopsTheHeartbeatSwitchesTheLampOffAndPausesFirst) {
   });
 }
 
+TEST(PeerLinkBoard, APeerThatIsHeardHasItsHeartbeatAgainAfterAFailedSend) {
+  in_fresh_process([] {
+    open_for_test();
+    ASSERT_EQ(mavlink_timer_create(&mavlink_context.peer_heartbeat_timer, peer_heartbeat_tick), 0);
+    mavlink_timer_set(&mavlink_context.peer_heartbeat_timer, 1000);
+    link_indicator_set(1);
+    // Port 0 is nobody's.
+    mavlink_context.peer_address.sin_port = 0;
+    const MavlinkMessage message{};
+    EXPECT_EQ(peer_udp_send(&message), -1);
+    for (int i = 0; i < 2; i++) {
+      send_to_board(hex(kStreamOn));
+      EXPECT_EQ(peer_socket_serve(), 0);
+    }
+    EXPECT_THAT(fake_base::events(), ElementsAre("timer 0 1000", kLampOn, "timer 0 0", kLampOff,
+                                                 kLampOn, "timer 0 1000"));
+  });
+}
+
 TEST(PeerLinkBoard, ClosingAClosedSocketDoesNothing) {
   in_fresh_process([] {
     reset_link();
