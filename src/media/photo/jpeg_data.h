@@ -50,7 +50,8 @@ void jpeg_data_load_data(JpegData* data, const uint8_t* bytes, uint32_t size);
 [[nodiscard]] int32_t jpeg_data_save_data(const JpegData* data, uint8_t** bytes, uint32_t* size);
 
 // Serialises and puts the result in the place of the file (media_replace_file). Returns 0; -1 when
-// there is nothing to write or it cannot be written to the end; the file is then what it was.
+// there is nothing to write, libexif gives nothing for EXIF data (it has no memory) or it cannot be
+// written to the end; the file is then what it was.
 int32_t jpeg_data_save_file(const JpegData* data, const char* path);
 
 // The EXIF data of the first APP1 segment with a new reference, to be dropped with exif_data_unref;

@@ -19,6 +19,7 @@ using jpeg_parts::has_payload;
 struct Output {
   Block bytes;
   uint32_t size = 0;
+  bool exif_lost = false;  // there are EXIF data that are not among the bytes
 
   bool append(const void* from, uint32_t count) {
     if (count == 0) return true;
@@ -46,7 +47,10 @@ bool save_exif(ExifData* exif, Output* output) {
   exif_block_save(exif, &raw, &size);
   const Block block(raw);
   // The marker bytes stay without a length: this is how such a segment is written here.
-  if (block == nullptr) return true;
+  if (block == nullptr) {
+    if (exif != nullptr) output->exif_lost = true;
+    return true;
+  }
   return size <= kJpegLargestExif && output->append_payload(block.get(), size);
 }
 
@@ -59,26 +63,30 @@ bool save_segment(const JpegData* data, const JpegSegment& segment, Output* outp
   return segment.marker != kJpegSos || output->append(data->data, data->size);
 }
 
+bool save_segments(const JpegData* data, Output* output) {
+  for (uint32_t i = 0; i < data->count; i++) {
+    if (!save_segment(data, data->sections[i], output)) return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 int32_t jpeg_data_save_data(const JpegData* data, uint8_t** bytes, uint32_t* size) {
   if (data == nullptr || bytes == nullptr || size == nullptr) return -1;
   Output output;
-  bool complete = true;
-  for (uint32_t i = 0; complete && i < data->count; i++) {
-    complete = save_segment(data, data->sections[i], &output);
-  }
+  const bool complete = save_segments(data, &output);
   *size = output.size;
   *bytes = complete ? output.bytes.release() : nullptr;
   return *bytes != nullptr ? 0 : -1;
 }
 
 int32_t jpeg_data_save_file(const JpegData* data, const char* path) {
-  uint8_t* raw = nullptr;
-  uint32_t size = 0;
-  if (jpeg_data_save_data(data, &raw, &size) != 0) return -1;
-  const Block bytes(raw);
-  return media_replace_file(path, bytes.get(), size);
+  Output output;
+  if (data == nullptr || !save_segments(data, &output) || output.bytes == nullptr) return -1;
+  // A marker without a length is no segment for any reader: the picture would be out of reach.
+  if (output.exif_lost) return -1;
+  return media_replace_file(path, output.bytes.get(), output.size);
 }
 
 }  // namespace media

@@ -77,6 +77,20 @@ TEST_F(JpegSave, ExifThatGivesNothingLeavesTheMarkerAlone) {
   EXPECT_EQ(save(jpeg.get()), (Bytes{0xFF, 0xD8, 0xFF, 0xE1, 0xFF, 0xD9}));
 }
 
+TEST_F(JpegSave, AFileStaysWhatItWasWhenItsExifGivesNothing) {
+  const media_test::TemporaryFolder folder;
+  const std::string path = folder.path("a.JPG");
+  const Bytes photo = media_test::photo_with_exif(media_test::exif_bytes({}));
+  media_test::write_file(path, photo);
+  const JpegDataOwner jpeg = load(photo);
+  {
+    const AllocationFault fault(Fault::kExifSave);
+    EXPECT_EQ(jpeg_data_save_file(jpeg.get(), path.c_str()), -1);
+  }
+  EXPECT_EQ(media_test::read_file(path), photo);
+  EXPECT_EQ(jpeg_data_save_file(jpeg.get(), path.c_str()), 0);
+}
+
 TEST_F(JpegSave, AnApp1WithoutContentIsWrittenAsItsMarker) {
   EXPECT_EQ(save(load({0xFF, 0xD8, 0xFF, 0xE1}).get()), (Bytes{0xFF, 0xD8, 0xFF, 0xE1}));
 }
