@@ -40,7 +40,8 @@ void jpeg_data_load_file(JpegData* data, const char* path);
 void jpeg_data_load_data(JpegData* data, const uint8_t* bytes, uint32_t size);
 
 // Whether the container holds all of the picture of what it was loaded from: false after a parse that
-// stopped before the scan data or, where these have no closing marker, behind them.
+// stopped before the scan data or, where these have no closing marker, behind them, and once memory
+// was exhausted.
 [[nodiscard]] bool jpeg_data_is_whole(const JpegData* data);
 
 // Serialises into a new block, which the caller frees with free(). An APP1 segment for which

@@ -164,8 +164,9 @@ void jpeg_data_load_file(JpegData* data, const char* path) {
 
 void jpeg_data_load_data(JpegData* data, const uint8_t* bytes, uint32_t size) {
   if (data == nullptr || bytes == nullptr) return;
+  data->priv->cut = false;
   const bool complete = parse(data, {bytes, size});
-  data->priv->cut = !complete && !holds_picture_end(data);
+  if (!complete && !holds_picture_end(data)) data->priv->cut = true;
 }
 
 }  // namespace media

@@ -7,6 +7,7 @@ namespace media::jpeg_parts {
 void log_no_memory(const JpegData* data, size_t size) {
   exif_log(data->priv->log, EXIF_LOG_CODE_NO_MEMORY, kLogDomain, "Could not allocate %lu byte(s).",
            static_cast<unsigned long>(size));
+  data->priv->cut = true;
 }
 
 JpegSegment* append_segment(JpegData* data) {

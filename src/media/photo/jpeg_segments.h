@@ -26,7 +26,7 @@ struct JpegSegment {
 struct JpegDataPrivate {
   uint32_t references;  // 1
   ExifLog* log;         // an own reference, or null
-  bool cut;             // parsing stopped before the picture's end: saving would lose some of it
+  bool cut;  // memory ran out, or parsing stopped before the picture's end: saving would lose some
 };
 
 struct JpegData {
@@ -60,7 +60,7 @@ inline constexpr const char kLogDomain[] = "jpeg-data";
   return marker != kJpegSoi && marker != kJpegEoi && marker != kJpegApp1;
 }
 
-// Logs that `size` bytes could not be had.
+// Logs that `size` bytes could not be had; the container is not whole.
 void log_no_memory(const JpegData* data, size_t size);
 
 // Grows the array by one zeroed segment. Null, logged, when memory is exhausted; the count is then

@@ -91,6 +91,23 @@ TEST_F(JpegSave, AFileStaysWhatItWasWhenItsExifGivesNothing) {
   EXPECT_EQ(jpeg_data_save_file(jpeg.get(), path.c_str()), 0);
 }
 
+TEST_F(JpegSave, AWholeContainerHasAllOfTheFileWhateverMemoryWasMissing) {
+  const Bytes photo = media_test::plain_photo();
+  for (const Fault kind : {Fault::kRealloc, Fault::kMalloc}) {
+    bool struck = true;
+    for (int after = 0; struck; after++) {
+      JpegDataOwner jpeg;
+      {
+        const AllocationFault fault(kind, after);
+        jpeg = load(photo);
+        struck = fault.struck();
+      }
+      EXPECT_EQ(jpeg_data_is_whole(jpeg.get()), !struck) << after;
+      EXPECT_EQ(struck || save(jpeg.get()) == photo, true) << after;
+    }
+  }
+}
+
 TEST_F(JpegSave, AnApp1WithoutContentIsWrittenAsItsMarker) {
   EXPECT_EQ(save(load({0xFF, 0xD8, 0xFF, 0xE1}).get()), (Bytes{0xFF, 0xD8, 0xFF, 0xE1}));
 }
