@@ -9,6 +9,7 @@
 #include <cstring>
 #include <vector>
 
+#include "fuzz/memory_store.h"
 #include "fuzz/support.h"
 #include "groundstation/media/download.h"
 
@@ -19,25 +20,6 @@ using Bytes = std::vector<uint8_t>;
 
 constexpr size_t kMostChunks = 40;
 constexpr int kMostStreams = 20;
-
-class Memory : public MediaStore {
- public:
-  explicit Memory(size_t size) : bytes_(size) {}
-  bool write(uint64_t at, std::span<const uint8_t> bytes) override {
-    fuzz::check(at <= bytes_.size() && bytes.size() <= bytes_.size() - at, "behind the file's end");
-    std::copy(bytes.begin(), bytes.end(), bytes_.begin() + static_cast<ptrdiff_t>(at));
-    return true;
-  }
-  bool read(uint64_t at, std::span<uint8_t> bytes) override {
-    fuzz::check(at <= bytes_.size() && bytes.size() <= bytes_.size() - at, "behind the file's end");
-    std::copy_n(bytes_.begin() + static_cast<ptrdiff_t>(at), bytes.size(), bytes.begin());
-    return true;
-  }
-  [[nodiscard]] const Bytes& bytes() const { return bytes_; }
-
- private:
-  Bytes bytes_;
-};
 
 Bytes take_file(fuzz::Input& input) {
   const size_t chunks = input.byte() % (kMostChunks + 1);
@@ -91,7 +73,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
   fuzz::Input input(bytes, size);
   const Bytes file = take_file(input);
   const uint64_t from = std::min<uint64_t>(input.byte() % 4, file.size());
-  Memory memory(file.size() - from);
+  fuzz::MemoryStore memory(file.size() - from);
   MediaDownload download(file.size(), from, memory);
   for (int i = 0; i < kMostStreams && !download.done() && !input.empty(); i++) {
     stream(input, file, download);

@@ -17,6 +17,7 @@
 #include "base/bytes.h"
 #include "fake_base/fake_base.h"
 #include "flightlink/frame/messages.h"
+#include "fuzz/memory_store.h"
 #include "fuzz/messages.h"
 #include "fuzz/support.h"
 #include "groundstation/media/client.h"
@@ -51,24 +52,6 @@ void* receiver_argument = nullptr;
 bool receiving = false;
 
 struct NothingMore {};  // leaves the receiver's loop, which has no other end
-
-class Memory : public MediaStore {
- public:
-  explicit Memory(size_t size) : bytes_(size) {}
-  bool write(uint64_t at, std::span<const uint8_t> bytes) override {
-    fuzz::check(at <= bytes_.size() && bytes.size() <= bytes_.size() - at, "behind the file's end");
-    std::copy(bytes.begin(), bytes.end(), bytes_.begin() + static_cast<ptrdiff_t>(at));
-    return true;
-  }
-  bool read(uint64_t at, std::span<uint8_t> bytes) override {
-    fuzz::check(at <= bytes_.size() && bytes.size() <= bytes_.size() - at, "behind the file's end");
-    std::copy_n(bytes_.begin() + static_cast<ptrdiff_t>(at), bytes.size(), bytes.begin());
-    return true;
-  }
-
- private:
-  Bytes bytes_;
-};
 
 void arrive(uint8_t channel, std::string_view rest) {
   Bytes datagram{channel};
@@ -205,7 +188,7 @@ void ask(MediaClient& client, Request request, size_t size) {
       fuzz::check(cancelled.size() < 255, "a name", cancelled);
       return;
     default: {
-      Memory memory(size);
+      fuzz::MemoryStore memory(size);
       MediaDownload download(size, 0, memory);
       const MediaResult result = client.download(MediaKind::kVideo, kName, &download, [] {});
       fuzz::check(result != MediaResult::kDone || download.done(), "the end of a download");
