@@ -12,10 +12,6 @@ namespace {
 constexpr const char* kSource = "bst";
 constexpr BstAllocator kDefaultAllocator = {std::malloc, std::free};
 
-// Longer than any path of a tree that grows by bst_probe_balanced alone: the longest of 2^32 items
-// in random order is about 4.3 ln 2^32 = 95.
-constexpr size_t kMaxPath = 128;
-
 BstNode* new_node(const BstTree* tree, void* item) {
   auto* node = static_cast<BstNode*>(tree->allocator->allocate(sizeof(BstNode)));
   if (node != nullptr) *node = {{nullptr, nullptr}, item};
@@ -95,32 +91,6 @@ void require_fitting(uint64_t count) {
   std::fprintf(stderr, "libavl: Tree too big (%lu nodes) to handle.\n",
                static_cast<unsigned long>(count));
   std::exit(EXIT_FAILURE);
-}
-
-// A number that looks random and stays the same for the life of the node: its address, mixed.
-uint64_t rank_of(const BstNode* node) {
-  auto bits = static_cast<uint64_t>(reinterpret_cast<uintptr_t>(node));
-  bits = (bits ^ (bits >> 33)) * 0xff51afd7ed558ccdULL;
-  bits = (bits ^ (bits >> 33)) * 0xc4ceb9fe1a85ec53ULL;
-  return bits ^ (bits >> 33);
-}
-
-// Rotates the new leaf *path[depth] above the nodes that it outranks. Where every leaf was added
-// so, the tree has the shape that insertion in the order of rank would have given. Returns whether
-// anything moved.
-bool raise(BstNode** const* path, size_t depth) {
-  BstNode* node = *path[depth];
-  const uint64_t rank = rank_of(node);
-  bool moved = false;
-  for (; depth > 0 && rank_of(*path[depth - 1]) < rank; depth--) {
-    BstNode* above = *path[depth - 1];
-    const int side = path[depth] == &above->link[1] ? 1 : 0;
-    above->link[side] = node->link[1 - side];
-    node->link[1 - side] = above;
-    *path[depth - 1] = node;
-    moved = true;
-  }
-  return moved;
 }
 
 // Copies one item into the node. False when it cannot be copied: the node then holds none.
@@ -217,28 +187,6 @@ void** bst_probe(BstTree* tree, void* item) {
   return *link != nullptr ? &(*link)->item : add_leaf(tree, link, item);
 }
 
-void** bst_probe_balanced(BstTree* tree, void* item) {
-  require(tree != nullptr && item != nullptr, "tree != ((void *)0) && item != ((void *)0)", kSource,
-          __func__);
-  BstNode** path[kMaxPath];  // the links followed, the root's first
-  size_t depth = 0;
-  path[0] = &tree->root;
-  while (*path[depth] != nullptr) {
-    BstNode* node = *path[depth];
-    const int order = tree->compare(item, node->item, tree->param);
-    if (order == 0) return &node->item;
-    if (depth + 1 == kMaxPath) {  // made so deep by other insertions
-      bst_balance(tree);
-      depth = 0;
-      continue;
-    }
-    path[++depth] = &node->link[order > 0 ? 1 : 0];
-  }
-  void** slot = add_leaf(tree, path[depth], item);
-  if (slot != nullptr && raise(path, depth)) tree->generation++;
-  return slot;
-}
-
 void* bst_delete(BstTree* tree, const void* item) {
   require(tree != nullptr && item != nullptr, "tree != ((void *)0) && item != ((void *)0)", kSource,
           __func__);
@@ -269,6 +217,16 @@ void bst_balance(BstTree* tree) {
   require_fitting(tree->count);
   vine_to_tree(&tree->root, tree_to_vine(&tree->root));
   tree->generation++;
+}
+
+void bst_fill(BstTree* tree, BstNode* greatest, uint64_t count) {
+  require(tree != nullptr && tree->root == nullptr,
+          "tree != ((void *)0) && tree->bst_root == ((void *)0)", kSource, __func__);
+  // Without greater links this is the chain that a rebalance begins with.
+  for (BstNode* node = greatest; node != nullptr; node = node->link[0]) node->link[1] = nullptr;
+  tree->root = greatest;
+  tree->count = count;
+  bst_balance(tree);
 }
 
 BstTree* bst_copy(const BstTree* tree, BstCopyItem copy, BstRelease release,

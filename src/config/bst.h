@@ -66,11 +66,10 @@ void bst_destroy(BstTree* tree, BstRelease release);
 // slot lives as long as its item is in the tree. Null, with the tree unchanged, when memory is
 // exhausted.
 [[nodiscard]] void** bst_probe(BstTree* tree, void* item);
-// For building a tree: as bst_probe, and then rotates the new leaf up to a level that depends on
-// chance alone. A tree that grows by this alone is as deep as one that got its items in random
-// order, whatever order they come in: an insertion costs O(log count) on average. A traverser that
-// is under way must be started anew.
-[[nodiscard]] void** bst_probe_balanced(BstTree* tree, void* item);
+// Fills an empty tree with `count` nodes, as flat as it can be. They are linked through link[0] from
+// `greatest` on, in descending order. Each heads a block of the tree's allocator, which is the
+// tree's from then on, and has its item set; the item may be in the same block.
+void bst_fill(BstTree* tree, BstNode* greatest, uint64_t count);
 // Removes the item that compares equal and returns it; null when there is none. A traverser that
 // stood on it must be started anew; all others go on.
 void* bst_delete(BstTree* tree, const void* item);

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "base/descriptor.h"
+#include "config/ccl_pairs.h"
 
 namespace config {
 namespace {
@@ -22,21 +23,6 @@ constexpr size_t kFirstTokenSize = 32;
 
 int compare_pairs(const void* a, const void* b, void*) {
   return std::strcmp(static_cast<const CclPair*>(a)->key, static_cast<const CclPair*>(b)->key);
-}
-
-void free_pair(void* pair, void*) { std::free(pair); }
-
-// One block: the pair, then the two strings that it points to. Null when memory is exhausted.
-CclPair* new_pair(const char* key, const char* value) {
-  const size_t key_size = std::strlen(key) + 1;
-  const size_t value_size = std::strlen(value) + 1;
-  void* block = std::malloc(sizeof(CclPair) + key_size + value_size);
-  if (block == nullptr) return nullptr;
-  auto* pair = static_cast<CclPair*>(block);
-  char* text = static_cast<char*>(block) + sizeof(CclPair);
-  pair->key = static_cast<char*>(std::memcpy(text, key, key_size));
-  pair->value = static_cast<char*>(std::memcpy(text + key_size, value, value_size));
-  return pair;
 }
 
 // A token that grows, with room for its terminator.
@@ -96,7 +82,7 @@ class Parser {
 
   Parser(const Parser&) = delete;
   Parser& operator=(const Parser&) = delete;
-  ~Parser() { drop_key(); }
+  ~Parser() = default;
 
   // False when memory is exhausted; nothing more can be fed then.
   [[nodiscard]] bool feed(const char* at, const char* end) {
@@ -115,7 +101,7 @@ class Parser {
           at = word(at, end);
           break;
         case State::kKey:
-          if (!accept_key()) return false;
+          accept_key();
           break;
         case State::kEndOfLine:
           at = end_of_line(at);
@@ -125,6 +111,9 @@ class Parser {
     }
     return true;
   }
+
+  // Everything read so far goes into the table.
+  void hand_over() { pairs_.hand_over(handle_.table); }
 
  private:
   enum class State { kBetweenTokens, kComment, kQuoted, kWord, kKey, kEndOfLine };
@@ -191,7 +180,7 @@ class Parser {
   }
 
   const char* end_of_line(const char* newline) {
-    if (place_ != nullptr && !store_value()) return nullptr;
+    if (key_waits_ && !store_value()) return nullptr;
     token_ready_ = false;
     line_++;
     state_ = State::kBetweenTokens;
@@ -204,39 +193,25 @@ class Parser {
     state_ = state;
   }
 
-  // After a separator, once a byte follows: the ready token becomes the key of the line. It takes
-  // its place in the table at once, so that one search finds both the place and a duplicate.
-  bool accept_key() {
-    drop_key();
+  // After a separator, once a byte follows: the ready token becomes the key of the line.
+  void accept_key() {
+    key_waits_ = false;
     if (!token_ready_) {
       std::fprintf(stderr, ": Missing key (%s:%u)\n", path_, line_);
     } else {
       key_.swap(token_);
-      pending_.key = key_.text();
-      void** place = bst_probe_balanced(handle_.table, &pending_);
-      if (place == nullptr) return false;
-      if (*place == &pending_) {
-        place_ = place;
-      } else {
-        std::fprintf(stderr, ": Ignoring duplicate key '%s' (%s:%u)\n", pending_.key, path_, line_);
+      key_waits_ = !pairs_.holds(key_.text());
+      if (!key_waits_) {
+        std::fprintf(stderr, ": Ignoring duplicate key '%s' (%s:%u)\n", key_.text(), path_, line_);
       }
     }
     token_ready_ = false;
     state_ = State::kBetweenTokens;
-    return true;
-  }
-
-  void drop_key() {
-    if (place_ != nullptr) bst_delete(handle_.table, &pending_);
-    place_ = nullptr;
   }
 
   bool store_value() {
-    CclPair* pair = new_pair(pending_.key, token_ready_ ? token_.text() : "");
-    if (pair == nullptr) return false;
-    *place_ = pair;
-    place_ = nullptr;
-    return true;
+    key_waits_ = false;
+    return pairs_.add(key_.text(), token_ready_ ? token_.text() : "");
   }
 
   const CclHandle& handle_;
@@ -247,20 +222,22 @@ class Parser {
   Token token_;
   bool token_ready_ = false;
   Token key_;
-  CclPair pending_{};       // the key that waits for its value
-  void** place_ = nullptr;  // where pending_ is in the table; null: no key waits
+  bool key_waits_ = false;  // key_ waits for its value
+  PairCollector pairs_;
 };
 
 // Returns 0 or ENOMEM. A file that cannot be read further ends there.
 int parse_file(const CclHandle& handle, const char* path, int file) {
   Parser parser(handle, path);
   char chunk[kChunkSize];
-  for (;;) {
-    const ssize_t count = read(file, chunk, sizeof(chunk));
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return 0;
-    if (!parser.feed(chunk, chunk + count)) return ENOMEM;
-  }
+  bool complete = true;
+  ssize_t count = 0;
+  do {
+    count = read(file, chunk, sizeof(chunk));
+    if (count > 0) complete = parser.feed(chunk, chunk + count);
+  } while (complete && (count > 0 || (count < 0 && errno == EINTR)));
+  parser.hand_over();
+  return complete ? 0 : ENOMEM;
 }
 
 }  // namespace
@@ -275,10 +252,7 @@ int ccl_parse(CclHandle* handle, const char* path) {
     std::fprintf(stderr, ": Unable to open '%s'\n", path);
     return ENOENT;
   }
-  const int result = parse_file(*handle, path, file.get());
-  // Flat, so that no walk ever has to rebalance the table that it shares with others.
-  bst_balance(handle->table);
-  return result;
+  return parse_file(*handle, path, file.get());
 }
 
 const char* ccl_get(const CclHandle* handle, const char* key) {
@@ -299,7 +273,7 @@ const CclPair* ccl_iterate(CclHandle* handle) {
 
 void ccl_release(CclHandle* handle) {
   if (handle == nullptr || handle->table == nullptr) return;
-  bst_destroy(handle->table, free_pair);
+  bst_destroy(handle->table, nullptr);  // a pair goes with its node
   handle->table = nullptr;
 }
 

@@ -31,10 +31,9 @@ TEST(BstAssertionDeathTest, TreeOperationsWantTheirArguments) {
   EXPECT_DEATH(static_cast<void>(bst_find(tree.get(), nullptr)), message("bst_find", both));
   EXPECT_DEATH(static_cast<void>(bst_probe(nullptr, item(1))), message("bst_probe", both));
   EXPECT_DEATH(static_cast<void>(bst_probe(tree.get(), nullptr)), message("bst_probe", both));
-  EXPECT_DEATH(static_cast<void>(bst_probe_balanced(nullptr, item(1))),
-               message("bst_probe_balanced", both));
-  EXPECT_DEATH(static_cast<void>(bst_probe_balanced(tree.get(), nullptr)),
-               message("bst_probe_balanced", both));
+  const std::string empty = "tree != ((void *)0) && tree->bst_root == ((void *)0)";
+  EXPECT_DEATH(bst_fill(nullptr, nullptr, 0), message("bst_fill", empty));
+  EXPECT_DEATH(bst_fill(tree.get(), nullptr, 0), message("bst_fill", empty));
   EXPECT_DEATH(bst_delete(nullptr, item(1)), message("bst_delete", both));
   EXPECT_DEATH(bst_delete(tree.get(), nullptr), message("bst_delete", both));
   EXPECT_DEATH(bst_balance(nullptr), message("bst_balance", "tree != ((void *)0)"));

@@ -25,11 +25,8 @@ class Pair {
     switch (random_() % 12) {
       case 0:
       case 1:
-        insert(bst_probe(tree_.get(), item(number)), number);
-        break;
       case 2:
-        insert(bst_probe_balanced(tree_.get(), item(number)), number);
-        start_anew();
+        insert(bst_probe(tree_.get(), item(number)), number);
         break;
       case 3:
       case 4:
@@ -101,15 +98,6 @@ class Pair {
     const auto at = place_ ? map_.lower_bound(*place_) : map_.end();
     place_ = at != map_.begin() ? std::optional(std::prev(at)->first) : std::nullopt;
     EXPECT_EQ(number_of(bst_t_prev(&walk_)), place_.value_or(-1));
-  }
-
-  void start_anew() {
-    bst_t_first(&walk_, tree_.get());
-    if (place_) {
-      bst_t_find(&walk_, tree_.get(), item(*place_));
-    } else {
-      bst_t_prev(&walk_);
-    }
   }
 
   void copy_traverser() {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 
+#include <bit>
 #include <vector>
 
 #include "config/int_tree.h"
@@ -63,10 +64,6 @@ TEST(Bst, ProbeOfAnEqualItemGivesTheSlotOfTheStoredOne) {
   ASSERT_NE(slot, nullptr);
   EXPECT_EQ(*slot, item(3));
   EXPECT_EQ(tree->count, 3U);
-  slot = bst_probe_balanced(tree.get(), &other_three);
-  ASSERT_NE(slot, nullptr);
-  EXPECT_EQ(*slot, item(3));
-  EXPECT_EQ(tree->count, 3U);
 }
 
 TEST(Bst, ProbeAddsALeafAndDoesNotRebalance) {
@@ -82,7 +79,6 @@ TEST(Bst, ProbeWithoutMemoryLeavesTheTreeAsItWas) {
   IntTree tree{5, 3, 8};
   fail_after(0);
   EXPECT_EQ(bst_probe(tree.get(), item(4)), nullptr);
-  EXPECT_EQ(bst_probe_balanced(tree.get(), item(4)), nullptr);
   EXPECT_NE(bst_probe(tree.get(), item(8)), nullptr);  // needs none
   EXPECT_EQ(tree->count, 3U);
   EXPECT_EQ(walk_up(tree.get()), (std::vector<int>{3, 5, 8}));
@@ -165,40 +161,37 @@ TEST(Bst, MoreItemsThanATraverserCanReachEndTheProcess) {
               "^libavl: Tree too big \\(4294967296 nodes\\) to handle\\.\n$");
 }
 
-TEST(BstProbeBalanced, StaysShallowInAnyOrder) {
-  constexpr int kCount = 100000;
-  const IntTree ascending;
-  const IntTree descending;
-  const IntTree inward;
-  for (int i = 0; i < kCount; i++) {
-    const int mirrored = kCount - 1 - i;
-    ASSERT_NE(bst_probe_balanced(ascending.get(), item(i)), nullptr);
-    ASSERT_NE(bst_probe_balanced(descending.get(), item(mirrored)), nullptr);
-    ASSERT_NE(bst_probe_balanced(inward.get(), item(i % 2 == 0 ? i / 2 : kCount - 1 - i / 2)),
-              nullptr);
+// The numbers below `count` as bst_fill takes them; a greater link may be anything.
+BstNode* descending_chain(int count) {
+  static BstNode stray;
+  BstNode* greatest = nullptr;
+  for (int number = 0; number < count; number++) {
+    auto* node = static_cast<BstNode*>(kCountedMemory.allocate(sizeof(BstNode)));
+    *node = {{greatest, &stray}, item(number)};
+    greatest = node;
   }
-  for (const IntTree* tree : {&ascending, &descending, &inward}) {
-    EXPECT_EQ((*tree)->count, 100000U);
-    // Items in random order are expected to make 39 levels and all but never 60.
-    EXPECT_LT(levels(tree->get()), 80U);
-    EXPECT_EQ(walk_up(tree->get()), range(0, kCount - 1));
-  }
+  return greatest;
 }
 
-TEST(BstProbeBalanced, TheSlotStaysWithItsItem) {
+TEST(BstFill, MakesAFlatTreeThatOwnsTheNodes) {
+  const int before = live_blocks();
+  for (const int count : {1, 2, 3, 4, 1023, 1024, 100000}) {
+    const IntTree tree;
+    bst_fill(tree.get(), descending_chain(count), static_cast<uint64_t>(count));
+    EXPECT_EQ(tree->count, static_cast<uint64_t>(count));
+    EXPECT_EQ(levels(tree.get()), std::bit_width(static_cast<unsigned>(count)));
+    EXPECT_EQ(walk_up(tree.get()), range(0, count - 1));
+    EXPECT_EQ(bst_find(tree.get(), item(count / 2)), item(count / 2));
+    EXPECT_EQ(bst_find(tree.get(), item(count)), nullptr);
+  }
+  EXPECT_EQ(live_blocks(), before);
+}
+
+TEST(BstFill, WithoutNodesTheTreeStaysEmpty) {
   const IntTree tree;
-  std::vector<void**> slots;
-  slots.reserve(1000);
-  for (int i = 0; i < 1000; i++) slots.push_back(bst_probe_balanced(tree.get(), item(i)));
-  bst_balance(tree.get());
-  for (int i = 0; i < 1000; i++) EXPECT_EQ(*slots[static_cast<size_t>(i)], item(i));
-}
-
-TEST(BstProbeBalanced, TakesOverATreeThatIsTooDeep) {
-  const IntTree tree(Chain{1000});
-  EXPECT_NE(bst_probe_balanced(tree.get(), item(1000)), nullptr);
-  EXPECT_LT(levels(tree.get()), 15U);
-  EXPECT_EQ(walk_up(tree.get()), range(0, 1000));
+  bst_fill(tree.get(), nullptr, 0);
+  EXPECT_EQ(tree->root, nullptr);
+  EXPECT_EQ(tree->count, 0U);
 }
 
 // On a stack that holds no 100000 calls, however small.

@@ -1,6 +1,7 @@
 // Odd files, one by one, and the same at every place across the border of two chunks.
 #include <gtest/gtest.h>
 
+#include <map>
 #include <random>
 #include <string>
 
@@ -85,6 +86,17 @@ const Row kRows[] = {
      "b=1\na=2\n\xc3\xa4=3\nB=4\naa=5\n",
      {{"B", "4"}, {"a", "2"}, {"aa", "5"}, {"b", "1"}, {"\xc3\xa4", "3"}},
      ""},
+    {"OrderedBehindEqualBeginnings",
+     "abcdefghijklmnop2=1\nabcdefghijklmnop=2\nabcdefghijklmnop10=3\nabcdefghijklmno\xff=4\n"
+     "abcdefgi=5\nabcdefgh\xff=6\nabcdefgh=7\nabcdefghijklmnop10=8\n",
+     {{"abcdefgh", "7"},
+      {"abcdefghijklmnop", "2"},
+      {"abcdefghijklmnop10", "3"},
+      {"abcdefghijklmnop2", "1"},
+      {"abcdefghijklmno\xff", "4"},
+      {"abcdefgh\xff", "6"},
+      {"abcdefgi", "5"}},
+     ": Ignoring duplicate key 'abcdefghijklmnop10' (FILE:8)\n"},
     {"ANulByteEndsAValue", "k=a\0b\nl=w\n"s, {{"k", "a"}, {"l", "w"}}, ""},
     {"ANulByteEndsAKey",
      "a\0b=1\na\0c=2\n"s,
@@ -148,6 +160,27 @@ TEST(CclCorpus, LinesAreCountedInAllStates) {
   EXPECT_EQ(parsed.messages,
             ": Unterminated string (FILE:3)\n: Ignoring duplicate key 'k' (FILE:6)\n"
             ": Missing key (FILE:7)\n");
+}
+
+// The first of two equal keys wins, among thousands as well.
+TEST(CclCorpus, ManyKeysAgreeWithAnOrderedMap) {
+  std::mt19937 random(11);
+  const std::string letters = "ab\xe4";
+  std::map<std::string, std::string> expected;
+  std::string content;
+  std::string messages;
+  for (int line = 1; line <= 6000; line++) {
+    std::string key(random() % 3 * 8, 'k');
+    while (random() % 16 != 0) key += letters[random() % letters.size()];
+    const std::string value = std::to_string(line);
+    if (!expected.emplace(key, value).second) {
+      messages += ": Ignoring duplicate key '" + key + "' (FILE:" + value + ")\n";
+    }
+    content += "\"" + key + "\"=" + value + "\n";
+  }
+  const Parsed parsed = parse(content);
+  EXPECT_EQ(parsed.pairs, Pairs(expected.begin(), expected.end()));
+  EXPECT_EQ(parsed.messages, messages);
 }
 
 // Whatever the bytes are, where they lie in the chunks does not matter, and keys come in order.
