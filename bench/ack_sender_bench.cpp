@@ -13,6 +13,7 @@
 #include "base/clock.h"
 #include "base/descriptor.h"
 #include "flightlink/wire/reliable_udp.h"
+#include "report.h"
 
 namespace {
 
@@ -20,7 +21,6 @@ constexpr int kPayload = 1024;
 constexpr int kRounds = 4;
 constexpr int kSendsPerRound = 100;
 constexpr uint64_t kRoundTripUs = 20000;
-constexpr double kLimit = 0.9;
 
 sockaddr_in loopback(uint16_t port) {
   sockaddr_in address{};
@@ -98,10 +98,11 @@ int main() {
     std::printf("the reference got no answer\n");
     return 1;
   }
-  std::printf(
-      "acknowledged sender, %d-byte payloads, round trip 20 ms: ours %.1f KB/s, bare "
-      "stop-and-wait %.1f KB/s, ratio %.3f, limit %.1f\n",
-      kPayload, ours / 1000, reference / 1000, ours / reference, kLimit);
-  std::fflush(stdout);
-  std::_Exit(ours / reference >= kLimit ? 0 : 1);
+  bench::show({.name = "acknowledged sender at a round trip of 20 ms",
+               .unit = "KB/s",
+               .ours = ours / 1000,
+               .reference_name = "bare stop-and-wait",
+               .reference = reference / 1000,
+               .goal = bench::at_least(0.9)});
+  std::_Exit(0);
 }

@@ -26,5 +26,5 @@ int main() {
     board.camera.send("{\"rval\":0,\"msg_id\":769}");
     board.peer.wait_for_report(1, std::chrono::seconds(2), frame_mark);
   }
-  bench::show("photo command to JSON text", times, kLimitMs);
+  bench::show_times("photo command to JSON text", times, kLimitMs);
 }

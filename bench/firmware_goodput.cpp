@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdio>
 
+#include "report.h"
 #include "system/firmware_sender.h"
 
 namespace {
@@ -26,11 +27,14 @@ bool measure(const char* title, uint32_t lost_of_every) {
   const double floor = 0.2 * static_cast<double>(sender.rounds()) +
                        0.001 * static_cast<double>(sender.full_reports()) +
                        0.006 * (kImageSize / 327680 + 1);
-  std::printf(
-      "firmware, 4 MiB, %s: %.2f MB/s in %.2f s, floor of the pauses %.2f MB/s in %.2f s, "
-      "ratio %.2f (%zu rounds, %zu chunks got through)\n",
-      title, kImageSize / 1e6 / seconds, seconds, kImageSize / 1e6 / floor, floor, floor / seconds,
-      sender.rounds(), sender.chunks_sent());
+  bench::show({.name = std::string("firmware of 4 MiB, ") + title,
+               .unit = "s",
+               .ours = seconds,
+               .reference_name = "its pauses alone",
+               .reference = floor,
+               .note = bench::readable(kImageSize / 1e6 / seconds) + " MB/s, " +
+                       std::to_string(sender.rounds()) + " rounds, " +
+                       std::to_string(sender.chunks_sent()) + " chunks got through"});
   return true;
 }
 

@@ -16,6 +16,7 @@
 #include "media/movie/index.h"
 #include "media/movie/mov_boxes.h"
 #include "media/movie/seek.h"
+#include "report.h"
 
 extern "C" {
 #include <libavformat/avformat.h>
@@ -188,7 +189,6 @@ class Reference {
 int main() {
   path = "/tmp/mov_index_bench." + std::to_string(getpid()) + ".mp4";
   const size_t moov_size = make_file(path);
-  const auto file_size = std::filesystem::file_size(path);
   // Our progress lines are formatted and written, but not shown.
   std::FILE* shown = fdopen(dup(STDOUT_FILENO), "w");
   if (shown == nullptr || std::freopen("/dev/null", "w", stdout) == nullptr) return 1;
@@ -199,22 +199,24 @@ int main() {
   const Cost ours = measure<Ours>(second);
   const Cost reference = measure<Reference>(second);
   std::filesystem::remove(path);
-  const double ours_us = ours.open_us + ours.seek_us;
-  const double reference_us = reference.open_us + reference.seek_us;
-  std::fprintf(
-      shown,
-      "MP4 of %.2f GB, opening and seeking: ours %.1f us (seeking %.1f), libavformat %.1f us "
-      "(seeking %.1f), ratio %.2f, limit 0.50\n",
-      static_cast<double>(file_size) / 1e9, ours_us, ours.seek_us, reference_us, reference.seek_us,
-      ours_us / reference_us);
-  std::fprintf(
-      shown,
-      "the same, memory held: ours %zu bytes (moov %zu and %zu more), libavformat %zu bytes, "
-      "ratio %.2f\n",
-      ours.memory, moov_size, ours.memory - moov_size, reference.memory,
-      static_cast<double>(ours.memory) / static_cast<double>(reference.memory));
-  std::fprintf(shown, "key frame at second %u: ours at %lld, libavformat at %lld\n", second,
-               static_cast<long long>(ours.offset), static_cast<long long>(reference.offset));
+  bench::show({.name = "MP4 of 4 GB, opening and seeking",
+               .unit = "us",
+               .ours = ours.open_us + ours.seek_us,
+               .reference_name = "libavformat",
+               .reference = reference.open_us + reference.seek_us,
+               .goal = bench::at_most(0.5),
+               .note = "of them seeking " + bench::readable(ours.seek_us) + " and " +
+                       bench::readable(reference.seek_us)},
+              shown);
+  bench::show({.name = "MP4 of 4 GB, memory held",
+               .unit = "KB",
+               .ours = static_cast<double>(ours.memory) / 1e3,
+               .reference_name = "libavformat",
+               .reference = static_cast<double>(reference.memory) / 1e3,
+               .note = "moov has " + bench::readable(static_cast<double>(moov_size) / 1e3)},
+              shown);
+  const bool agree = ours.offset == reference.offset;
+  if (!agree) std::fputs("ours and libavformat have found different key frames\n", shown);
   std::fclose(shown);
-  return ours.offset == reference.offset ? 0 : 1;
+  return agree ? 0 : 1;
 }

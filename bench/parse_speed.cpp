@@ -12,6 +12,7 @@
 
 #include "base/clock.h"
 #include "flightlink/frame/mavlink_frame.h"
+#include "report.h"
 
 namespace {
 
@@ -93,12 +94,17 @@ double byte_by_byte(const std::vector<uint8_t>& stream, int& frames) {
 void measure(const char* process, const std::vector<uint8_t>& stream) {
   const double reference = checksum_loop(stream);
   int frames = 0;
-  const auto show = [&](const char* what, double ours) {
-    std::printf("%s, %s: ours %.0f MB/s, checksum loop %.0f MB/s, ratio %.2f (%d of %d frames)\n",
-                what, process, ours, reference, ours / reference, frames, kFrames);
+  const auto show = [&](const char* what, double ours, bench::Goal goal) {
+    bench::show({.name = std::string(what) + ", " + process,
+                 .unit = "MB/s",
+                 .ours = ours,
+                 .reference_name = "checksum loop",
+                 .reference = reference,
+                 .goal = goal,
+                 .note = std::to_string(frames) + " of " + std::to_string(kFrames) + " frames"});
   };
-  show("mavlink_frame_parse_all", in_datagrams(stream, frames));
-  show("mavlink_frame_parse, a call per byte", byte_by_byte(stream, frames));
+  show("mavlink_frame_parse_all", in_datagrams(stream, frames), bench::at_least(0.5));
+  show("mavlink_frame_parse, a call per byte", byte_by_byte(stream, frames), bench::kNoGoal);
 }
 
 }  // namespace

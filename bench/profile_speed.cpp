@@ -10,6 +10,7 @@
 #include <string>
 
 #include "config/ccl.h"
+#include "report.h"
 
 namespace {
 
@@ -80,9 +81,17 @@ int main() {
     reference_bytes = allocated() - before;
   }
   unlink(path.c_str());
-  std::printf("profile of %d lines: %.2f ms, ifstream and map %.2f ms, ratio %.2f, limit 2\n",
-              kLines, ours, reference, ours / reference);
-  std::printf("its memory: %zu bytes, map %zu bytes, ratio %.2f, limit 2\n", our_bytes,
-              reference_bytes,
-              static_cast<double>(our_bytes) / static_cast<double>(reference_bytes));
+  const std::string name = "profile of " + std::to_string(kLines) + " lines";
+  bench::show({.name = name,
+               .unit = "ms",
+               .ours = ours,
+               .reference_name = "ifstream and map",
+               .reference = reference,
+               .goal = bench::at_most(1.5)});
+  bench::show({.name = name + ", its memory",
+               .unit = "KB",
+               .ours = static_cast<double>(our_bytes) / 1e3,
+               .reference_name = "map",
+               .reference = static_cast<double>(reference_bytes) / 1e3,
+               .goal = bench::at_most(2)});
 }

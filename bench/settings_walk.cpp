@@ -67,8 +67,11 @@ int main() {
     // What follows an acknowledgement in the camera; a resolution starts the preview again.
     let_pass(row.sub == 2 ? milliseconds(2000) : milliseconds(50));
   }
-  std::printf("settings walk: %zu commands, %d acknowledgements lost, limit 0\n",
-              times.size() + static_cast<size_t>(lost), lost);
+  bench::show({.name = "settings walk, acknowledgements lost",
+               .ours = static_cast<double>(lost),
+               .reference_name = "limit",
+               .goal = bench::more_at_most(0),
+               .note = "of " + std::to_string(times.size() + static_cast<size_t>(lost))});
   // The slowest is a resolution: the preview stops and starts for it.
-  bench::show("setting to its acknowledgement", times, 5000);
+  bench::show_times("setting to its acknowledgement", times, 5000);
 }

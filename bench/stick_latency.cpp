@@ -57,5 +57,5 @@ int main() {
     times.push_back(std::chrono::duration<double, std::milli>(took).count());
     support::let_pass(std::chrono::milliseconds(4));
   }
-  bench::show("stick datagram to serial line", times, kLimitMs);
+  bench::show_times("stick datagram to serial line", times, kLimitMs);
 }

@@ -65,7 +65,7 @@ int main() {
     }
     if (!matched) i++;
   }
-  bench::show("FIFO entry to its last datagram", times, kLimitMs);
+  bench::show_times("FIFO entry to its last datagram", times, kLimitMs);
   std::printf("%zu datagrams of %zu belong to a matched entry's end\n", times.size(),
               datagrams.size() - first);
 }

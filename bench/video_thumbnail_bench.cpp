@@ -17,6 +17,7 @@
 #include "base/clock.h"
 #include "base/shell.h"
 #include "media/movie/av_owners.h"
+#include "quantiles.h"
 
 namespace {
 
@@ -30,11 +31,6 @@ constexpr Recording kRecordings[] = {
     {"no B-frames, index at the end", "-preset ultrafast -g 30"},
     {"B-frames, index first", "-preset veryfast -bf 3 -movflags +faststart"},
 };
-
-double median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  return values[values.size() / 2];
-}
 
 template <typename Work>
 double took_ms(Work work) {
@@ -101,13 +97,14 @@ void measure(const Recording& recording, const std::string& folder, int runs) {
     std::printf("thumbnail of 3840x2160 H.264: no picture was made\n");
     return;
   }
-  const double our_ms = median(our_times);
-  const double reference_ms = median(reference_times);
-  std::printf(
-      "thumbnail of 3840x2160 H.264 (%s): ours %.1f ms, ffmpeg program %.1f ms, ratio %.2f, limit "
-      "1.00 (medians of %d; PSNR between the two %s)\n",
-      recording.title, our_ms, reference_ms, our_ms / reference_ms, runs,
-      difference(ours, reference).c_str());
+  bench::show({.name = std::string("thumbnail of 3840x2160 H.264, ") + recording.title,
+               .unit = "ms",
+               .ours = bench::median(our_times),
+               .reference_name = "ffmpeg program",
+               .reference = bench::median(reference_times),
+               .goal = bench::at_most(1),
+               .note = "medians of " + std::to_string(runs) + ", PSNR between the two " +
+                       difference(ours, reference)});
 }
 
 }  // namespace
