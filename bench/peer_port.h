@@ -31,8 +31,6 @@ class PeerPort {
   // Ends the bench when there is no such port (is it running in a board?).
   explicit PeerPort(uint16_t port);
   ~PeerPort();
-  PeerPort(const PeerPort&) = delete;
-  PeerPort& operator=(const PeerPort&) = delete;
 
   void send(std::span<const uint8_t> bytes, uint16_t port);
 

@@ -85,13 +85,8 @@ int open(const char* path, int flags, ...) {
   return fails_to_open("open", path, flags) ? -1 : next_open(path, flags, mode);
 }
 
-int open64(const char* path, int flags, ...) {
-  va_list arguments;
-  va_start(arguments, flags);
-  const mode_t mode = mode_of(flags, arguments);
-  va_end(arguments);
-  return fails_to_open("open", path, flags) ? -1 : next_open(path, flags, mode);
-}
+// The same: a file's offset has 64 bits here.
+[[gnu::alias("open")]] int open64(const char* path, int flags, ...);
 
 int openat(int folder, const char* path, int flags, ...) {
   va_list arguments;

@@ -27,8 +27,6 @@ struct LiveDatagram {
 class LiveReceiver {
  public:
   LiveReceiver() = default;
-  LiveReceiver(const LiveReceiver&) = delete;
-  LiveReceiver& operator=(const LiveReceiver&) = delete;
   ~LiveReceiver();
 
   // Binds the socket and starts the thread. Only datagrams from `camera` (any port) count. Returns

@@ -22,8 +22,6 @@ namespace groundstation {
 class MediaReceiver {
  public:
   MediaReceiver() = default;
-  MediaReceiver(const MediaReceiver&) = delete;
-  MediaReceiver& operator=(const MediaReceiver&) = delete;
   ~MediaReceiver();
 
   // Binds the address, any port, and starts the thread. Only what comes from `camera`, address and

@@ -22,8 +22,6 @@ class Rig {
  public:
   Rig();
   ~Rig();
-  Rig(const Rig&) = delete;
-  Rig& operator=(const Rig&) = delete;
 
   // A board of its own, with a fresh card, for that program. It does not run yet.
   void begin_board(const char* program);

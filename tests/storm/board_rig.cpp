@@ -43,6 +43,15 @@ support::Environment with_clock(support::Environment environment) {
   return environment;
 }
 
+void kill_process(support::ChildProcess& process) {
+  process.signal(SIGKILL);
+  process.wait_for_end(seconds(5));
+}
+
+std::string log_of_killed(const support::ChildProcess& process) {
+  return process.output() + "=== killed\n";
+}
+
 }  // namespace
 
 Board::Board(BoardOptions options) : options_(std::move(options)) {
@@ -91,10 +100,9 @@ void Board::start_program() {
 
 void Board::kill_program() {
   if (!program_) return;
-  program_->process().signal(SIGKILL);
-  program_->process().wait_for_end(seconds(5));
+  kill_process(program_->process());
   note("program killed");
-  program_log_ += program_->process().output() + "=== killed\n";
+  program_log_ += log_of_killed(program_->process());
   program_.reset();
 }
 
@@ -108,11 +116,10 @@ void Board::start_service() {
 
 void Board::kill_service() {
   if (!service_) return;
-  service_->process().signal(SIGKILL);
-  service_->process().wait_for_end(seconds(5));
+  kill_process(service_->process());
   note("service killed");
   story();
-  service_log_ += service_->process().output() + "=== killed\n";
+  service_log_ += log_of_killed(service_->process());
   service_.reset();
 }
 

@@ -33,8 +33,6 @@ class Board {
   // Empties the card, lays the old firmware image on it, starts service, peer and program.
   explicit Board(BoardOptions options);
   ~Board();
-  Board(const Board&) = delete;
-  Board& operator=(const Board&) = delete;
 
   // The program ends by SIGKILL and is started again. Its footprint is taken anew by ready().
   void kill_program();

@@ -6,11 +6,7 @@
 namespace storm {
 namespace {
 
-constexpr const char* kServes = "serves";
 constexpr const char* kTruth = "tells the truth";
-constexpr const char* kLoses = "loses nothing";
-constexpr const char* kSmall = "stays small";
-constexpr const char* kNobody = "lets nobody in";
 
 struct Check {
   const char* promise;
@@ -22,19 +18,19 @@ std::optional<Broken> first_broken(Board& board, const PromiseOptions& options) 
   const size_t video_from = board.video().count();
   std::string photo;
   const Check checks[] = {
-      {kServes, "comes back", [&] { return comes_back(board); }},
-      {kServes, "comes to rest", [&] { return comes_to_rest(board); }},
+      {"serves", "comes back", [&] { return comes_back(board); }},
+      {"serves", "comes to rest", [&] { return comes_to_rest(board); }},
       {kTruth, "settings", [&] { return shows_confirmed_settings(board); }},
-      {kServes, "setting", [&] { return takes_a_setting(board, options.salt); }},
-      {kServes, "clock", [&] { return takes_the_clock(board, options.salt); }},
-      {kServes, "photo", [&] { return takes_a_photo(board, options.salt, &photo); }},
-      {kServes, "lists", [&] { return lists_the_folders(board); }},
-      {kServes, "download", [&] { return gives_the_photo(board, photo); }},
-      {kServes, "live video", [&] { return shows_live_video(board, video_from); }},
-      {kLoses, "media", [&] { return keeps_what_was_written(board); }},
-      {kLoses, "firmware", [&] { return keeps_firmware_whole(board); }},
-      {kNobody, "filter and files", [&] { return lets_nobody_in(board); }},
-      {kSmall, "footprint", [&] { return stays_small(board, options.memory_limit); }},
+      {"serves", "setting", [&] { return takes_a_setting(board, options.salt); }},
+      {"serves", "clock", [&] { return takes_the_clock(board, options.salt); }},
+      {"serves", "photo", [&] { return takes_a_photo(board, options.salt, &photo); }},
+      {"serves", "lists", [&] { return lists_the_folders(board); }},
+      {"serves", "download", [&] { return gives_the_photo(board, photo); }},
+      {"serves", "live video", [&] { return shows_live_video(board, video_from); }},
+      {"loses nothing", "media", [&] { return keeps_what_was_written(board); }},
+      {"loses nothing", "firmware", [&] { return keeps_firmware_whole(board); }},
+      {"lets nobody in", "filter and files", [&] { return lets_nobody_in(board); }},
+      {"stays small", "footprint", [&] { return stays_small(board, options.memory_limit); }},
   };
   for (const Check& check : checks) {
     board.note(std::string("check: ") + check.name);

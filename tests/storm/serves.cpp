@@ -1,6 +1,7 @@
 // The promise to serve: back in touch, at rest, a setting, the clock, a photo.
 #include <cstring>
 #include <ctime>
+#include <functional>
 #include <nlohmann/json.hpp>
 
 #include "storm/control_sockets.h"
@@ -123,6 +124,19 @@ std::string utc_text(int64_t when) {
   return text;
 }
 
+// Asks until such an answer comes, waiting that long each time.
+bool is_answered(Board& board, const std::function<void()>& ask,
+                 const std::function<bool(const Frame&)>& answer, milliseconds pause,
+                 milliseconds limit) {
+  const size_t mark = board.peer().mark();
+  return poll_until(
+      [&] {
+        ask();
+        return board.peer().wait_for(answer, pause, mark).has_value();
+      },
+      limit);
+}
+
 }  // namespace
 
 void send_clock(Board& board, int64_t when) {
@@ -155,21 +169,17 @@ std::string takes_a_setting(Board& board, uint32_t salt) {
   constexpr Choice kChoices[] = {{11, "saturation"}, {12, "contrast"}, {13, "sharpness"}};
   const Choice& choice = kChoices[salt % std::size(kChoices)];
   const auto value = static_cast<uint8_t>(1 + salt / 3 % 200);
-  const size_t mark = board.peer().mark();
-  const bool confirmed = poll_until(
+  const bool confirmed = is_answered(
+      board,
       [&] {
         board.peer().send_bytes(encode(command_long({.command = 180,
                                                      .param1 = static_cast<float>(value),
                                                      .target_component = choice.sub})));
-        return board.peer()
-            .wait_for(
-                [&](const Frame& f) {
-                  return f.id == 52 && f.u8(1) == choice.sub && f.u8(4) == 0 && f.u8(5) == value;
-                },
-                seconds(1), mark)
-            .has_value();
       },
-      board.owes_answers ? kAnswerLimit : kBackAgain);
+      [&](const Frame& f) {
+        return f.id == 52 && f.u8(1) == choice.sub && f.u8(4) == 0 && f.u8(5) == value;
+      },
+      seconds(1), board.owes_answers ? kAnswerLimit : kBackAgain);
   const std::string what = std::string(choice.type) + " " + std::to_string(value);
   if (!confirmed) return what + " is not confirmed";
   const nlohmann::json state = board.service_state();
@@ -181,16 +191,10 @@ std::string takes_a_setting(Board& board, uint32_t salt) {
 
 std::string takes_the_clock(Board& board, uint32_t salt) {
   const int64_t when = 1'577'836'800 + salt % 100'000'000;
-  const size_t mark = board.peer().mark();
-  const bool answered = poll_until(
-      [&] {
-        send_clock(board, when);
-        return board.peer()
-            .wait_for([](const Frame& f) { return f.id == 52 && f.u8(2) == 111 && f.u8(3) == 0; },
-                      milliseconds(500), mark)
-            .has_value();
-      },
-      kBackAgain);
+  const bool answered = is_answered(
+      board, [&] { send_clock(board, when); },
+      [](const Frame& f) { return f.id == 52 && f.u8(2) == 111 && f.u8(3) == 0; },
+      milliseconds(500), kBackAgain);
   if (!answered) return "no answer";
   const nlohmann::json state = board.service_state();
   const std::string told = state["settings"]["camera_clock"];
@@ -202,15 +206,10 @@ std::string takes_a_photo(Board& board, uint32_t salt, std::string* name) {
   const auto degrees = static_cast<uint32_t>(1 + salt % 80);
   board.peer().send_bytes(encode(raw_position(static_cast<int32_t>(degrees * 10'000'000), 0)));
   const size_t mark = board.peer().mark();
-  const bool taken = poll_until(
-      [&] {
-        ask_action(board, 1);
-        return board.peer()
-            .wait_for([](const Frame& f) { return f.id == 77 && f.u16(0) == 2001 && f.u8(2) == 0; },
-                      milliseconds(1500), mark)
-            .has_value();
-      },
-      kBackAgain);
+  const bool taken = is_answered(
+      board, [&] { ask_action(board, 1); },
+      [](const Frame& f) { return f.id == 77 && f.u16(0) == 2001 && f.u8(2) == 0; },
+      milliseconds(1500), kBackAgain);
   if (!taken) return "no photo is acknowledged";
   if (!board.peer().wait_for_report(1, kBackAgain, mark)) return "no report of the photo";
   *name = board.service_state().value("last_photo", "");

@@ -17,8 +17,6 @@ class PeerLink {
  public:
   PeerLink();
   ~PeerLink();
-  PeerLink(const PeerLink&) = delete;
-  PeerLink& operator=(const PeerLink&) = delete;
 
   // Starts (or changes) the heartbeats; the first one leaves at once. In system_status the low
   // nibble asks for live video when it is 2, the high one is the peer nibble.

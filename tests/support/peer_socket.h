@@ -30,8 +30,6 @@ class PeerSocket {
   // BOARD_PEER_NETNS. A failure is a failure of the test; the socket then receives nothing.
   explicit PeerSocket(uint16_t port);
   ~PeerSocket();
-  PeerSocket(const PeerSocket&) = delete;
-  PeerSocket& operator=(const PeerSocket&) = delete;
 
   // One datagram to the board, 192.168.31.1. Returns whether all of it left.
   bool send(std::span<const uint8_t> bytes, uint16_t port);

@@ -40,6 +40,14 @@ void open_for_test() {
   ASSERT_EQ(peer_socket_open(kHost), 0);
 }
 
+// As the link is while a peer is heard.
+void open_with_heartbeat() {
+  open_for_test();
+  EXPECT_EQ(mavlink_timer_create(&mavlink_context.peer_heartbeat_timer, peer_heartbeat_tick), 0);
+  mavlink_timer_set(&mavlink_context.peer_heartbeat_timer, 1000);
+  link_indicator_set(1);
+}
+
 TEST(PeerLinkBoard, StartIgnoresSigpipeAndStartsTheThread) {
   in_fresh_process([] {
     fake_base::reset();
@@ -180,10 +188,7 @@ TEST(PeerLinkBoard, FourSecondsOfSilenceAskForANewSocket) {
 
 TEST(PeerLinkBoard, CloseStopsTheHeartbeatSwitchesTheLampOffAndPausesFirst) {
   in_fresh_process([] {
-    open_for_test();
-    ASSERT_EQ(mavlink_timer_create(&mavlink_context.peer_heartbeat_timer, peer_heartbeat_tick), 0);
-    mavlink_timer_set(&mavlink_context.peer_heartbeat_timer, 1000);
-    link_indicator_set(1);
+    open_with_heartbeat();
     set_link_status(2);
     const int socket = mavlink_context.peer_socket.load();
     fake_base::on_sleep([socket](uint64_t) {
@@ -202,10 +207,7 @@ TEST(PeerLinkBoard, CloseStopsTheHeartbeatSwitchesTheLampOffAndPausesFirst) {
 
 TEST(PeerLinkBoard, APeerThatIsHeardHasItsHeartbeatAgainAfterAFailedSend) {
   in_fresh_process([] {
-    open_for_test();
-    ASSERT_EQ(mavlink_timer_create(&mavlink_context.peer_heartbeat_timer, peer_heartbeat_tick), 0);
-    mavlink_timer_set(&mavlink_context.peer_heartbeat_timer, 1000);
-    link_indicator_set(1);
+    open_with_heartbeat();
     // Port 0 is nobody's.
     mavlink_context.peer_address.sin_port = 0;
     const MavlinkMessage message{};
