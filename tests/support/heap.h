@@ -4,6 +4,7 @@
 #include <malloc.h>
 
 #include <cstddef>
+#include <functional>
 
 namespace support {
 
@@ -12,6 +13,14 @@ namespace support {
 inline size_t heap_in_use() {
   const struct mallinfo2 now = mallinfo2();
   return now.uordblks + now.hblkhd;
+}
+
+// What `call` leaves in use when small blocks are at hand already.
+inline size_t heap_kept_by(const std::function<void()>& call) {
+  call();
+  const size_t before = heap_in_use();
+  call();
+  return heap_in_use() - before;
 }
 
 }  // namespace support

@@ -151,6 +151,7 @@ class Copy(unittest.TestCase):
         """The verdict, with stand-ins for compiler and suites; the tree and the copy are as before."""
         seen = []
         suite = types.SimpleNamespace(name="a_test", usual=1, noticed=0)
+        self.tree.objects = {"src/f.cpp": {"f.o"}}
         self.tree.suites_of = lambda _: ([suite], [], [suite])
         self.tree.compiles = lambda _: seen.append(self.copied.read_text()) or compiles
         self.tree.run = run
@@ -166,6 +167,10 @@ class Copy(unittest.TestCase):
         self.assertEqual(self.judged(False, None)[0], "unbuilt")
         self.assertEqual(self.judged(True, lambda _: None)[0], "SURVIVED")
         self.assertEqual(self.judged(True, lambda s: (s[0], "Case")), ("noticed", "  by a_test Case"))
+
+    def test_what_is_not_in_the_build_is_not_counted(self):
+        mutant = making.mutants_of("src/f.cpp", FIXTURE)[3][0]
+        self.assertEqual(mutants.judge(self.tree, mutant, units=True)[0], "unbuilt")
 
     def test_an_interrupt_puts_the_line_back(self):
         def interrupt(_):

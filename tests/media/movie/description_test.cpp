@@ -4,6 +4,7 @@
 
 #include "media/movie/atoms.h"
 #include "media/movie/mov_boxes.h"
+#include "support/heap.h"
 
 namespace media {
 namespace {
@@ -130,6 +131,16 @@ TEST(MovDescription, ALengthBeyondTheAtomGivesNoSet) {
 }
 
 TEST(MovDescription, FreesNothing) { mov_description_free(nullptr); }
+
+TEST(MovDescription, FreesItsSets) {
+  const Bytes bytes = avc_description(Bytes(5000, 1), Bytes(3000, 2));
+  EXPECT_EQ(support::heap_kept_by([&bytes] {
+              const Owner parsed = parse(bytes);
+              EXPECT_EQ(parsed->avc->sps_length, 5000);
+              EXPECT_EQ(parsed->avc->pps_length, 3000);
+            }),
+            0U);
+}
 
 }  // namespace
 }  // namespace media

@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 
+#include "media/movie/av_owners.h"
 #include "media/movie/mov_boxes.h"
 #include "support/allocation_fault.h"
+#include "support/heap.h"
 #include "support/loopback.h"
 #include "support/recordings.h"
 
@@ -100,6 +102,18 @@ TEST_F(VideoDuration, AListOfOtherPlacesIsNotFollowed) {
   EXPECT_EQ(poll(&called, 1, 0), 0);
   // A name is a file's name, whatever it looks like.
   EXPECT_EQ(media_video_duration((address + "/a.MP4").c_str(), text, sizeof(text)), -ENOENT);
+}
+
+// But for what the C library keeps at hand of small blocks.
+TEST(AvOwners, AReaderTakesItsBufferAlong) {
+  EXPECT_LT(support::heap_kept_by([] {
+              constexpr int kBuffer = 20000;
+              const OwnedReader reader(
+                  avio_alloc_context(static_cast<unsigned char*>(av_malloc(kBuffer)), kBuffer, 0,
+                                     nullptr, nullptr, nullptr, nullptr));
+              EXPECT_NE(reader, nullptr);
+            }),
+            5000U);
 }
 
 }  // namespace
