@@ -51,6 +51,7 @@ class Trouble {
   void setting();
   void timelapse();
   void recording();
+  void photo();
   void clock();
   void small_message();
   void media_message();

@@ -27,6 +27,21 @@ void Trouble::digicam() {
               .param7 = static_cast<float>(what)});
 }
 
+// Asked for a few times, since the camera may not be ready; sometimes under a new name.
+void Trouble::photo() {
+  const bool named = one_in(3);
+  note(named ? "photo with a new name" : "photo");
+  for (int tries = between(1, 5); tries > 0; tries--) {
+    if (named) {
+      ask_camera(
+          {.command = 203, .param5 = 1, .param6 = static_cast<float>(salt_ % 90), .param7 = 1});
+    } else {
+      ask_camera({.command = 2, .param1 = 1});
+    }
+    let_pass(milliseconds(between(50, 250)));
+  }
+}
+
 // Values that the fields of the status record hold.
 void Trouble::setting() {
   struct Range {
@@ -61,8 +76,12 @@ void Trouble::timelapse() {
 void Trouble::recording() {
   const int ms = between(200, 2500);
   note("recording of " + std::to_string(ms) + " ms");
-  ask_camera({.command = 2, .param1 = 2});
-  let_pass(milliseconds(250));
+  const auto in_video_mode = [](const Frame& f) { return (f.u8(2) & 15) == 1; };
+  for (int tries = 0; tries < 4; tries++) {
+    ask_camera({.command = 2, .param1 = 2});
+    const size_t mark = board_.peer().mark();
+    if (board_.peer().wait_for_status(in_video_mode, milliseconds(400), mark)) break;
+  }
   ask_camera({.command = 2, .param1 = 3});
   let_pass(milliseconds(ms));
   if (!one_in(3)) ask_camera({.command = 2, .param1 = 4});
