@@ -96,6 +96,7 @@ _Unwind_Reason_Code note_frame(_Unwind_Context* context, void* argument) {
   auto& text = *static_cast<Text*>(argument);
   const uintptr_t address = _Unwind_GetIP(context);
   Dl_info module{};
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): the unwinder has addresses as numbers
   if (dladdr(reinterpret_cast<void*>(address), &module) == 0) return _URC_NO_REASON;
   const char* slash = std::strrchr(module.dli_fname, '/');
   const char* name = slash == nullptr ? module.dli_fname : slash + 1;

@@ -28,7 +28,7 @@ bool has_policy(Rig& rig, const std::string& policy) {
 
 AppClient connect(Rig& rig) {
   AppClient application(AppClient::Until::kServedIfPossible, 0,
-                        rig.struck() ? seconds(1) : seconds(5));
+                        rig.struck() ? seconds(1) : seconds(20));
   rig.note(application.connected() ? "the application is served" : "nobody serves the application");
   return application;
 }

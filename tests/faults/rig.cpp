@@ -174,7 +174,7 @@ bool Rig::hears_report(float code, size_t mark) {
 
 std::string Rig::last_events() const {
   constexpr size_t kMost = 3000;
-  const std::string all = board_->events();
+  std::string all = board_->events();
   if (all.size() <= kMost) return all;
   return all.substr(all.find('\n', all.size() - kMost) + 1);
 }
