@@ -1,4 +1,4 @@
-// The photo road: every third call fails, and every fourth that has to do with files ends the
+// The photo road: every fifth call fails, and every sixth that has to do with files ends the
 // process. tools/faults plays all of them, and this program with its words.
 #include "faults/play_all.h"
 
@@ -9,7 +9,7 @@ int main(int count, char** words) {
         "--kind", "read",    "--kind", "write",     "--kind",          "flush",  "--kind",
         "rename", "--kind",  "unlink", "--kind",    "sendto",          "--kind", "send",
         "--kind", "recv"},
-       {"photo", "--every", "40", "--no-kill", "--promises-once", "--kind", "malloc"},
-       {"photo", "--every", "4", "--kill", "--promises-once", "--kind", "open", "--kind", "write",
+       {"photo", "--every", "60", "--no-kill", "--promises-once", "--kind", "malloc"},
+       {"photo", "--every", "6", "--kill", "--promises-once", "--kind", "open", "--kind", "write",
         "--kind", "flush", "--kind", "rename", "--kind", "unlink"}});
 }
