@@ -1,8 +1,10 @@
 #include "base/timer.h"
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <atomic>
+#include <csignal>
 
 #include "base/clock.h"
 
@@ -55,5 +57,43 @@ TEST(Timer, WholeSecondsAndMillisecondsAreSplit) {
 }
 #endif
 #endif
+
+TEST(SignalTimer, SendsItsSignalOnceWhenItsTimeIsOver) {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGUSR2);
+  ASSERT_EQ(pthread_sigmask(SIG_BLOCK, &signals, nullptr), 0);
+  timer_t timer{};
+  ASSERT_EQ(base::create_signal_timer(&timer, SIGUSR2), 0);
+
+  const uint64_t begin = base::monotonic_us();
+  ASSERT_EQ(base::arm_timer_once_us(timer, 20000), 0);
+  const timespec limit{20, 0};
+  EXPECT_EQ(sigtimedwait(&signals, nullptr, &limit), SIGUSR2);
+  EXPECT_GE(base::monotonic_us() - begin, 19000U);  // two clocks
+  itimerspec armed{};
+  ASSERT_EQ(timer_gettime(timer, &armed), 0);
+  EXPECT_EQ(armed.it_value.tv_sec + armed.it_value.tv_nsec, 0);
+
+  const uint64_t again = base::monotonic_us();
+  ASSERT_EQ(base::arm_timer_once_us(timer, 100750000), 0);
+  ASSERT_EQ(timer_gettime(timer, &armed), 0);
+  const auto left =
+      static_cast<uint64_t>(armed.it_value.tv_sec * 1000000 + armed.it_value.tv_nsec / 1000);
+  EXPECT_LE(left, 100750000U);
+  EXPECT_GE(left + (base::monotonic_us() - again), 100740000U);  // two clocks
+  EXPECT_EQ(armed.it_interval.tv_sec + armed.it_interval.tv_nsec, 0);
+  ASSERT_EQ(base::arm_timer_once_us(timer, 0), 0);
+  ASSERT_EQ(timer_gettime(timer, &armed), 0);
+  EXPECT_EQ(armed.it_value.tv_sec + armed.it_value.tv_nsec, 0);
+
+  base::delete_signal_timer(timer);
+  EXPECT_EQ(timer_gettime(timer, &armed), -1);
+}
+
+TEST(SignalTimer, ThatCannotBeMadeIsAnError) {
+  timer_t timer{};
+  EXPECT_EQ(base::create_signal_timer(&timer, -1), -1);
+}
 
 }  // namespace
