@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -64,6 +65,16 @@ TEST(ShellWithoutAPipe, IsComplainedOfAndWaitedForAllTheSame) {
   }
   EXPECT_GE(base::monotonic_us() - begin, 10000U);
   EXPECT_EQ(::testing::internal::GetCapturedStderr(), "poen failed!: Too many open files\n");
+}
+
+TEST(RunShell, TheCommandHasNoSignalBlocked) {
+  sigset_t signals;
+  sigset_t before;
+  sigfillset(&signals);
+  ASSERT_EQ(pthread_sigmask(SIG_BLOCK, &signals, &before), 0);
+  const int status = base::run_shell("grep -q 'SigBlk:.0000000000000000' /proc/self/status");
+  ASSERT_EQ(pthread_sigmask(SIG_SETMASK, &before, nullptr), 0);
+  EXPECT_EQ(status, 0);
 }
 
 TEST(RunShell, ACommandThatIsTooLongIsNotStarted) {

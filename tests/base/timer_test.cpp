@@ -13,7 +13,8 @@ namespace {
 std::atomic<int> expiries;
 std::atomic<uint64_t> first_expiry_us;
 
-void count(union sigval /*value*/) {
+void count(union sigval value) {
+  EXPECT_EQ(value.sival_int, 0);
   if (expiries++ == 0) first_expiry_us = base::monotonic_us();
 }
 

@@ -283,6 +283,8 @@ TEST_F(CamCommandsDisconnected, EveryCommandTellsThatThereIsNoConnection) {
   EXPECT_EQ(cam_set_low_light(1), -2);
   EXPECT_EQ(cam_set_raw_mode(0), -2);
   EXPECT_EQ(cam_query_max_agc(), -2);
+  EXPECT_EQ(cam_apply_ae_mode(0), -2);
+  EXPECT_EQ(cam_apply_ae_mode(1), -2);
 }
 
 TEST_F(CamCommandsDisconnected, TheRequestedValueIsStoredNevertheless) {

@@ -170,6 +170,25 @@ TEST(BstTraverser, GoesOnAfterARebalance) {
   EXPECT_EQ(bst_t_prev(&down), nullptr);
 }
 
+TEST(BstTraverser, LooksForItsPathOnceAfterAChange) {
+  int compared = 0;
+  const IntTree tree(
+      [](const void* a, const void* b, void* param) {
+        ++*static_cast<int*>(param);
+        return compare_numbers(a, b, nullptr);
+      },
+      &compared);
+  for (const int number : {4, 2, 6, 1, 3, 5, 7}) (void)bst_probe(tree.get(), item(number));
+  BstTraverser walk;
+  EXPECT_EQ(number_of(bst_t_first(&walk, tree.get())), 1);
+  (void)bst_delete(tree.get(), item(7));
+  compared = 0;
+  EXPECT_EQ(number_of(bst_t_next(&walk)), 2);
+  EXPECT_EQ(compared, 2);
+  EXPECT_EQ(number_of(bst_t_next(&walk)), 3);
+  EXPECT_EQ(compared, 2);
+}
+
 TEST(BstTraverser, GoesOnAfterADeletionThatMovesItsNode) {
   // 60 is the next greater of 50 and takes its place.
   const IntTree tree{50, 20, 70, 60, 90};

@@ -204,7 +204,11 @@ int arm_timer_once_us(timer_t, uint64_t us) {
   return 0;
 }
 
-void delete_signal_timer(timer_t) {}
+void delete_signal_timer(timer_t) {
+  const std::lock_guard lock(fake_base::mutex);
+  state.alarm_at_us = 0;
+  state.events.emplace_back("no alarm");
+}
 
 int run_shell(const char* command) {
   fake_base::record_command("run", command);

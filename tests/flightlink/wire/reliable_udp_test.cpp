@@ -73,7 +73,9 @@ TEST(ReliableInit, AThreadThatCannotBeStartedGivesMinusOneAndDeinitStaysSafe) {
     reliable_udp_block_alarm();
     EXPECT_EQ(reliable_udp_init(), -1);
     reliable_udp_deinit();
+    EXPECT_EQ(fake_base::events().back(), "no alarm");  // its timer is deleted, once
     reliable_udp_deinit();
+    EXPECT_EQ(fake_base::events().size(), 1U);
   });
 }
 
