@@ -162,7 +162,7 @@ std::string stays_small(Board& board, int64_t memory_limit) {
         return why.empty();
       },
       seconds(40));
-  if (why.empty() && memory_limit > 0 && now->anonymous_kb > memory_limit) {
+  if (why.empty() && now && memory_limit > 0 && now->anonymous_kb > memory_limit) {
     why = std::to_string(now->anonymous_kb) + " KB of memory, at most " +
           std::to_string(memory_limit);
   }

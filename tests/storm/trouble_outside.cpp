@@ -149,7 +149,7 @@ void Trouble::service_gone() {
     default:
       board_.kill_service();
       let_pass(milliseconds(between(0, 800)));
-      read_only_ ? note("the service stays away") : board_.start_service();
+      if (!read_only_) board_.start_service();  // it could not prepare its card
   }
 }
 
