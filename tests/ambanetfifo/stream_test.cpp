@@ -144,9 +144,18 @@ TEST(Stream, LoopsForEver) {
   FifoReader reader("rate 600\n");
   ASSERT_TRUE(reader.open());
   const std::vector<uint8_t> first = reader.next(true).bytes;
-  const Seen again = reader.next(true, 360);  // the file has 360 pictures
-  EXPECT_EQ(again.entry.type, 1);
-  EXPECT_TRUE(again.bytes == first);
+  size_t looked_at = reader.seen.size();
+  // The file has 360 pictures, the first of them once. A reader that is held up for long misses some.
+  EXPECT_TRUE(reader.pump(
+      [&] {
+        for (; looked_at < reader.seen.size(); looked_at++) {
+          const Seen& one = reader.seen[looked_at];
+          if (one.video && one.bytes == first) return one.entry.type == 1;
+        }
+        return false;
+      },
+      60000));
+  EXPECT_GT(reader.of(true).size(), 30U);
 }
 
 TEST(Stream, UnreadEntriesStayAsTheyAreAndTheRestBeginsWithAKeyPicture) {

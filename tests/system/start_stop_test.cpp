@@ -20,11 +20,29 @@ namespace {
 
 using namespace support;  // NOLINT: this is what the file is about
 
+// Whether the program has a handler of its own for the signal.
+bool catches(RunningMaintask& maintask, int number) {
+  std::istringstream status(
+      read_file("/proc/" + std::to_string(maintask.process().pid()) + "/status"));
+  for (std::string word; status >> word;) {
+    if (word != "SigCgt:") continue;
+    uint64_t caught = 0;
+    status >> std::hex >> caught;
+    return (caught >> (number - 1) & 1) != 0;
+  }
+  return false;
+}
+
 // The indicator thread is started behind everything that an exit signal has to do with, and its
-// first write of GPIO line 9 shows that it runs.
+// first write of GPIO line 9 shows that it runs. A line of the program before this one may come late.
 bool wait_until_started(RunningMaintask& maintask) {
   std::filesystem::remove("/tmp/gpio.log");
-  return poll_until([&] { return !gpio_values("9").empty() || !maintask.runs(); }, seconds(15)) &&
+  return poll_until(
+             [&] {
+               return !maintask.runs() || (catches(maintask, SIGTERM) &&
+                                           catches(maintask, SIGSEGV) && !gpio_values("9").empty());
+             },
+             seconds(15)) &&
          maintask.runs();
 }
 
