@@ -92,7 +92,11 @@ const std::string& Settings::get(std::string_view type) const { return values_.f
 bool Settings::set(std::string_view type, std::string_view value) {
   if (!takes(type, value)) return false;
   if (type == "default_setting") {
-    if (value == "on") reset();
+    if (value != "on") return true;
+    // The time of day is no preference.
+    const std::string clock = get("camera_clock");
+    reset();
+    values_.find("camera_clock")->second = clock;
     return true;
   }
   values_.find(type)->second = value;

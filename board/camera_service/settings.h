@@ -21,7 +21,7 @@ class Settings {
   // The value of a known type.
   [[nodiscard]] const std::string& get(std::string_view type) const;
   // False, and nothing changes, when the type is unknown or does not take the value. Setting
-  // default_setting to "on" resets everything.
+  // default_setting to "on" resets everything but the clock.
   [[nodiscard]] bool set(std::string_view type, std::string_view value);
   [[nodiscard]] const std::map<std::string, std::string, std::less<>>& all() const {
     return values_;

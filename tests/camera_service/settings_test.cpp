@@ -53,5 +53,14 @@ TEST(Settings, DefaultSettingOnResetsEverything) {
   EXPECT_EQ(settings.get("sharpness"), "3");
 }
 
+TEST(Settings, DefaultsLeaveTheClockAlone) {
+  Settings settings;
+  ASSERT_TRUE(settings.set("camera_clock", "2020-01-01 12:00:00"));
+  ASSERT_TRUE(settings.set("contrast", "7"));
+  ASSERT_TRUE(settings.set("default_setting", "on"));
+  EXPECT_EQ(settings.get("camera_clock"), "2020-01-01 12:00:00");
+  EXPECT_EQ(settings.get("contrast"), "60");
+}
+
 }  // namespace
 }  // namespace camera_service
