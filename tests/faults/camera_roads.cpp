@@ -49,6 +49,8 @@ std::string photos_are_whole(Rig&) {
     // The service's and the program's names while they write.
     if (name == kKeptPhoto || name.starts_with(".") || name.ends_with("AA.JPG")) continue;
     const CommandResult judged = run_command({"jpeginfo", "-c", kPictures + name});
+    // One that is being tagged gets its new name meanwhile.
+    if (!file_exists(kPictures + name)) continue;
     if (judged.status != 0 || judged.output.find("OK") == std::string::npos) {
       return "not a whole photo: " + judged.output;
     }
