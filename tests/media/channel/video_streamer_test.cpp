@@ -7,15 +7,7 @@
 namespace media {
 namespace {
 
-using media_test::atom;
-using media_test::be32;
-using media_test::Bytes;
-using media_test::Form;
-using media_test::index_of;
-using media_test::kPps;
-using media_test::kSps;
-using media_test::make_item;
-using media_test::recording;
+using namespace media_test;  // NOLINT: this is what the file is about
 using Words = std::vector<std::string>;
 
 class VideoStreamer : public fake_base::FakeBaseTest {
