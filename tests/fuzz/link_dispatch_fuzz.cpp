@@ -92,6 +92,7 @@ void make_small(MavlinkMessage* announcement) {
       !(size > static_cast<float>(kLargestImage) && size <= static_cast<float>(kFirmwareMaxSize)))
     return;
   base::store_f32le(announcement->payload, std::fmod(size, static_cast<float>(kLargestImage)));
+  fuzz::seal(*announcement);
 }
 
 void take_message(bool of_peer) {
