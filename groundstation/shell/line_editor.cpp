@@ -31,6 +31,13 @@ void line_done(char* text) {
   std::free(text);
 }
 
+// Ctrl-D that was typed while the terminal read whole lines, as it does while a command runs, comes
+// as a zero byte.
+int early_end(int, int) {
+  if (rl_end == 0) rl_stuff_char(CTRL('D'));
+  return 0;
+}
+
 char* copy_of(const std::string& text) {
   return ::strdup(text.c_str());  // readline frees it
 }
@@ -64,6 +71,7 @@ LineEditor::LineEditor(const char* prompt, Complete complete) {
   rl_completer_word_break_characters = breaks;
   rl_attempted_completion_function = complete_word;
   rl_callback_handler_install(prompt, line_done);
+  rl_bind_key('\0', early_end);
 }
 
 LineEditor::~LineEditor() {

@@ -71,5 +71,13 @@ TEST(ShellProgram, EndOfInputEndsItOnATerminal) {
   EXPECT_THAT(result.out, HasSubstr("camera> "));
 }
 
+// The end comes while the photo is on its way, and nobody but the terminal reads.
+TEST(ShellProgram, EndOfInputDuringACommandEndsItBehindTheCommand) {
+  FakeCamera camera({.lose_commands = 1});
+  const ProgramResult result = run_on_terminal(camera, "photo\n");
+  EXPECT_EQ(result.exit_code, 0) << result.out;
+  EXPECT_THAT(result.out, HasSubstr("photo taken"));
+}
+
 }  // namespace
 }  // namespace groundstation_test
