@@ -19,8 +19,8 @@ add_compile_options("$<$<CONFIG:Release>:-U_FORTIFY_SOURCE>" "$<$<CONFIG:Release
 add_link_options(-Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,--as-needed)
 
 # house_unity(target [file...]): compiles the target's files in bundles, but for the named ones. For targets
-# whose time goes into the templates of large headers: it halves that of the ground station's commands and of
-# the camera service. Off for clang-tidy on single files (./lint).
+# whose time goes into the templates of large headers: it halves that of the ground station's commands, of
+# the camera service and of the tests. Off for clang-tidy on single files (./lint).
 option(HOUSE_UNITY "Bundle files where that saves time" ON)
 function(house_unity TARGET)
   if(HOUSE_UNITY)

@@ -11,6 +11,7 @@ function(house_test)
   set_target_properties(${T_NAME} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
   target_link_libraries(${T_NAME} PRIVATE ${T_LIBS} GTest::gmock GTest::gtest_main)
   target_include_directories(${T_NAME} PRIVATE ${CMAKE_SOURCE_DIR}/tests)
+  house_unity(${T_NAME})
   target_precompile_headers(${T_NAME} REUSE_FROM test_headers)
   target_compile_definitions(${T_NAME} PRIVATE
     BIN_DIR="${CMAKE_BINARY_DIR}/bin" LIB_DIR="${CMAKE_BINARY_DIR}/lib"

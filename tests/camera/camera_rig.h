@@ -21,6 +21,8 @@ using Timeline = std::vector<std::string>;
 
 // The text that sets a value at the service, with the token of the tests.
 [[nodiscard]] std::string set_text(const std::string& param, const std::string& type);
+inline const std::string kStopPreview = R"({"msg_id":260,"token":77})";
+inline const std::string kSdQuery = R"({"msg_id":4097,"token":77})";
 // Answers that say no: with another result, without one, and with one that is no number.
 [[nodiscard]] std::vector<std::string> failed_replies(int msg_id);
 

@@ -26,7 +26,7 @@ class GetReply : public CameraTest {
   }
 };
 
-struct Row {
+struct Reply {
   const char* type;
   const char* param;
   Setting setting;
@@ -34,10 +34,10 @@ struct Row {
   bool confirmed_only = false;
 };
 
-class GetReplyOf : public GetReply, public ::testing::WithParamInterface<Row> {};
+class GetReplyOf : public GetReply, public ::testing::WithParamInterface<Reply> {};
 
 TEST_P(GetReplyOf, IsTakenOver) {
-  const Row& row = GetParam();
+  const Reply& row = GetParam();
   settle(row.setting, kBefore);
   answer(row.type, row.param);
   EXPECT_EQ(confirmed(row.setting), row.value);
@@ -47,7 +47,7 @@ TEST_P(GetReplyOf, IsTakenOver) {
 }
 
 TEST_P(GetReplyOf, IsNotTakenOverWithoutSuccessAndText) {
-  const Row& row = GetParam();
+  const Reply& row = GetParam();
   settle(row.setting, kBefore);
   const std::string type = R"(,"type":")" + std::string(row.type) + "\"";
   const std::string param = R"(,"param":")" + std::string(row.param) + "\"";
@@ -66,21 +66,22 @@ TEST_P(GetReplyOf, IsNotTakenOverWithoutSuccessAndText) {
 
 INSTANTIATE_TEST_SUITE_P(
     All, GetReplyOf,
-    Values(Row{"video_resolution", "1280x720 200P 16:9", kResolution, 9},
-           Row{"video_resolution", "640x480 30P 4:3", kResolution, 0},
-           Row{"fix_iso_value", "800", kIso, 800, true},
-           Row{"fix_iso_value", "Auto", kIso, 0, true},
-           Row{"fix_exposure", "4999", kExposure, 4999, true},
-           Row{"fix_exposure", "0", kExposure, 0, true},
-           Row{"time_lapse_interval", "OFF", kTimelapseTime, 0},
-           Row{"time_lapse_interval", "5", kTimelapseTime, 5},
-           Row{"shutter_time", "1/12.5", kShutter, 2}, Row{"shutter_time", "1/7", kShutter, 31},
-           Row{"shutter_time", "1/8000", kShutter, 30}, Row{"low_light_mode", "ON", kLowLight, 1},
-           Row{"low_light_mode", "OFF", kLowLight, 0}, Row{"Max_Agc", "36", kMaxAgc, 36},
-           Row{"Max_Agc", "99999999999999999999", kMaxAgc, 2147483647},
-           Row{"raw_mode", "ON", kRawMode, 1}, Row{"raw_mode", "OFF", kRawMode, 0},
-           Row{"sec_stream_stamp", "ON", kStampOff, 0},
-           Row{"sec_stream_stamp", "OFF", kStampOff, 1}),
+    Values(Reply{"video_resolution", "1280x720 200P 16:9", kResolution, 9},
+           Reply{"video_resolution", "640x480 30P 4:3", kResolution, 0},
+           Reply{"fix_iso_value", "800", kIso, 800, true},
+           Reply{"fix_iso_value", "Auto", kIso, 0, true},
+           Reply{"fix_exposure", "4999", kExposure, 4999, true},
+           Reply{"fix_exposure", "0", kExposure, 0, true},
+           Reply{"time_lapse_interval", "OFF", kTimelapseTime, 0},
+           Reply{"time_lapse_interval", "5", kTimelapseTime, 5},
+           Reply{"shutter_time", "1/12.5", kShutter, 2}, Reply{"shutter_time", "1/7", kShutter, 31},
+           Reply{"shutter_time", "1/8000", kShutter, 30},
+           Reply{"low_light_mode", "ON", kLowLight, 1},
+           Reply{"low_light_mode", "OFF", kLowLight, 0}, Reply{"Max_Agc", "36", kMaxAgc, 36},
+           Reply{"Max_Agc", "99999999999999999999", kMaxAgc, 2147483647},
+           Reply{"raw_mode", "ON", kRawMode, 1}, Reply{"raw_mode", "OFF", kRawMode, 0},
+           Reply{"sec_stream_stamp", "ON", kStampOff, 0},
+           Reply{"sec_stream_stamp", "OFF", kStampOff, 1}),
     [](const auto& row) { return std::string(row.param.type) + std::to_string(row.index); });
 
 TEST_F(GetReply, WhileTheExposureIsManualAutoIsTheLowestValue) {

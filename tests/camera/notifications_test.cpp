@@ -11,8 +11,6 @@ namespace {
 using namespace camera;  // NOLINT
 using ::testing::Values;
 
-const std::string kSdQuery = R"({"msg_id":4097,"token":77})";
-
 class Notification : public CameraTest {
  protected:
   static void notify(int id) { say(R"({"notify_id":)" + std::to_string(id) + "}"); }

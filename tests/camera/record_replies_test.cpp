@@ -12,8 +12,6 @@ namespace {
 using namespace camera;  // NOLINT
 using ::testing::Values;
 
-const std::string kSdQuery = R"({"msg_id":4097,"token":77})";
-
 class SessionReply : public CameraTest {};
 
 TEST_F(SessionReply, ATokenStartsTheSession) {

@@ -14,8 +14,6 @@ namespace {
 
 using namespace camera;  // NOLINT
 
-const std::string kStopPreview = R"({"msg_id":260,"token":77})";
-
 class RefusedSetting : public CameraTest {
  protected:
   RefusedSetting() {

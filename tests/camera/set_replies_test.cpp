@@ -13,13 +13,13 @@ namespace {
 using namespace camera;  // NOLINT
 using ::testing::Values;
 
-constexpr uint32_t kOp = 25;  // some setting's answer is awaited
+constexpr uint32_t kAwaited = 25;  // some setting's answer is awaited
 
 class SetReply : public CameraTest {
  protected:
   SetReply() { await(); }
   void await() {
-    cam_set_op_state(kOp);
+    cam_set_op_state(kAwaited);
     (void)timeline();
   }
   static void confirm_type(const std::string& type) {
@@ -159,12 +159,12 @@ TEST_F(SetReply, AVideoQualityIsAcknowledgedEmpty) {
   request(kVideoQuality, 2);
   confirm_type("video_quality");
   EXPECT_EQ(timeline(), Timeline{camera_ack("00", "00", "00")});
-  EXPECT_EQ(cam_get_op_state(), kOp);
+  EXPECT_EQ(cam_get_op_state(), kAwaited);
 }
 
 TEST_F(SetReply, AnAutomaticExposureAsksForNothing) {
   confirm(kAeMode, 1);
-  expect_confirmed(kAeMode, 0, "set_manual_ae_mode", {camera_ack("08", "00", "00")}, kOp);
+  expect_confirmed(kAeMode, 0, "set_manual_ae_mode", {camera_ack("08", "00", "00")}, kAwaited);
 }
 
 TEST_F(SetReply, AManualExposureAsksForIsoAndExposure) {
@@ -200,7 +200,7 @@ TEST_F(SetReply, ADefaultResetRemovesTheSettingsFile) {
   confirm_type("default_setting");
   EXPECT_EQ(timeline(), (Timeline{"run rm /pref/cam.conf", camera_ack("09", "00", "00")}));
   EXPECT_EQ(unanswered(kDefaultSetting), 0);
-  EXPECT_EQ(cam_get_op_state(), kOp);
+  EXPECT_EQ(cam_get_op_state(), kAwaited);
 }
 
 void store_timelapse(int32_t stop_sent, int32_t state) {
@@ -230,7 +230,7 @@ TEST_F(SetReply, AnIntervalOf0EndsTheTimelapse) {
 }
 
 TEST_F(SetReply, ATimelapseTimeIsConfirmed) {
-  expect_confirmed(kTimelapseTime, 9, "time_lapse_time", {camera_ack("00", "00", "00")}, kOp);
+  expect_confirmed(kTimelapseTime, 9, "time_lapse_time", {camera_ack("00", "00", "00")}, kAwaited);
 }
 
 TEST_F(SetReply, LowLightAsksForTheGainBeforeItsAcknowledgement) {

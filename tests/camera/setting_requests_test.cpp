@@ -14,12 +14,6 @@ namespace {
 
 using namespace camera;  // NOLINT
 
-const std::string kStopPreview = R"({"msg_id":260,"token":77})";
-
-std::string set_text(const std::string& param, const std::string& type) {
-  return R"({"msg_id":2,"token":77,"param":")" + param + R"(","type":")" + type + "\"}";
-}
-
 class ResolutionRequest : public CameraTest {
  protected:
   ResolutionRequest() {

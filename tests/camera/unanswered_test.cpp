@@ -14,7 +14,6 @@ using namespace camera;  // NOLINT
 
 constexpr const char* kUntypedRefusal = R"({"rval":-1,"msg_id":2})";
 constexpr const char* kStopped = R"({"rval":0,"msg_id":260})";
-const std::string kStopPreview = R"({"msg_id":260,"token":77})";
 const std::string kResetPreview = R"({"msg_id":259,"param":"none_force","token":77})";
 const std::string kAsk = R"({"msg_id":2,"token":77,"param":")";
 const std::string kVivid = kAsk + R"(VIVID","type":"color_style"})";

@@ -36,13 +36,13 @@ class Watch : public CameraTest {
   static void expect_nothing_overdue() { EXPECT_THAT(overdue_in(1000 * kSecond), IsNull()); }
 };
 
-struct Row {
+struct Question {
   const char* name;
   void (*ask)();
   const char* answer;  // one that is no success, but for the session, which needs one
 };
 
-class WatchRow : public Watch, public ::testing::WithParamInterface<Row> {};
+class WatchRow : public Watch, public ::testing::WithParamInterface<Question> {};
 
 TEST_P(WatchRow, IsOverdueAfterAMinute) {
   expect_nothing_overdue();
@@ -68,41 +68,42 @@ TEST_P(WatchRow, EndsWithTheConnection) {
 
 INSTANTIATE_TEST_SUITE_P(
     All, WatchRow,
-    Values(Row{"photo",
-               [] {
-                 supervisor::set_photo_pending(1);
-                 cam_take_photo();
-               },
-               R"({"rval":-1,"msg_id":769})"},
-           Row{"recording", [] { cam_start_record(); }, R"({"rval":-1,"msg_id":513})"},
-           Row{"mode switch",
-               [] {
-                 supervisor::set_mode_switch_pending(1);
-                 cam_switch_mode(0);
-               },
-               R"({"rval":-1,"msg_id":772})"},
-           Row{"setting",
-               [] {
-                 supervisor::set_setting_pending(1);
-                 cam_format_sd();
-               },
-               R"({"rval":-1,"msg_id":4})"},
-           Row{"setting", [] { cam_request_resolution(9); }, R"({"rval":-1,"msg_id":260})"},
-           Row{"SD query",
-               [] {
-                 supervisor::set_sd_query_pending(1);
-                 cam_query_sd();
-               },
-               R"({"rval":-3,"msg_id":4097})"},
-           Row{"resolution", [] { cam_set_resolution(9); }, R"({"rval":-1,"msg_id":2})"},
-           Row{"default settings", [] { cam_request_default_setting(); },
-               R"({"rval":-1,"msg_id":260})"},
-           Row{"operation", [] { cam_set_contrast(50); }, R"({"rval":-1,"msg_id":2})"},
-           Row{"operation", [] { cam_query_iso(); },
-               R"({"rval":-1,"msg_id":1,"type":"fix_iso_value"})"},
-           Row{"session", [] { base::set_waiting(cam_json_context.SessionRequest, kMsgSession); },
+    Values(Question{"photo",
+                    [] {
+                      supervisor::set_photo_pending(1);
+                      cam_take_photo();
+                    },
+                    R"({"rval":-1,"msg_id":769})"},
+           Question{"recording", [] { cam_start_record(); }, R"({"rval":-1,"msg_id":513})"},
+           Question{"mode switch",
+                    [] {
+                      supervisor::set_mode_switch_pending(1);
+                      cam_switch_mode(0);
+                    },
+                    R"({"rval":-1,"msg_id":772})"},
+           Question{"setting",
+                    [] {
+                      supervisor::set_setting_pending(1);
+                      cam_format_sd();
+                    },
+                    R"({"rval":-1,"msg_id":4})"},
+           Question{"setting", [] { cam_request_resolution(9); }, R"({"rval":-1,"msg_id":260})"},
+           Question{"SD query",
+                    [] {
+                      supervisor::set_sd_query_pending(1);
+                      cam_query_sd();
+                    },
+                    R"({"rval":-3,"msg_id":4097})"},
+           Question{"resolution", [] { cam_set_resolution(9); }, R"({"rval":-1,"msg_id":2})"},
+           Question{"default settings", [] { cam_request_default_setting(); },
+                    R"({"rval":-1,"msg_id":260})"},
+           Question{"operation", [] { cam_set_contrast(50); }, R"({"rval":-1,"msg_id":2})"},
+           Question{"operation", [] { cam_query_iso(); },
+                    R"({"rval":-1,"msg_id":1,"type":"fix_iso_value"})"},
+           Question{
+               "session", [] { base::set_waiting(cam_json_context.SessionRequest, kMsgSession); },
                R"({"rval":0,"msg_id":257,"param":5}{"rval":-1,"msg_id":1,"type":"shutter_time"})"}),
-    [](const auto& row) { return "Row" + std::to_string(row.index); });
+    [](const auto& row) { return "Question" + std::to_string(row.index); });
 
 // Another answer has made the camera idle; the colour would refuse the next one all the same.
 TEST_F(Watch, AColourStyleIsOverdueWithoutItsOperation) {

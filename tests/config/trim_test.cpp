@@ -8,14 +8,14 @@ namespace {
 
 using namespace config;
 
-struct Row {
+struct Trimmed {
   const char* input;
   const char* left;
   const char* right;
   const char* both;
 };
 
-constexpr Row kRows[] = {
+constexpr Trimmed kRows[] = {
     {"", "", "", ""},
     {"ab", "ab", "ab", "ab"},
     {"  ab", "ab", "  ab", "ab"},
@@ -27,7 +27,7 @@ constexpr Row kRows[] = {
 };
 
 TEST(Trim, CutsTheWhiteSpaceOfItsSide) {
-  for (const Row& row : kRows) {
+  for (const Trimmed& row : kRows) {
     char out[50];
     EXPECT_EQ(l_trim(out, row.input), out);
     EXPECT_STREQ(out, row.left);

@@ -8,16 +8,11 @@
 
 #include "base/descriptor.h"
 #include "flightlink/link_suite.h"
+#include "flightlink/wire/acknowledging.h"
 #include "flightlink/wire/reliable_udp.h"
 
 namespace flightlink {
 namespace {
-
-void start() {
-  reliable_udp_block_alarm();
-  ASSERT_EQ(reliable_udp_init(), 0);
-  while (reliable_udp_context.ack_socket.load() == 0) std::this_thread::yield();
-}
 
 void send_to_port(const base::Descriptor& fd, const Bytes& bytes) {
   support::send_to(fd, bytes, support::loopback_address(8866));
@@ -40,7 +35,7 @@ uint32_t next_stamp() {
 
 TEST(AckLengths, EveryLengthIsOutlived) {
   in_fresh_process([] {
-    start();
+    start_acknowledging();
     const base::Descriptor far = support::open_socket(SOCK_DGRAM);
     // Without marks, of marks alone, and with one mark so near the end that its stamp is cut.
     for (size_t length = 0; length <= 4200; length++) {
@@ -63,7 +58,7 @@ TEST(AckLengths, EveryLengthIsOutlived) {
 
 TEST(AckLengths, TheEndOfALongDatagramIsNotSeen) {
   in_fresh_process([] {
-    start();
+    start_acknowledging();
     const base::Descriptor far = support::open_socket(SOCK_DGRAM);
     Bytes datagram(4102, 'x');
     datagram[4094] = datagram[4095] = 'F';  // within the 4096 that are taken, but without a stamp

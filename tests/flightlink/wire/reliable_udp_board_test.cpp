@@ -10,6 +10,7 @@
 
 #include "base/descriptor.h"
 #include "flightlink/link_suite.h"
+#include "flightlink/wire/acknowledging.h"
 #include "flightlink/wire/reliable_udp.h"
 
 namespace flightlink {
@@ -17,23 +18,13 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// Waits until the acknowledgement thread has its port.
-void start() {
-  reliable_udp_block_alarm();
-  ASSERT_EQ(reliable_udp_init(), 0);
-  for (int i = 0; i < 1000 && reliable_udp_context.ack_socket.load() == 0; i++) {
-    std::this_thread::sleep_for(milliseconds(5));
-  }
-  ASSERT_NE(reliable_udp_context.ack_socket.load(), 0);
-}
-
 void send_acknowledgement(const Bytes& frame) {
   support::send_to_port(Bytes{'?', 'F', 'F', frame[4], frame[5], frame[6], frame[7]}, 8866);
 }
 
 TEST(ReliableUdpBoard, AnAnsweredSendSucceeds) {
   in_fresh_process([] {
-    start();
+    start_acknowledging();
     sockaddr_in address{};
     const base::Descriptor far = support::open_loopback(&address);
     std::thread answering([&far] {
@@ -53,7 +44,7 @@ TEST(ReliableUdpBoard, AnAnsweredSendSucceeds) {
 
 TEST(ReliableUdpBoard, AnUnansweredSendTimesOut) {
   in_fresh_process([] {
-    start();
+    start_acknowledging();
     sockaddr_in address{};
     const base::Descriptor far = support::open_loopback(&address);
     reliable_udp_context.timeout_us = 50000;
@@ -71,7 +62,7 @@ TEST(ReliableUdpBoard, StoppingItEndsTheProcess) {
   const pid_t child = fork();
   ASSERT_GE(child, 0);
   if (child == 0) {
-    start();
+    start_acknowledging();
     reliable_udp_deinit();
     _exit(0);
   }
