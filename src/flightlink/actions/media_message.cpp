@@ -16,12 +16,12 @@ namespace flightlink {
 namespace {
 
 constexpr uint8_t kKindFile = 3;
-constexpr size_t kTextSize = 120;
+constexpr size_t kFieldSize = 120;
 
 // A text of the payload, cut and terminated.
-void take_text(const uint8_t* from, char (&to)[kTextSize]) {
+void take_text(const uint8_t* from, char (&to)[kFieldSize]) {
   const auto* text = reinterpret_cast<const char*>(from);
-  const size_t length = std::min(strnlen(text, kTextSize), kTextSize - 1);
+  const size_t length = std::min(strnlen(text, kFieldSize), kFieldSize - 1);
   std::memcpy(to, text, length);
   to[length] = '\0';
 }

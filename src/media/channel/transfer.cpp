@@ -24,7 +24,7 @@ namespace {
 
 constexpr int kPriority = 2;
 constexpr int kWaitMs = 2000;
-constexpr uint64_t kRetryUs = 1000;
+constexpr uint64_t kSocketRetryUs = 1000;
 
 flightlink::MavlinkParser parser;  // receiver thread only
 
@@ -120,10 +120,10 @@ int32_t transfer_socket_serve() {
 void* TransferReceiverThread(void* /*argument*/) {
   for (;;) {
     transfer_socket_close();
-    while (transfer_socket_open() != 0) base::sleep_us(kRetryUs);
+    while (transfer_socket_open() != 0) base::sleep_us(kSocketRetryUs);
     while (transfer_socket_serve() == 0) {
     }
-    base::sleep_us(kRetryUs);
+    base::sleep_us(kSocketRetryUs);
   }
   return nullptr;
 }

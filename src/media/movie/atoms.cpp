@@ -6,20 +6,19 @@
 namespace media {
 namespace {
 
-constexpr uint64_t kShortHeader = 8;
 constexpr uint64_t kLongHeader = 16;  // with a size of 64 bits
 
 // Reads the header at the start of the `left` bytes, at least 8, and sets *header to its length.
 // Returns false at a size that cannot be.
 bool read_atom(const uint8_t* at, uint64_t left, MovAtom* atom, uint64_t* header) {
   uint64_t size = mov_load_u32(at);
-  *header = kShortHeader;
+  *header = kMovShortHeader;
   if (size == 1) {
     if (left < kLongHeader) {
       std::fprintf(stderr, "not enough room for 64 bit atom size\n");
       return false;
     }
-    size = mov_load_u64(at + kShortHeader);
+    size = mov_load_u64(at + kMovShortHeader);
     *header = kLongHeader;
   }
   if (size < *header) {
@@ -39,7 +38,7 @@ bool read_atom(const uint8_t* at, uint64_t left, MovAtom* atom, uint64_t* header
 int32_t mov_walk_atoms(const uint8_t* buffer, uint64_t length, MovHandler handler,
                        MovIndex* context) {
   if (buffer == nullptr || handler == nullptr) return -1;
-  while (length >= kShortHeader) {
+  while (length >= kMovShortHeader) {
     MovAtom atom{};
     uint64_t header = 0;
     if (!read_atom(buffer, length, &atom, &header)) return -1;

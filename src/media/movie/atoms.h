@@ -8,6 +8,9 @@
 
 namespace media {
 
+// The size and the type, without a size of 64 bits behind them.
+inline constexpr uint64_t kMovShortHeader = 8;
+
 [[nodiscard]] inline uint32_t mov_load_u32(const uint8_t* from) {
   uint32_t value = 0;
   for (int i = 0; i < 4; i++) value = (value << 8) | from[i];

@@ -13,7 +13,6 @@
 namespace media {
 namespace {
 
-constexpr uint64_t kShortHeader = 8;
 constexpr uint64_t kSmallestMoov = 16;
 
 // Places in the scan that the error line names.
@@ -139,7 +138,7 @@ int32_t take_atom(const Scan& scan) {
 
 // Reads the header of the next atom: 1; 0 at the end of the file; -1 at an error.
 int32_t next_atom(Scan* scan) {
-  uint8_t bytes[kShortHeader];
+  uint8_t bytes[kMovShortHeader];
   scan->start = ftello(scan->file);
   if (scan->start < 0) return -1;
   if (std::fread(bytes, 1, sizeof(bytes), scan->file) != sizeof(bytes)) return 0;
@@ -152,7 +151,7 @@ int32_t next_atom(Scan* scan) {
     scan->size = mov_load_u64(bytes);
   }
   // A size of 0 is deliberately no atom that reaches to the end of the file.
-  return scan->size < kShortHeader ? -1 : 1;
+  return scan->size < kMovShortHeader ? -1 : 1;
 }
 
 }  // namespace
