@@ -30,6 +30,13 @@ TEST(FormatText, ABufferOfOneHoldsOnlyTheTerminator) {
   EXPECT_EQ(text[0], '\0');
 }
 
+TEST(FormatText, WhatCannotBeFormattedIsEmpty) {
+  char text[5] = {'#', '#', '#', '#', '#'};
+  const wchar_t no_letter[] = {static_cast<wchar_t>(0x7FFFFFFF), 0};
+  EXPECT_EQ(base::format_text(text, "%ls", no_letter), 0U);
+  EXPECT_EQ(text[0], '\0');
+}
+
 TEST(SafeName, AcceptsWhatCamerasWrite) {
   EXPECT_TRUE(base::safe_name("20200101_120000AB.JPG"));
   EXPECT_TRUE(base::safe_name("a"));

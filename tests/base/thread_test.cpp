@@ -29,22 +29,25 @@ TEST(StartThread, RunsTheBodyWithItsArgument) {
   void* result = nullptr;
   ASSERT_EQ(pthread_join(thread, &result), 0);
   EXPECT_EQ(result, &seen);
-  EXPECT_EQ(seen.policy, SCHED_OTHER);
+  EXPECT_EQ(seen.policy, sched_getscheduler(0));
 }
 
 // A machine may refuse real-time scheduling to this user; then the worker runs all the same.
 TEST(StartWorker, ThePolicyIsSetBeforeTheBodyRuns) {
   sched_param real_time{};
   real_time.sched_priority = 2;
+  const int own = sched_getscheduler(0);
   const bool allowed = sched_setscheduler(0, SCHED_RR, &real_time) == 0;
   sched_param normal{};
-  sched_setscheduler(0, SCHED_OTHER, &normal);
+  sched_setscheduler(0, own, &normal);
   for (int round = 0; round < 50; round++) {
     Seen seen;
     pthread_t thread{};
     ASSERT_EQ(base::start_worker(look_at_scheduling, &seen, 2, &thread), 0);
-    ASSERT_EQ(pthread_join(thread, nullptr), 0);
-    EXPECT_EQ(seen.policy, allowed ? SCHED_RR : SCHED_OTHER);
+    void* result = nullptr;
+    ASSERT_EQ(pthread_join(thread, &result), 0);
+    EXPECT_EQ(result, &seen);
+    EXPECT_EQ(seen.policy, allowed ? SCHED_RR : own);
     EXPECT_EQ(seen.priority, allowed ? 2 : 0);
   }
 }

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <sys/resource.h>
 
 #include <atomic>
 #include <csignal>
@@ -42,9 +43,8 @@ TEST(Timer, IsPeriodicUntilItIsDisarmed) {
   EXPECT_EQ(expiries, counted);
 }
 
-// Under the thread sanitizer the handle is not one of the kernel's, so nobody else can read it.
+// Under the thread sanitizer the timers are not the kernel's.
 #if !defined(__SANITIZE_THREAD__)
-#if !defined(__SANITIZE_THREAD__)  // its timers are not the kernel's
 TEST(Timer, WholeSecondsAndMillisecondsAreSplit) {
   timer_t timer{};
   ASSERT_EQ(base::create_timer(&timer, count), 0);
@@ -56,7 +56,23 @@ TEST(Timer, WholeSecondsAndMillisecondsAreSplit) {
   EXPECT_LE(armed.it_value.tv_sec, 2);
   timer_delete(timer);
 }
-#endif
+
+TEST(Timer, ThatIsNotThereCannotBeArmed) {
+  timer_t timer{};
+  ASSERT_EQ(base::create_signal_timer(&timer, SIGUSR2), 0);
+  base::delete_signal_timer(timer);
+  EXPECT_EQ(base::arm_timer(timer, 1000), -1);
+}
+
+TEST(Timer, ThatCannotBeMadeIsAnError) {
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_SIGPENDING, &before), 0);
+  const rlimit none{0, before.rlim_max};  // a timer takes one of them
+  ASSERT_EQ(setrlimit(RLIMIT_SIGPENDING, &none), 0);
+  timer_t timer{};
+  EXPECT_EQ(base::create_timer(&timer, count), -1);
+  ASSERT_EQ(setrlimit(RLIMIT_SIGPENDING, &before), 0);
+}
 #endif
 
 TEST(SignalTimer, SendsItsSignalOnceWhenItsTimeIsOver) {
@@ -90,6 +106,7 @@ TEST(SignalTimer, SendsItsSignalOnceWhenItsTimeIsOver) {
 
   base::delete_signal_timer(timer);
   EXPECT_EQ(timer_gettime(timer, &armed), -1);
+  EXPECT_EQ(base::arm_timer_once_us(timer, 20000), -1);
 }
 
 TEST(SignalTimer, ThatCannotBeMadeIsAnError) {
