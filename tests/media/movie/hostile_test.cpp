@@ -28,6 +28,30 @@ struct Played {
   int frames;
 };
 
+// No table says that it has more entries than there are bytes for them behind its `fixed` fields.
+template <typename Table>
+void expect_all_there(const Table& table, uint64_t fixed, uint64_t entry,
+                      const support::GuardedBytes& moov) {
+  if (table.entries == nullptr) return;
+  ASSERT_GE(table.atom.size, fixed);
+  EXPECT_LE(table.count, (table.atom.size - fixed) / entry);
+  ASSERT_GE(table.entries, moov.data() + fixed);
+  ASSERT_LE(table.entries, moov.data() + moov.size());
+  EXPECT_LE(table.atom.size - fixed,
+            static_cast<uint64_t>(moov.data() + moov.size() - table.entries));
+}
+
+void expect_all_there(const MovIndex& index, const support::GuardedBytes& moov) {
+  ASSERT_LE(index.track_count, kMovTracks);
+  for (const MovTrack& track : index.tracks) {
+    expect_all_there(track.stts, 8, 8, moov);
+    expect_all_there(track.stsc, 8, 12, moov);
+    expect_all_there(track.stco, 8, 4, moov);
+    expect_all_there(track.stss, 8, 4, moov);
+    expect_all_there(track.stsz, 12, 4, moov);
+  }
+}
+
 // What playback does with a file: parse it, seek, read frames.
 Played play(const Bytes& bytes, uint32_t milliseconds) {
   const base::File file = open_bytes(bytes);
@@ -39,16 +63,19 @@ Played play(const Bytes& bytes, uint32_t milliseconds) {
   const support::GuardedBytes moov({header.moov_data, header.moov_size});
   const MovIndexOwner index(made);
   mov_walk_atoms(moov.data(), moov.size(), mov_atom_handler, made);
+  expect_all_there(*made, moov);
   played.tracks = made->track_count;
   uint32_t sample = mov_time_to_keyframe(milliseconds, made);
   if (sample > 0) sample--;
-  uint64_t remaining = header.mdat_offset + header.mdat_size;
-  std::vector<uint8_t> buffer(kBuffer + kMovFrameSlack);
+  const uint64_t mdat_end = header.mdat_offset + header.mdat_size;
+  uint64_t remaining = mdat_end;
+  const support::GuardedBytes buffer(Bytes(kBuffer + kMovFrameSlack));
   for (; played.frames < kMostFrames; played.frames++) {
     const uint64_t offset = mov_sample_offset(sample++, made);
     if (fseeko(file.get(), static_cast<off_t>(offset), SEEK_SET) != 0) break;
     if (mov_read_frame(buffer.data(), kBuffer, &remaining, 4, file.get()) < 0) break;
   }
+  EXPECT_LE(remaining, mdat_end);
   mov_header_free(&header);
   return played;
 }
@@ -65,7 +92,8 @@ Bytes recording() {
   const auto start = static_cast<uint32_t>(ftyp.size() + 8);
   tables.stco = {start, start + 100};
   return ftyp + box("mdat", frames) +
-         box("moov", box("mvhd", Bytes(100, uint8_t{0})) + audio_track() + video_track(tables));
+         box("moov", box("mvhd", Bytes(100, uint8_t{0})) + audio_track() + video_track(tables) +
+                         box("free"));
 }
 
 class MovHostile : public ::testing::Test {
