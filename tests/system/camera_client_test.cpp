@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,10 @@ class CameraTexts : public ScriptedSuite {
     return board->peer
         .wait_for_status([code](const Frame& f) { return (f.u8(2) >> 4) == code; }, seconds(5),
                          board->peer.mark())
+        .has_value();
+  }
+  static bool wait_for_record(size_t from) {
+    return board->peer.wait_for_status([](const Frame&) { return true; }, seconds(5), from)
         .has_value();
   }
 };
@@ -194,6 +199,19 @@ class ShortBuffers {
   std::vector<std::string> before_;
 };
 
+// The longest time between two status records, which leave every 300 ms, of those from `from` on.
+Clock::duration longest_pause(const std::vector<Datagram>& sent, size_t from) {
+  Clock::duration longest{};
+  std::optional<Time> last;
+  for (size_t i = from; i < sent.size(); i++) {
+    const auto frame = decode(sent[i]);
+    if (!frame || frame->id != 76 || frame->system != 36) continue;
+    if (last) longest = std::max(longest, sent[i].arrived - *last);
+    last = sent[i].arrived;
+  }
+  return last ? longest : Clock::duration::max();
+}
+
 TEST_F(CameraTexts, AServiceThatDoesNotReadBlocksNobodyElse) {
   const ShortBuffers buffers;
   board->camera.pause();
@@ -201,29 +219,27 @@ TEST_F(CameraTexts, AServiceThatDoesNotReadBlocksNobodyElse) {
   let_pass(milliseconds(50) * kSlowdown);  // until the port is free
   board->camera.resume();
   board->reset();
-  const int connections = board->camera.connections();
   board->camera.stop_reading();
-  // Until one of the commands has waited its two seconds, and the connection is given up for that.
-  const size_t from = board->peer.mark();
-  EXPECT_TRUE(poll_until(
-      [&] {
-        for (int i = 0; i < 10; i++) board->peer.send(board->probe_frame());
-        return board->camera.connections() > connections;
-      },
-      seconds(30)));
-  // All the while status records went on, every 300 ms; of those that wait for the two seconds, the
-  // first would be late.
-  const std::vector<Datagram> sent = board->peer.socket().received();
-  std::vector<Time> records;
-  for (size_t i = from; i < sent.size(); i++) {
-    const auto frame = decode(sent[i]);
-    if (frame && frame->id == 76 && frame->system == 36) records.push_back(sent[i].arrived);
+  // A record that waits for the sender leaves two seconds late, whenever a command is held up. A
+  // machine that is busy may delay one now and then, but not each time.
+  bool went_on = false;
+  for (int held_up = 0; held_up < 4 && !went_on; held_up++) {
+    const ChildProcess& program = board->maintask.process();
+    const size_t given_up = program.count_lines("(line=140):send error!");
+    const size_t from = board->peer.mark();
+    EXPECT_TRUE(wait_for_record(from));
+    // Until a command has waited its two seconds; the connection is given up for that.
+    ASSERT_TRUE(poll_until(
+        [&] {
+          for (int i = 0; i < 10; i++) board->peer.send(board->probe_frame());
+          return program.count_lines("(line=140):send error!") > given_up;
+        },
+        seconds(30)));
+    EXPECT_TRUE(board->peer.wait_for_id(0, seconds(3), from));
+    EXPECT_TRUE(wait_for_record(board->peer.mark()));
+    went_on = longest_pause(board->peer.socket().received(), from) < seconds(2);
   }
-  ASSERT_GE(records.size(), 4U);
-  for (size_t i = 1; i < records.size(); i++) {
-    EXPECT_LT(records[i] - records[i - 1], milliseconds(1700));
-  }
-  EXPECT_TRUE(board->peer.wait_for_id(0, seconds(3), from));
+  EXPECT_TRUE(went_on);
   // The new connection is read again.
   board->camera.read_on();
   board->reset();
