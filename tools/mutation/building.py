@@ -17,6 +17,11 @@ BUILD = "build"  # within the copy
 # with other things; the time on the processor tells a loop without an end sooner.
 HANG_FACTOR, HANG_SECONDS = 10, 30
 LOOP_FACTOR, LOOP_SECONDS = 3, 3
+FIRST_SECONDS = 900  # for a suite whose usual time is not known
+HANGS = "hangs"
+# On the clock counts only what this process sees pass: while the machine has no time for it, it has none for the
+# suites either.
+LOOK_SECONDS, MOST_SECONDS = 0.01, 0.05
 
 
 class Failed(Exception):
@@ -30,8 +35,9 @@ class Suite:
         self.name, self.folder, self.inputs = test["name"], folder, set(inputs)
         self.command = test["command"]
         self.directory = next((p["value"] for p in test["properties"] if p["name"] == "WORKING_DIRECTORY"), None)
-        self.program = next(c[len(build) + 1 :] for c in self.command if c.startswith(f"{build}/"))
-        self.usual, self.usual_cpu, self.noticed = 0.0, 0.0, 0
+        self.program = program_of(test, build)
+        self.content = ""  # of its programs without a mutant
+        self.usual, self.usual_cpu, self.noticed = None, 0.0, 0
 
     def stage(self, file):
         """When it is run for a mutant of that file of src."""
@@ -42,18 +48,18 @@ class Suite:
 
 def is_system(folder):
     """Whether the suites of that folder of tests/ run whole programs."""
-    return folder in ("system", "board", "groundstation", "camera_service")
+    return folder in ("system", "board", "groundstation", "camera_service", "faults", "storm")
+
+
+def program_of(test, build):
+    """The program of a test of ctest, within the build."""
+    return next(c[len(build) + 1 :] for c in test["command"] if c.startswith(f"{build}/"))
 
 
 def children_cpu():
     """Seconds on the processor of all processes that have ended."""
     used = resource.getrusage(resource.RUSAGE_CHILDREN)
     return used.ru_utime + used.ru_stime
-
-
-def without_end(name):
-    """The target of a suite: that of a corpus has another name."""
-    return re.sub("_corpus$", "_fuzz", name)
 
 
 class Tree:
@@ -109,21 +115,34 @@ class Tree:
             raise Failed(f"{' '.join(command[:3])} fails without a mutant:\n{(done.stdout + done.stderr)[-3000:]}")
         return done.stdout
 
-    def read_suites(self, files, units):
-        """Builds every suite that depends on one of the files and learns what each is made from.
+    def read_suites(self):
+        """Learns of every suite what it is made from, as far as that is known before it is built."""
+        for (_, folder), test in self.tests().items():
+            inputs = self.ninja("-t", "inputs", program_of(test, str(self.build))).split("\n")
+            self.suites.append(Suite(test, folder, str(self.build), inputs))
 
-        What includes only a header of src/base is not told before it is built; so for those every suite is.
-        """
-        base = any(file.startswith("src/base/") for file in files)
-        sources = {str(self.copy / file) for file in files}
-        inputs = {}
-        for name, folder in self.tests():
-            found = set(self.ninja("-t", "inputs", without_end(name)).split("\n"))
-            if (base or found & sources) and not (units and is_system(folder)):
-                inputs[name] = found
-        self.ninja(f"-j{self.jobs}", *sorted(map(without_end, inputs)))
-        self.suites = [Suite(test, folder, str(self.build), inputs[test["name"]])
-                       for (_, folder), test in self.tests().items() if test["name"] in inputs]  # fmt: skip
+    def has(self, file):
+        """Whether this build may have it: only another one compiles some sources."""
+        return file.endswith(".h") or any(str(self.copy / file) in suite.inputs for suite in self.suites)
+
+    def suites_of(self, file, stage):
+        """The suites of a stage that depend on the file. What is new is built and timed: the copy has no mutant."""
+        # Who includes a header is known of what is built.
+        suites = [s for s in self.suites
+                  if s.stage(file) == stage and (file.endswith(".h") or str(self.copy / file) in s.inputs)]  # fmt: skip
+        self.build_new([suite for suite in suites if not suite.content])
+        objects = self.objects.get(file, set())
+        suites = [suite for suite in suites if objects & suite.inputs]
+        self.learn_times([suite for suite in suites if suite.usual is None])
+        return [suite for suite in suites if suite in self.suites]
+
+    def build_new(self, suites):
+        if not suites:
+            return
+        print(f"building {len(suites)} suites", flush=True)
+        self.ninja(f"-j{self.jobs}", *sorted({suite.program for suite in suites}))
+        for suite in suites:
+            suite.content = self.content_of(suite)
         target = ""
         for line in self.ninja("-t", "deps").split("\n"):
             if line.startswith(" "):
@@ -138,65 +157,77 @@ class Tree:
         """{(name, its folder in tests/): what ctest says of it}."""
         shown = json.loads(self.must(["ctest", "--test-dir", str(self.build), "--show-only=json-v1"]))
         graph, result = shown["backtraceGraph"], {}
+        commands = self.commands()
         for test in shown["tests"]:
+            test["command"] = commands[test["name"]]
             node = graph["nodes"][test["backtrace"]]
             while graph["nodes"][node.get("parent", 0)].get("parent") is not None:
                 node = graph["nodes"][node["parent"]]
             result[test["name"], os.path.dirname(graph["files"][node["file"]].partition("/tests/")[2])] = test
         return result
 
-    def suites_of(self, file):
-        """The suites that depend on the file, in three stages."""
-        objects = self.objects.get(file, set())
-        stages = ([], [], [])
-        for suite in self.suites:
-            if objects & suite.inputs:
-                stages[suite.stage(file)].append(suite)
-        return stages
+    def commands(self):
+        """{name: command} of every test; ctest itself does not tell those of programs that are not built."""
+        text = "".join(file.read_text() for file in self.build.rglob("CTestTestfile.cmake"))
+        return {name: re.findall(r'"((?:[^"\\]|\\.)*)"', rest)
+                for name, rest in re.findall(r"(?m)^add_test\(\[=\[(.*?)\]=\] (.*)\)$", text)}  # fmt: skip
+
+    def content_of(self, suite):
+        programs = {suite.program, *(i for i in suite.inputs if re.match(r"(bin|lib)/", i))}
+        return hashlib.sha256(b"".join((self.build / p).read_bytes() for p in sorted(programs))).hexdigest()
 
     def learn_times(self, suites):
         """Runs each suite that has changed since its time was taken. Leaves out what fails, and names it."""
         path = self.build / "usual_times.json"
         known = json.loads(path.read_text()) if path.exists() else {}
-        broken = []
         for suite in suites:
-            programs = [i for i in suite.inputs if re.match(r"(bin|lib)/", i)] + [suite.program]
-            content = hashlib.sha256(b"".join((self.build / p).read_bytes() for p in sorted(programs))).hexdigest()
-            if known.get(suite.name, [""])[0] != content:
+            if known.get(suite.name, [""])[0] != suite.content:
+                self.compiles([suite])
                 began, cpu = time.monotonic(), children_cpu()
-                if self.run([suite], first=True) is not None:
-                    broken.append(suite)
+                # The machine may be busy.
+                if self.run([suite], first=True) is not None and self.run([suite], first=True) is not None:
+                    print(f"left out: {suite.name} fails without a mutant", flush=True)
+                    self.suites.remove(suite)
                     continue
-                known[suite.name] = [content, time.monotonic() - began, children_cpu() - cpu]
+                known[suite.name] = [suite.content, time.monotonic() - began, children_cpu() - cpu]
                 path.write_text(json.dumps(known))
             _, suite.usual, suite.usual_cpu = known[suite.name]
-        self.suites = [suite for suite in self.suites if suite not in broken]
-        return broken
 
     def compiles(self, suites):
         """Builds the suites, and what they start."""
         programs = sorted({suite.program for suite in suites})
-        done = subprocess.run(["ninja", "-C", str(self.build), f"-j{self.jobs}", *programs],
-                              capture_output=True, text=True, check=False)  # fmt: skip
-        return done.returncode == 0
+        ninja = subprocess.Popen(["ninja", "-C", str(self.build), f"-j{self.jobs}", *programs],
+                                 stdout=subprocess.DEVNULL, start_new_session=True)  # fmt: skip
+        try:
+            return ninja.wait() == 0
+        finally:
+            # After an interrupt no compiler may see the line put back: a cache would keep what it makes of both.
+            # It ends its compilers when it is ended, and waits for them.
+            ninja.terminate()
+            ninja.wait()
 
-    def run(self, suites, first=False):
-        """Runs suites side by side until one fails. Its name and what failed, or None."""
+    def run(self, suites, first=False, passed=lambda suite: None):
+        """Runs suites side by side until one fails. Its name and what failed, or None. `passed` is told of others."""
         waiting = list(suites)
+        seen = time.monotonic()
         try:
             while waiting or self.running:
                 while waiting and len(self.running) < self.jobs:
                     self.start(waiting.pop(0), first)
-                for process, (suite, until) in list(self.running.items()):
-                    late = time.monotonic() > until
-                    if process.poll() is None and not late:
+                since, seen = seen, time.monotonic()
+                for process, (suite, left) in list(self.running.items()):
+                    left -= min(seen - since, MOST_SECONDS)
+                    self.running[process] = suite, left
+                    if process.poll() is None and left > 0:
                         continue
                     del self.running[process]
+                    late = process.returncode is None
                     if late:
                         self.kill(process)
                     if late or process.returncode != 0:
-                        return suite, "hangs" if late else self.case(suite)
-                time.sleep(0.01)
+                        return suite, HANGS if late else self.case(suite)
+                    passed(suite)
+                time.sleep(LOOK_SECONDS)
             return None
         finally:
             self.stop()
@@ -206,14 +237,14 @@ class Tree:
         log.parent.mkdir(exist_ok=True)
         # What runs in a board is not in its starter's account; it uses less than the time on the clock.
         usual_cpu = suite.usual_cpu if suite.usual_cpu > 0.2 else suite.usual
-        loop = 600 if first else round(LOOP_SECONDS + LOOP_FACTOR * usual_cpu)
+        loop = FIRST_SECONDS if first else round(LOOP_SECONDS + LOOP_FACTOR * usual_cpu)
         with log.open("wb") as output:
             process = subprocess.Popen(
                 suite.command, cwd=suite.directory, stdin=subprocess.DEVNULL, stdout=output, stderr=output,
                 start_new_session=True, preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_CPU, (loop, loop)),
                 env={**os.environ, "GTEST_FAIL_FAST": "1", "GTEST_COLOR": "no"})  # fmt: skip
-        limit = 600 if first else HANG_SECONDS + HANG_FACTOR * suite.usual
-        self.running[process] = suite, time.monotonic() + limit
+        limit = FIRST_SECONDS if first else HANG_SECONDS + HANG_FACTOR * suite.usual
+        self.running[process] = suite, limit
 
     def case(self, suite):
         text = (self.build / "logs" / suite.name).read_text(errors="replace")

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Tests tools/mutants: what it makes of a text, its list, its copy of a tree, its suites. Prints only what fails."""
 
+import dataclasses
 import importlib.machinery
 import importlib.util
 import pathlib
@@ -15,6 +16,7 @@ sys.path.insert(0, str(TOOLS / "mutation"))
 sys.dont_write_bytecode = True
 import building  # noqa: E402
 import making  # noqa: E402
+import memory  # noqa: E402
 
 loader = importlib.machinery.SourceFileLoader("mutants", str(TOOLS / "mutants"))
 mutants = importlib.util.module_from_spec(importlib.util.spec_from_loader("mutants", loader))
@@ -133,10 +135,13 @@ class Copy(unittest.TestCase):
         self.tree = building.Tree(self.root, self.root / "build" / "mutants", 2)
         self.tree.sync()
         self.copied = self.tree.copy / "src" / "f.cpp"
+        self.a_test = types.SimpleNamespace(name="a_test", usual=1, noticed=0, content="1")
 
     def suite(self, name, *command):
         test = {"name": name, "command": [*command, f"{self.tree.build}/{name}"], "properties": []}
-        return building.Suite(test, "", str(self.tree.build))
+        suite = building.Suite(test, "", str(self.tree.build))
+        suite.usual = 1
+        return suite
 
     def test_what_is_the_same_keeps_its_time(self):
         before = self.copied.stat().st_mtime_ns
@@ -147,37 +152,91 @@ class Copy(unittest.TestCase):
         self.tree.sync()
         self.assertFalse((self.tree.copy / "src" / "g.cpp").exists())
 
+    def no_failure(self, suites, passed):
+        for suite in suites:
+            passed(suite)
+
+    def failure(self, suites, passed):
+        return suites[0], "Case"
+
     def judged(self, compiles, run):
         """The verdict, with stand-ins for compiler and suites; the tree and the copy are as before."""
         seen = []
-        suite = types.SimpleNamespace(name="a_test", usual=1, noticed=0)
         self.tree.objects = {"src/f.cpp": {"f.o"}}
-        self.tree.suites_of = lambda _: ([suite], [], [suite])
+        self.tree.has = lambda _: True
+        self.tree.suites_of = lambda _, stage: [self.a_test]
         self.tree.compiles = lambda _: seen.append(self.copied.read_text()) or compiles
         self.tree.run = run
         mutant = making.mutants_of("src/f.cpp", FIXTURE)[3][0]
         try:
-            return mutants.judge(self.tree, mutant, units=True)
+            return mutants.judge(self.tree, memory.Memory(self.root / "known"), mutant, [building.FOLDER_TESTS])
         finally:
-            self.assertEqual(seen[0], FIXTURE.replace("kLimit = 7", "kLimit = 8"))
+            self.assertEqual(seen[:1], [FIXTURE.replace("kLimit = 7", "kLimit = 8")] * len(seen[:1]))
+            self.compiled = len(seen)
             self.assertEqual(self.copied.read_text(), FIXTURE)
             self.assertEqual((self.root / "src" / "f.cpp").read_text(), FIXTURE)
 
     def test_verdicts(self):
+        self.assertEqual(self.judged(True, self.no_failure)[0], "SURVIVED")
+        self.a_test.content = "2"
+        self.assertEqual(self.judged(True, self.failure), ("noticed", "  by a_test Case"))
+        self.a_test.content = "3"
         self.assertEqual(self.judged(False, None)[0], "unbuilt")
-        self.assertEqual(self.judged(True, lambda _: None)[0], "SURVIVED")
-        self.assertEqual(self.judged(True, lambda s: (s[0], "Case")), ("noticed", "  by a_test Case"))
+
+    def test_a_verdict_holds_as_long_as_its_suite_is_the_same(self):
+        for run, verdict in ((self.no_failure, "SURVIVED"), (self.failure, "noticed")):
+            self.a_test.content += "new"
+            self.assertEqual(self.judged(True, run)[0], verdict)
+            self.assertEqual(self.compiled, 1)
+            self.assertEqual(self.judged(True, None)[0], verdict)
+            self.assertEqual(self.compiled, 0)
+        self.a_test.content += "new"
+        self.assertEqual(self.judged(True, self.no_failure)[0], "SURVIVED")
+        self.assertEqual(self.judged(False, None)[0], "SURVIVED")
+
+    def test_a_failure_is_asked_for_twice(self):
+        answers = [(self.a_test, "Case"), None, None]
+        self.assertEqual(self.judged(True, lambda s, passed: answers.pop(0))[0], "SURVIVED")
+        self.assertEqual(answers, [])
+        hang = lambda s, passed: answers.append(s) or (self.a_test, building.HANGS)  # noqa: E731
+        self.assertEqual(self.judged(True, hang)[0], "noticed")
+        self.assertEqual(len(answers), 1)
+
+    def test_equal_lines_are_different_mutants(self):
+        known = memory.Memory(self.root / "known")
+        text = "a();\nb();\na();\n"
+        pasts = [known.of(making.Mutant("f.cpp", n, "dropped", "a();", ""), text) for n in (1, 3)]
+        pasts[0].note_noticed(self.a_test, "Case")
+        self.assertEqual([past.noticed([self.a_test]) is not None for past in pasts], [True, False])
+        moved = memory.Memory(self.root / "known").of(making.Mutant("f.cpp", 2, "dropped", "a();", ""), "\n" + text)
+        self.assertEqual(moved.noticed([self.a_test]), (self.a_test, "Case"))
 
     def test_what_is_not_in_the_build_is_not_counted(self):
         mutant = making.mutants_of("src/f.cpp", FIXTURE)[3][0]
-        self.assertEqual(mutants.judge(self.tree, mutant, units=True)[0], "unbuilt")
+        known = memory.Memory(self.root / "known")
+        self.assertEqual(mutants.judge(self.tree, known, mutant, [building.FOLDER_TESTS])[0], "unbuilt")
+        # Who includes a header is known at the end.
+        mutant = dataclasses.replace(mutant, file="src/f.h")
+        (self.tree.copy / "src" / "f.h").write_text(FIXTURE)
+        verdicts = [mutants.judge(self.tree, known, mutant, [stage])[0]
+                    for stage in (building.FOLDER_TESTS, building.OTHER_TESTS)]  # fmt: skip
+        self.assertEqual(verdicts, ["SURVIVED", "unbuilt"])
 
     def test_an_interrupt_puts_the_line_back(self):
-        def interrupt(_):
+        def interrupt(*_, **__):
             raise KeyboardInterrupt
 
         with self.assertRaises(KeyboardInterrupt):
             self.judged(True, interrupt)
+
+    def test_commands_are_known_before_anything_is_built(self):
+        (self.tree.build / "tests").mkdir(parents=True)
+        (self.tree.build / "tests" / "CTestTestfile.cmake").write_text(
+            'add_test([=[a_test]=] "/b/board" "exec" "--" "/x/a_test")\n'
+            'set_tests_properties([=[a_test]=] PROPERTIES  TIMEOUT "300")\n'
+            'add_test([=[b_test]=] "/x/b_test" "a \\"b\\"")\n')  # fmt: skip
+        self.assertEqual(self.tree.commands(), {
+            "a_test": ["/b/board", "exec", "--", "/x/a_test"], "b_test": ["/x/b_test", 'a \\"b\\"']})  # fmt: skip
 
     def test_suites_stop_at_the_first_that_fails(self):
         self.tree.build.mkdir(parents=True)
@@ -191,11 +250,24 @@ class Copy(unittest.TestCase):
         self.tree.build.mkdir(parents=True)
         long = self.suite("long", "x")
         long.command = ["sleep", "60"]
-        building.HANG_SECONDS, usual = 0, building.HANG_SECONDS
+        long.usual = 0
+        building.HANG_SECONDS, usual = 0.03, building.HANG_SECONDS
         try:
-            self.assertEqual(self.tree.run([long]), (long, "hangs"))
+            self.assertEqual(self.tree.run([long]), (long, building.HANGS))
         finally:
             building.HANG_SECONDS = usual
+
+    def test_time_that_is_not_seen_to_pass_is_no_hang(self):
+        self.tree.build.mkdir(parents=True)
+        long = self.suite("long", "x")
+        long.command, long.usual = ["sleep", "0.6"], 0
+        usual = building.HANG_SECONDS, building.LOOK_SECONDS
+        # A look every 0.5 s, of which no more than MOST_SECONDS count.
+        building.HANG_SECONDS, building.LOOK_SECONDS = 0.3, 0.5
+        try:
+            self.assertIsNone(self.tree.run([long]))
+        finally:
+            building.HANG_SECONDS, building.LOOK_SECONDS = usual
 
 
 if __name__ == "__main__":
