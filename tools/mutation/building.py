@@ -79,7 +79,11 @@ class Tree:
             cwd=self.repository, capture_output=True, text=True, check=True).stdout  # fmt: skip
         wanted = {name for name in listed.split("\0") if name and os.path.lexists(self.repository / name)}
         for name in wanted:
-            self.put(name, (self.repository / name).read_bytes(), (self.repository / name).stat().st_mode)
+            source = self.repository / name
+            if source.is_symlink():
+                self.link(name, source.readlink())
+            else:
+                self.put(name, source.read_bytes(), source.stat().st_mode)
         for folder, folders, files in os.walk(self.copy):
             folders[:] = [f for f in folders if f not in (BUILD, "node_modules")]
             for path in (pathlib.Path(folder) / file for file in files):
@@ -90,12 +94,22 @@ class Tree:
             if modules.parent.name != "node_modules" and not target.exists():
                 shutil.copytree(modules, target, symlinks=True)
 
+    def link(self, name, target):
+        path = self.copy / name
+        if path.is_symlink() and path.readlink() == target:
+            return
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.unlink(missing_ok=True)
+        path.symlink_to(target)
+
     def put(self, name, content, mode=None):
         """Writes a file of the copy, if it says something else. Whether it did."""
         path = self.copy / name
         if path.exists() and path.read_bytes() == content:
             return False
         path.parent.mkdir(parents=True, exist_ok=True)
+        if path.is_symlink():
+            path.unlink()
         path.write_bytes(content)
         if mode is not None:
             path.chmod(mode & 0o777)

@@ -137,6 +137,17 @@ class Copy(unittest.TestCase):
         self.copied = self.tree.copy / "src" / "f.cpp"
         self.a_test = types.SimpleNamespace(name="a_test", usual=1, noticed=0, content="1")
 
+    def test_a_link_stays_a_link(self):
+        self.copied.unlink()
+        self.copied.write_text("was no link")
+        for path in (self.root / "src" / "g.cpp", self.root / "src" / "f.cpp"):
+            path.unlink(missing_ok=True)
+            path.symlink_to("../elsewhere")
+        for _ in range(2):
+            self.tree.sync()
+            self.assertEqual([p.readlink() for p in (self.copied, self.copied.parent / "g.cpp")],
+                             [pathlib.Path("../elsewhere")] * 2)  # fmt: skip
+
     def suite(self, name, *command):
         test = {"name": name, "command": [*command, f"{self.tree.build}/{name}"], "properties": []}
         suite = building.Suite(test, "", str(self.tree.build))
