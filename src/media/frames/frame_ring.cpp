@@ -66,7 +66,7 @@ int32_t frame_ring_pop(FrameRing* ring, void* buffer, int32_t size) {
   std::memcpy(buffer, slot.data, static_cast<size_t>(length));
   // The slot is given back last: a push that takes it at once counts its frame on top of the rest.
   ring->count.fetch_sub(1, std::memory_order_relaxed);
-  ring->popping.store(at + 1, std::memory_order_relaxed);
+  ring->popping.store(static_cast<uint16_t>(at + 1), std::memory_order_relaxed);
   ring->full.store(0, std::memory_order_release);
   ring->read_index.store((at + 1) % kFrameRingSlots, std::memory_order_release);
   ring->popping.store(0, std::memory_order_release);
