@@ -12,10 +12,12 @@
 
 namespace base {
 
-// Stores the word. The time is that of its change from 0, and is kept until it is 0 again.
+// Stores the word. The time is that of its change from 0, and is kept until it is 0 again. A time beside a
+// word of 0 is left from a look that met the end of a wait; it says nothing about the next one.
 template <typename Word>
 void set_waiting(std::atomic<Word>& word, std::atomic<uint64_t>& since_us, Word value) {
-  if (value != 0 && since_us.load(kRelaxed) == 0) since_us.store(monotonic_us(), kRelaxed);
+  const bool begins = word.load(kRelaxed) == 0 || since_us.load(kRelaxed) == 0;
+  if (value != 0 && begins) since_us.store(monotonic_us(), kRelaxed);
   word.store(value, kRelaxed);
   if (value == 0) since_us.store(0, kRelaxed);
 }

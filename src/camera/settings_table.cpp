@@ -127,8 +127,10 @@ uint64_t unanswered_since_us(Setting setting) {
 
 bool take_mark(Setting setting) {
   int32_t free = 0;
-  return camera_settings.unanswered[setting].what.compare_exchange_strong(free, kMarkTaken,
-                                                                          kRelaxed);
+  base::Waiting& mark = camera_settings.unanswered[setting];
+  if (!mark.what.compare_exchange_strong(free, kMarkTaken, kRelaxed)) return false;
+  mark.since_us.store(0, kRelaxed);  // a look that met the end of the last wait may have left one
+  return true;
 }
 
 base::Waiting* mark_of(Setting setting) {

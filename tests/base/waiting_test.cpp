@@ -28,6 +28,14 @@ TEST_F(Waiting, TheNextWaitHasATimeOfItsOwn) {
   EXPECT_EQ(base::waiting_since(waiting_), 1000000005U);
 }
 
+// A look finds the word set, the wait ends on another thread, and only then does the look note its time.
+TEST_F(Waiting, ATimeThatALookHasLeftBehindIsNotTheNextWaits) {
+  waiting_.since_us.store(1000000000U);
+  fake_base::advance_us(60'000'000);
+  base::set_waiting(waiting_, 1);
+  EXPECT_EQ(base::waiting_since(waiting_), 1060000000U);
+}
+
 // An end that overlaps the next begin: the word is set and its time is gone.
 TEST_F(Waiting, AWaitWithoutATimeCountsFromTheFirstLook) {
   waiting_.what.store(1);

@@ -104,6 +104,13 @@ TEST_F(Unanswered, AColourThatIsConfirmedAlreadyWaitsForItsAnswerToo) {
   expect_colour_told();
 }
 
+// The watch looked at the colour before while its answer came.
+TEST_F(Unanswered, AColourDoesNotWaitSinceALookAtTheLastOne) {
+  camera_settings.unanswered[kColorStyle].since_us.store(1);
+  EXPECT_EQ(cam_set_color_style(2), 0);
+  EXPECT_GE(unanswered_since_us(kColorStyle), 1000000000U);
+}
+
 TEST_F(Unanswered, ARefusalWithoutATypeIsTheColoursWhenNothingElseWaits) {
   EXPECT_EQ(cam_set_color_style(2), 0);
   say(kUntypedRefusal);
