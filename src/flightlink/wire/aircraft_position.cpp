@@ -15,7 +15,7 @@ struct AircraftPosition {
   std::atomic<int32_t> longitude;
   std::atomic<int32_t> altitude_32;
   std::atomic<int32_t> altitude_141;
-  std::atomic<bool> heard_141;
+  std::atomic<bool> heard_141;  // publishes the first altitude of message 141 (release, acquire)
 };
 
 AircraftPosition position{};
@@ -34,11 +34,11 @@ void store_altitude_from_32(int32_t altitude) { position.altitude_32.store(altit
 
 void store_altitude_from_141(int32_t altitude) {
   position.altitude_141.store(altitude, kRelaxed);
-  position.heard_141.store(true, kRelaxed);
+  position.heard_141.store(true, std::memory_order_release);
 }
 
 int32_t get_altitude() {
-  const bool better = position.heard_141.load(kRelaxed);
+  const bool better = position.heard_141.load(std::memory_order_acquire);
   return (better ? position.altitude_141 : position.altitude_32).load(kRelaxed);
 }
 

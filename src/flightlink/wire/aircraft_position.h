@@ -1,5 +1,5 @@
 // Where the aircraft is, as last told on a link (the altitude also on the serial line); read when a
-// photo is tagged. Any thread may call; relaxed atomics, no order between the three values.
+// photo is tagged. Any thread may call; no order between the three values.
 #pragma once
 
 #include <cstdint>

@@ -151,7 +151,7 @@ void* acknowledgement_thread(void*) {
     return nullptr;
   }
   const int ack_socket = fd.release();
-  reliable_udp_context.ack_socket.store(ack_socket, kRelaxed);
+  reliable_udp_context.ack_socket.store(ack_socket, std::memory_order_release);
   static uint8_t datagram[kAckBufferSize + 2];
   for (;;) {
     pollfd readable{ack_socket, POLLIN, 0};
@@ -233,7 +233,7 @@ void reliable_udp_deinit() {
   if (context.timer_created.exchange(false, std::memory_order_acquire))
     base::delete_signal_timer(context.timer);
   // The mutex is not destroyed: the acknowledgement thread may hold it.
-  const int ack_socket = context.ack_socket.exchange(0, kRelaxed);
+  const int ack_socket = context.ack_socket.exchange(0, std::memory_order_acquire);
   // The plain call: the thread may be waiting on the socket, and it ends the next moment.
   if (ack_socket != 0) syscall(SYS_close, ack_socket);
   if (!context.receiver_started.exchange(false, std::memory_order_acquire)) return;
