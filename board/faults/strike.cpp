@@ -52,7 +52,7 @@ int note_module(dl_phdr_info* info, size_t /*size*/, void* own) {
 [[gnu::constructor]] void attach() {
   const char* name = std::getenv(kPageVariable);
   if (name == nullptr) return;
-  const int file = static_cast<int>(syscall(SYS_open, name, O_RDWR | O_CLOEXEC));
+  const int file = static_cast<int>(syscall(SYS_openat, AT_FDCWD, name, O_RDWR | O_CLOEXEC));
   // What the program starts is not the program.
   unsetenv("LD_PRELOAD");
   unsetenv(kPageVariable);
