@@ -40,8 +40,6 @@ faults::Page* map_page(const std::string& path) {
 }  // namespace
 
 Rig::Rig() : page_(map_page(folder_.path("page"))) {
-  // Paths in LD_PRELOAD end at a space.
-  fs::create_symlink(LIB_DIR "/libfaults.so", folder_.path("libfaults.so"));
   const std::string photo = folder_.path(kKeptPhoto);
   const std::string video = folder_.path(kKeptVideo);
   photo_files::make_photo(photo);
@@ -57,8 +55,9 @@ void Rig::begin_board(const char* program) {
   board_.reset();
   used_ = false;
   faults::disarm(*page_);
-  const Environment environment{{"LD_PRELOAD", folder_.path("libfaults.so")},
-                                {faults::kPageVariable, folder_.path("page")}};
+  const Environment environment{
+      {"LD_PRELOAD", preload_path(LIB_DIR "/libfaults.so", "/tmp/preload")},
+      {faults::kPageVariable, folder_.path("page")}};
   board_ = std::make_unique<storm::Board>(storm::BoardOptions{program, environment});
   board_->kill_program();
   for (const auto& [path, content] : kept_) write_file(path, content);

@@ -9,6 +9,12 @@
 namespace support {
 namespace {
 
+#if defined(__aarch64__)
+constexpr const char* kMachine = "aarch64";
+#else
+constexpr const char* kMachine = "x86_64";
+#endif
+
 std::vector<std::string> with_program(const char* program, const std::vector<std::string>& rest) {
   std::vector<std::string> command{std::string(BIN_DIR "/") + program};
   command.insert(command.end(), rest.begin(), rest.end());
@@ -43,13 +49,25 @@ Environment sanitizer_options() {
           {"TSAN_OPTIONS", "handle_segv=0:exitcode=66"}};
 }
 
+std::string preload_path(const std::string& library, const std::string& folder) {
+  namespace fs = std::filesystem;
+  const std::string name = fs::path(library).filename();
+  const auto link = [&](const std::string& machine, const std::string& target) {
+    const std::string machines = folder + "/lib/" + machine + "-linux-gnu/";
+    fs::create_directories(machines);
+    fs::remove(machines + name);
+    fs::create_symlink(target, machines + name);
+  };
+  link(kMachine, library);
+  // A library without anything in it.
+  const std::string nothing = "/lib/x86_64-linux-gnu/libdl.so.2";
+  if (kMachine != std::string_view("x86_64") && fs::exists(nothing)) link("x86_64", nothing);
+  return folder + "/$LIB/" + name;
+}
+
 // A sanitizer wants to be loaded before anything else; it can do without.
 Environment noting_clock(const std::string& notes) {
-  // A path in LD_PRELOAD ends at a space.
-  constexpr const char* kShim = "/tmp/libclockshim.so";
-  std::filesystem::remove(kShim);
-  std::filesystem::create_symlink(LIB_DIR "/libclockshim.so", kShim);
-  return {{"LD_PRELOAD", kShim},
+  return {{"LD_PRELOAD", preload_path(LIB_DIR "/libclockshim.so", "/tmp/preload")},
           {"CLOCKSHIM_LOG", notes},
           {"ASAN_OPTIONS", sanitizer_options()[0].second + ":verify_asan_link_order=0"}};
 }

@@ -18,6 +18,11 @@ namespace support {
 // reports and leaves the signals alone.
 Environment sanitizer_options();
 
+// What LD_PRELOAD names so that a program of this build loads the library; the folder, whose path has no space,
+// gets links to it. A program of another machine, as are the board's own tools around one that runs under an
+// emulator, gets what is for it: the loader puts its own kind of folder into the path.
+std::string preload_path(const std::string& library, const std::string& folder);
+
 // A settimeofday for the program that only notes its calls, in that file, and leaves the machine's
 // clock alone. Needs the target clockshim.
 Environment noting_clock(const std::string& notes);
