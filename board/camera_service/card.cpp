@@ -60,6 +60,7 @@ bool Card::prepare() {
       fs::exists(root_ + "/" + kAside) || (!fs::exists(root_) && fs::exists(root_ + kAside));
   if (left_out) [[maybe_unused]]
     const bool back = put_in();
+  if (!present_ && !fs::is_directory(root_)) return true;  // nobody has put one in
   present_ = make_folders();
   return present_;
 }

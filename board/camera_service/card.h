@@ -15,8 +15,8 @@ class Card {
   // std::invalid_argument otherwise.
   explicit Card(const std::string& root);
 
-  // Puts a card in at start: creates what is missing, and takes up one that was left taken out.
-  // False when a folder cannot be created.
+  // Looks for the card at start: `root` is one if it exists, or was left taken out. Creates what is
+  // missing on it. False when a folder cannot be created; without a card there is nothing to do.
   [[nodiscard]] bool prepare();
 
   [[nodiscard]] bool present() const { return present_; }
@@ -39,7 +39,8 @@ class Card {
   // cannot be renamed, its entries move to "<root>/.removed". False when there is no card to take
   // out.
   [[nodiscard]] bool take_out();
-  // Puts it back, with all that was on it. False when there is a card already.
+  // Puts it back, with all that was on it; an empty one when there was none. False when there is a
+  // card already.
   [[nodiscard]] bool put_in();
 
   // Fills the card with a file until about `kb` are free. A card with more than 2 GiB to fill is

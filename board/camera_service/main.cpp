@@ -76,7 +76,8 @@ int main(int argc, char** argv) {
   app.set_version_flag("--version", "camera_service " HOUSE_VERSION, "Print the version");
   app.add_option("--port", options.port, "Port on 127.0.0.1; 0 takes a free one")
       ->capture_default_str();
-  app.add_option("--card", options.card, "Folder of the SD card; a format command ERASES it")
+  app.add_option("--card", options.card,
+                 "Folder of the SD card, which is in if it exists; a format command ERASES it")
       ->capture_default_str();
   app.add_option("--control", options.control, "Path of the control socket")->capture_default_str();
   app.add_option("--script", options.script, "File with control commands to carry out at start")

@@ -173,6 +173,17 @@ TEST_P(Board, RepositoryAndCurrentDirectoryAreAtTheirPaths) {
   EXPECT_THAT(run_script(GetParam(), "touch /usr/x").output, HasSubstr("Read-only file system"));
 }
 
+TEST_P(Board, BuiltProgramsAreFoundByTheirNames) {
+  const bool copied = start_folder(GetParam()) == copy_folder();
+  const std::string bin = (copied ? copy_folder() : std::string(SOURCE_DIR)) + "/build/release/bin";
+  EXPECT_EQ(printed("echo \"$PATH\" | cut -d: -f1,2"), "/sbin:" + bin + "\n");
+  if (!copied) return;
+  std::filesystem::create_directories(bin);
+  std::ofstream(bin + "/maintask") << "#!/bin/sh\necho found\n";
+  std::filesystem::permissions(bin + "/maintask", static_cast<std::filesystem::perms>(0755));
+  EXPECT_EQ(run_board(GetParam(), {"exec", "--", "maintask"}).output, "found\n");
+}
+
 // As the build folder is when root has cloned into its home.
 TEST_P(Board, StartsFromADirectoryThatIsClosedToOthers) {
   const std::string before = std::filesystem::current_path();

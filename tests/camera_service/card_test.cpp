@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <stdexcept>
 
 #include "camera_service/folder_text.h"
@@ -15,7 +16,10 @@ using camera_service_test::write_text;
 
 class Cards : public testing::Test {
  protected:
-  Cards() : root_(folder_.path("SD0")), card_(root_) { prepared_ = card_.prepare(); }
+  Cards() : root_(folder_.path("SD0")), card_(root_) {
+    std::filesystem::create_directory(root_);
+    prepared_ = card_.prepare();
+  }
 
   TemporaryFolder folder_;
   std::string root_;
@@ -80,6 +84,19 @@ TEST_F(Cards, FillingLeavesWhatWasAskedFor) {
   EXPECT_EQ(names_in(root_), ".fill KRVMEDIA");
   card_.unfill();
   EXPECT_EQ(names_in(root_), "KRVMEDIA");
+}
+
+TEST(CardFolder, WithoutAFolderThereIsNoCardUntilOneIsPutIn) {
+  const TemporaryFolder folder;
+  Card card(folder.path("SD0"));
+  EXPECT_TRUE(card.prepare());
+  EXPECT_FALSE(card.present());
+  EXPECT_EQ(names_in(folder.folder()), "");
+  EXPECT_FALSE(card.take_out());
+
+  EXPECT_TRUE(card.put_in());
+  EXPECT_TRUE(card.usable());
+  EXPECT_EQ(names_in(folder.path("SD0/KRVMEDIA")), "PIC THUMB VIDEO");
 }
 
 TEST(CardFolder, FolderNearTheRootIsRefused) {

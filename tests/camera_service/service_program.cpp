@@ -12,6 +12,7 @@
 
 #include <array>
 #include <cstdio>
+#include <filesystem>
 #include <stdexcept>
 
 #include "base/clock.h"
@@ -44,7 +45,8 @@ ServiceProgram::ServiceProgram(const std::string& options, const std::string& wr
     prefix.replace(at, 4, card());
   std::string command = "exec \"" BIN_DIR "/camera_service\" --port 0 --card " + card() +
                         " --control " + control() + " " + options;
-  if (!prefix.empty()) command = "mkdir -p " + card() + "; exec " + prefix + " '" + command + "'";
+  if (!prefix.empty()) command = "exec " + prefix + " '" + command + "'";
+  std::filesystem::create_directory(card());
   const std::string output = folder_.path("output");
   pid_ = ::fork();
   if (pid_ < 0) throw std::runtime_error("fork");
