@@ -8,6 +8,8 @@
 #include <initializer_list>
 #include <limits>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "flightlink/link_suite.h"
 #include "support/camera_socket.h"
@@ -101,6 +103,29 @@ TEST_F(LinkQuality, ThePoorScoreChoosesTheFactor) {
   expect_first(poor(1e30F), rate_text(200));
   expect_first(poor(-1e30F), "");
   expect_first(poor(std::nanf("")), "");
+}
+
+// The table in docs/interfaces.md: each rate is confirmed before the next report comes.
+TEST_F(LinkQuality, From512OnTheRatesAreTheseUntilALimitIsReached) {
+  const std::pair<CommandLong, std::vector<int>> rows[] = {
+      {good(), {768, 1152, 1728, 2048}},
+      {poor(0), {409, 327, 261, 208, 166, 132, 105, 84, 67, 53, 50}},
+      {poor(14), {307, 184, 110, 66, 50}},
+      {poor(33), {204, 81, 50}},
+      {poor(127), {102, 50}}};
+  for (const auto& [command, wanted] : rows) {
+    in_fresh_process([&, &command = command, &wanted = wanted] {
+      confirm(camera::kStreamRate, 512);
+      std::vector<int> sent;
+      for (int i = 0; i < 100; i++) {
+        link_quality_control(command);
+        if (service_.sent().empty()) continue;
+        sent.push_back(camera::requested(camera::kStreamRate));
+        confirm(camera::kStreamRate, sent.back());
+      }
+      EXPECT_EQ(sent, wanted);
+    });
+  }
 }
 
 TEST_F(LinkQuality, EachCountHasItsWeight) {

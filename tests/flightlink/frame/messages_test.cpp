@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <fstream>
 #include <iterator>
+#include <nlohmann/json.hpp>
 #include <set>
 #include <string>
 
@@ -19,6 +22,29 @@ TEST(Messages, EveryTypeHasItsIdOnceAndTheCrcExtraOfTheParser) {
     EXPECT_TRUE(names.insert(type->name).second) << type->name;
   }
   EXPECT_EQ(std::size(kMessageTypes), 21U);
+}
+
+// From messages.json come the tables of the documents and the dissector.
+TEST(Messages, TheDocumentHasTheSameTable) {
+  const auto document = nlohmann::json::parse(std::ifstream(SOURCE_DIR "/docs/messages.json"));
+  const auto& rows = document.at("messages");
+  ASSERT_EQ(rows.size(), std::size(kMessageTypes));
+  for (size_t i = 0; i < rows.size(); i++) {
+    const MessageType& type = *kMessageTypes[i];
+    EXPECT_EQ(rows[i].at("id"), type.id);
+    EXPECT_EQ(rows[i].at("name"), type.name);
+    EXPECT_EQ(rows[i].at("length"), type.length) << type.name;
+    EXPECT_EQ(rows[i].at("crc_extra"), type.crc_extra) << type.name;
+  }
+  const auto& others = document.at("other_crc_extra");
+  for (int id = 0; id < 256; id++) {
+    const std::string key = std::to_string(id);
+    const bool has_row =
+        std::any_of(rows.begin(), rows.end(), [id](const auto& row) { return row.at("id") == id; });
+    ASSERT_FALSE(has_row && others.contains(key)) << id;
+    if (has_row) continue;
+    EXPECT_EQ(others.value(key, 0), mavlink_crc_extra(static_cast<uint8_t>(id))) << id;
+  }
 }
 
 TEST(Messages, AFrameIsFinishedAsItsType) {
