@@ -34,21 +34,11 @@ constexpr std::string_view kPlaces[] = {"/tmp",
                                         "/usr/local/share/script",
                                         "/usr/local/ath6kl"};
 // The card; this test's own files; logs of the stand-ins; what the program is meant to write.
-constexpr std::string_view kPassedOver[] = {"/tmp/SD0",
-                                            "/tmp/storm",
-                                            "/tmp/fifo.",
-                                            "/tmp/camera_service.",
-                                            "/tmp/gpio.log",
-                                            "/tmp/clock.",
-                                            "/tmp/factory.log",
-                                            "/tmp/sent_image",
-                                            "/tmp/preload",
-                                            "/pref/cam.conf",
-                                            "/tmp/macset.txt",
-                                            "/run/netns",
-                                            "/run/xtables.lock",
-                                            "/tmp/live_video",
-                                            "/tmp/house_test."};
+constexpr std::string_view kPassedOver[] = {
+    "/tmp/SD0",          "/tmp/storm",      "/tmp/fifo.",       "/tmp/camera_service.",
+    "/tmp/gpio.log",     "/tmp/clock.",     "/tmp/factory.log", "/tmp/sent_image",
+    "/tmp/preload",      "/pref/cam.conf",  "/tmp/macset.txt",  "/run/netns",
+    "/run/xtables.lock", "/tmp/live_video", "/tmp/house_test."};
 
 bool passed_over(const std::string& path) {
   for (const std::string_view start : kPassedOver) {

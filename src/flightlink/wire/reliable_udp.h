@@ -37,7 +37,7 @@ struct ReliableUdpContext {
   base::Mutex ack_mutex;
   uint32_t ack_stamp GUARDED_BY(ack_mutex);       // as echoed; 0 none
   uint64_t ack_arrival_us GUARDED_BY(ack_mutex);  // local time at which it arrived
-  std::atomic<int> ack_socket;  // 0: not open; released, acquired
+  std::atomic<int> ack_socket;                    // 0: not open; released, acquired
   pthread_t receiver;
   // Each publishes the handle above that it speaks of (release, acquire): a signal handler on
   // another thread reads both handles.
