@@ -134,19 +134,24 @@ class Tree:
         for (_, folder), test in self.tests().items():
             inputs = self.ninja("-t", "inputs", program_of(test, str(self.build))).split("\n")
             self.suites.append(Suite(test, folder, str(self.build), inputs))
+        if (self.build / ".ninja_deps").exists():
+            self.read_objects()
 
     def has(self, file):
         """Whether this build may have it: only another one compiles some sources."""
         return file.endswith(".h") or any(str(self.copy / file) in suite.inputs for suite in self.suites)
 
-    def suites_of(self, file, stage):
-        """The suites of a stage that depend on the file. What is new is built and timed: the copy has no mutant."""
-        # Who includes a header is known of what is built.
+    def suites_of(self, file, stage, known):
+        """The suites of a stage that depend on the file. What is new is built and timed: the copy has no mutant.
+
+        Who includes a header is known of what was built once; `known`: only these.
+        """
         suites = [s for s in self.suites
                   if s.stage(file) == stage and (file.endswith(".h") or str(self.copy / file) in s.inputs)]  # fmt: skip
+        if known:
+            suites = [suite for suite in suites if self.objects.get(file, set()) & suite.inputs]
         self.build_new([suite for suite in suites if not suite.content])
-        objects = self.objects.get(file, set())
-        suites = [suite for suite in suites if objects & suite.inputs]
+        suites = [suite for suite in suites if self.objects.get(file, set()) & suite.inputs]
         self.learn_times([suite for suite in suites if suite.usual is None])
         return [suite for suite in suites if suite in self.suites]
 
@@ -157,6 +162,9 @@ class Tree:
         self.ninja(f"-j{self.jobs}", *sorted({suite.program for suite in suites}))
         for suite in suites:
             suite.content = self.content_of(suite)
+        self.read_objects()
+
+    def read_objects(self):
         target = ""
         for line in self.ninja("-t", "deps").split("\n"):
             if line.startswith(" "):
