@@ -13,6 +13,7 @@ enum class ExitCode : int {
   kRefused = 1,       // the camera refused or failed, or a local file did
   kUsage = 2,         //
   kNoCamera = 3,      // no camera, or no answer in time
+  kNotNow = 4,        // the camera's status says that it would refuse; nothing was sent
   kInterrupted = 130  // Ctrl-C before the command was through
 };
 
