@@ -40,8 +40,9 @@ a recording command, a mode switch, a photo or a setting is under way, or while 
 on the board does not answer; a command then ends with a sentence that says what to check.
 
 Exit status: 0 done; 1 the camera refused or failed, or a file could not be written; 2 wrong usage;
-3 no camera or no answer in time; 130 interrupted. With --json one object comes per result, with
-"ok", "command" and, after a failure, "error" and "exit_code".
+3 no camera or no answer in time; 4 not now: the camera's status says that it would refuse; 130
+interrupted. With --json one object comes per result, with "ok", "command" and, after a failure,
+"error" and "exit_code".
 )";
 
 struct Options {

@@ -84,7 +84,7 @@ Failure enter_mode(Session& session, std::string_view command, uint32_t mode,
   CameraLink& link = session.link;
   if (link.state().status->mode == mode) return std::nullopt;
   if (link.state().recording) {
-    return session.out.fail(command, ExitCode::kRefused,
+    return session.out.fail(command, ExitCode::kNotNow,
                             "the camera is recording; stop the recording first (record stop)");
   }
   session.out.note(fmt::format("switching to {} mode", mode_text(mode)));

@@ -31,14 +31,14 @@ struct PhotoAnswers {
 Failure refuse_photo(Session& session, const PhotoRequest& request) {
   const CameraState& state = session.link.state();
   if (state.recording) {
-    return session.out.fail("photo", ExitCode::kRefused,
+    return session.out.fail("photo", ExitCode::kNotNow,
                             "the camera is recording; stop the recording first (record stop)");
   }
   if (state.status->timelapse == 1 || state.status->timelapse == 2) {
-    return session.out.fail("photo", ExitCode::kRefused, "a time-lapse is under way");
+    return session.out.fail("photo", ExitCode::kNotNow, "a time-lapse is under way");
   }
   if (request.mode >= 0 && state.status->photo_format == kPhotoFormatRaw) {
-    return session.out.fail("photo", ExitCode::kRefused,
+    return session.out.fail("photo", ExitCode::kNotNow,
                             "the camera refuses a named photo while its photo format is RAW");
   }
   return std::nullopt;

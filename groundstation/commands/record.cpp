@@ -44,7 +44,7 @@ ExitCode record(Session& session, const RecordStep& step) {
   if (Failure failure = meet_camera(session, step.command, deadline)) return *failure;
   const CameraState& state = session.link.state();
   if (state.recording == step.recording) {
-    return session.out.fail(step.command, ExitCode::kRefused, step.already);
+    return session.out.fail(step.command, ExitCode::kNotNow, step.already);
   }
   if (step.recording) {
     if (Failure failure = enter_mode(session, step.command, kModeVideo, deadline)) return *failure;

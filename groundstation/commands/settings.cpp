@@ -172,7 +172,7 @@ ExitCode reset_camera(Session& session, const Reset& reset) {
   const uint64_t deadline = session.deadline(reset.timeout_s);
   if (Failure failure = meet_camera(session, reset.command, deadline)) return *failure;
   if (session.link.state().recording) {
-    return session.out.fail(reset.command, ExitCode::kRefused,
+    return session.out.fail(reset.command, ExitCode::kNotNow,
                             "the camera is recording; stop the recording first (record stop)");
   }
   if (Failure failure = confirm(session, reset.command, setting_message(reset.sub, 0),

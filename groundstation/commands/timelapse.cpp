@@ -16,11 +16,11 @@ constexpr uint32_t kTimelapseResolution = 4;  // 1920x1080 30P
 Failure refuse_timelapse(Session& session) {
   const CameraState& state = session.link.state();
   if (state.status->timelapse != kTimelapseIdle) {
-    return session.out.fail("timelapse start", ExitCode::kRefused,
+    return session.out.fail("timelapse start", ExitCode::kNotNow,
                             "a time-lapse is under way already");
   }
   if (state.status->resolution != kTimelapseResolution) {
-    return session.out.fail("timelapse start", ExitCode::kRefused,
+    return session.out.fail("timelapse start", ExitCode::kNotNow,
                             "the camera makes time-lapses at 1920x1080 30P only (set "
                             "video_resolution 1920x1080-30P)");
   }
@@ -63,7 +63,7 @@ ExitCode stop_timelapse(Session& session) {
   if (Failure failure = meet_camera(session, kCommand, deadline)) return *failure;
   session.link.drain();
   if (session.link.state().status->timelapse == kTimelapseIdle) {
-    return session.out.fail(kCommand, ExitCode::kRefused, "no time-lapse is under way");
+    return session.out.fail(kCommand, ExitCode::kNotNow, "no time-lapse is under way");
   }
   const auto match = [](const CameraEvent& event) {
     const auto* status = std::get_if<CameraStatus>(&event);

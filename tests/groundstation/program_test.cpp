@@ -149,14 +149,14 @@ TEST(Program, NamedPhotoCarriesModeAndSequence) {
   EXPECT_EQ(parameter(commands[0], 7), 1.0F);
 }
 
-TEST(Program, RefusalsThatTheStatusShowsAre1AtOnce) {
+TEST(Program, RefusalsThatTheStatusShowsAre4AtOnce) {
   FakeCamera recording({.recording = true, .mode = 1});
-  EXPECT_EQ(run_with_camera(recording.port(), "photo").exit_code, 1);
-  EXPECT_EQ(run_with_camera(recording.port(), "mode photo").exit_code, 1);
-  EXPECT_EQ(run_with_camera(recording.port(), "record start").exit_code, 1);
+  EXPECT_EQ(run_with_camera(recording.port(), "photo").exit_code, 4);
+  EXPECT_EQ(run_with_camera(recording.port(), "mode photo").exit_code, 4);
+  EXPECT_EQ(run_with_camera(recording.port(), "record start").exit_code, 4);
   FakeCamera raw({.raw = true});
-  EXPECT_EQ(run_with_camera(raw.port(), "photo --mode PR").exit_code, 1);
-  EXPECT_EQ(run_with_camera(raw.port(), "record stop").exit_code, 1);
+  EXPECT_EQ(run_with_camera(raw.port(), "photo --mode PR").exit_code, 4);
+  EXPECT_EQ(run_with_camera(raw.port(), "record stop").exit_code, 4);
   EXPECT_TRUE(recording.received(76).empty());
   EXPECT_TRUE(raw.received(76).empty());
 }

@@ -118,13 +118,13 @@ TEST(SettingProgram, FormatAndDefaultsAreConfirmed) {
 TEST(SettingProgram, TimelapseStartsInVideoModeAndStops) {
   FakeCamera camera({});
   const ProgramResult stop = run_with_camera(camera.port(), "timelapse stop");
-  EXPECT_EQ(stop.exit_code, 1);
+  EXPECT_EQ(stop.exit_code, 4);
   EXPECT_THAT(stop.err, HasSubstr("no time-lapse is under way"));
   const ProgramResult start = run_with_camera(
       camera.port(), "timelapse start --interval 7 --count 3 --values 1.5 2 --json");
   EXPECT_EQ(start.exit_code, 0) << start.err;
   EXPECT_EQ(start.json()["interval"], 7);
-  EXPECT_EQ(run_with_camera(camera.port(), "timelapse start").exit_code, 1);
+  EXPECT_EQ(run_with_camera(camera.port(), "timelapse start").exit_code, 4);
   EXPECT_EQ(run_with_camera(camera.port(), "timelapse stop").exit_code, 0);
   const auto commands = camera.received(76);
   ASSERT_EQ(commands.size(), 3U);  // video mode, start, stop
@@ -138,7 +138,7 @@ TEST(SettingProgram, TimelapseStartsInVideoModeAndStops) {
 TEST(SettingProgram, TimelapseNeedsItsResolution) {
   FakeCamera camera({});
   EXPECT_EQ(run_with_camera(camera.port(), "set resolution 6").exit_code, 0);
-  expect_failure(run_with_camera(camera.port(), "timelapse start"), 1, "1920x1080 30P only");
+  expect_failure(run_with_camera(camera.port(), "timelapse start"), 4, "1920x1080 30P only");
 }
 
 TEST(SettingProgram, ParamsAreListedWithoutALostOne) {

@@ -34,7 +34,7 @@ TEST(ShellProgram, HelpListsTheCommandsAndQuitEnds) {
 TEST(ShellProgram, FailureDoesNotEndItButShowsInTheExitCode) {
   FakeCamera camera({});
   const ProgramResult refused = run_with_camera(camera.port(), "shell", "record stop\nphoto\n");
-  EXPECT_EQ(refused.exit_code, 1);
+  EXPECT_EQ(refused.exit_code, 4);
   EXPECT_EQ(camera.photos(), 1);
   EXPECT_EQ(run_with_camera(camera.port(), "shell", "nonsense\n").exit_code, 2);
 }
