@@ -45,6 +45,7 @@ std::string CameraLink::open() {
 }
 
 void CameraLink::send(const PeerMessage& message, uint8_t sysid) {
+  if (!socket_.open()) return;
   flightlink::MavlinkMessage frame{};
   frame.msgid = message.msgid;
   std::copy(message.payload.begin(), message.payload.end(), frame.payload);
@@ -53,6 +54,10 @@ void CameraLink::send(const PeerMessage& message, uint8_t sysid) {
                                  flightlink::mavlink_crc_extra(message.msgid));
   uint8_t wire[flightlink::kMavlinkMaxFrame];
   const uint16_t length = flightlink::mavlink_frame_to_buffer(wire, &frame);
+  if (options_.trace != nullptr) {
+    options_.trace->add(base::monotonic_us(), own_address(ntohs(options_.local.sin_port)),
+                        options_.camera, {wire, length});
+  }
   // While the camera opens its socket anew an earlier refusal may be reported here, once; the
   // second attempt then sends.
   for (int attempt = 0; attempt < 2; attempt++) {
@@ -62,6 +67,12 @@ void CameraLink::send(const PeerMessage& message, uint8_t sysid) {
       return;
     }
   }
+}
+
+sockaddr_in CameraLink::own_address(uint16_t port) const {
+  sockaddr_in own = own_;
+  own.sin_port = htons(port);
+  return own;
 }
 
 void CameraLink::want_live_video(bool on) {
@@ -119,6 +130,10 @@ void CameraLink::receive() {
   const ssize_t length = ::recvfrom(socket_.get(), buffer_.data(), buffer_.size(), 0,
                                     reinterpret_cast<sockaddr*>(&from), &from_length);
   if (length <= 0 || from_length < sizeof from) return;
+  if (options_.trace != nullptr) {
+    options_.trace->add(base::monotonic_us(), from, own_address(ntohs(options_.local.sin_port)),
+                        std::span(buffer_).first(static_cast<size_t>(length)));
+  }
   if (from.sin_addr.s_addr != options_.camera.sin_addr.s_addr) return;
   // A datagram holds whole frames: a fresh parser each time keeps a damaged one from eating the
   // next.

@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "base/descriptor.h"
+#include "groundstation/link/trace.h"
 #include "groundstation/messages/camera_messages.h"
 #include "groundstation/messages/peer_messages.h"
 
@@ -26,7 +27,8 @@ inline constexpr uint8_t kOwnSystemId = 1;
 struct LinkOptions {
   sockaddr_in camera;
   sockaddr_in local;
-  uint8_t link_level;  // 0 to 15, upper four bits of our system_status
+  uint8_t link_level;      // 0 to 15, upper four bits of our system_status
+  Trace* trace = nullptr;  // gets everything that this program and the camera exchange; not owned
 };
 
 // What is known of the camera, from everything received so far.
@@ -55,7 +57,8 @@ class CameraLink {
   using Match = std::function<bool(const CameraEvent& event)>;
   using FrameMatch = std::function<bool(const flightlink::MavlinkMessage& frame)>;
 
-  explicit CameraLink(const LinkOptions& options) : options_(options) {}
+  explicit CameraLink(const LinkOptions& options)
+      : options_(options), own_(address_towards(options.camera, options.local)) {}
 
   // Binds the socket and sends the first HEARTBEAT. Returns an empty text, or why it cannot be
   // done.
@@ -87,6 +90,9 @@ class CameraLink {
   [[nodiscard]] const CameraState& state() const { return state_; }
   [[nodiscard]] const LinkOptions& options() const { return options_; }
 
+  // Our own address, as the camera sees it, and that port.
+  [[nodiscard]] sockaddr_in own_address(uint16_t port) const;
+
  private:
   void send_heartbeat_if_due(uint64_t now_us);
   void receive();
@@ -96,6 +102,7 @@ class CameraLink {
   bool deliver(const Match& match);
 
   LinkOptions options_;
+  sockaddr_in own_;
   base::Descriptor socket_;
   uint8_t sequence_ = 0;
   bool wants_live_video_ = false;

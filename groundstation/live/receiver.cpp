@@ -48,8 +48,10 @@ std::string LiveReceiver::open(const sockaddr_in& local, const in_addr& camera) 
   }
   set_options(socket_.get());
   if (::bind(socket_.get(), reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) {
-    return fmt::format("cannot bind {} for the live video: {}", endpoint_text(local),
-                       std::strerror(errno));
+    const int error = errno;
+    return fmt::format(
+        "cannot bind {} for the live video: {}{}", endpoint_text(local), std::strerror(error),
+        error == EADDRINUSE ? " (another program here receives it: end that one)" : "");
   }
   if (const int error = base::start_thread(run, this, &thread_); error != 0) {
     return fmt::format("no thread for the live video: {}", std::strerror(error));
@@ -108,11 +110,11 @@ void LiveReceiver::receive() {
     std::memcpy(&lost, CMSG_DATA(c), sizeof lost);
     socket_dropped_.store(lost, std::memory_order_relaxed);
   }
-  push(buffer_.data(), static_cast<size_t>(size));
+  push(from, static_cast<size_t>(size));
 }
 
-void LiveReceiver::push(const uint8_t* bytes, size_t size) {
-  LiveDatagram datagram{base::monotonic_us(), {bytes, bytes + size}};
+void LiveReceiver::push(const sockaddr_in& from, size_t size) {
+  LiveDatagram datagram{base::monotonic_us(), from, {buffer_.data(), buffer_.data() + size}};
   {
     const std::lock_guard lock(mutex_);
     if (queued_bytes_ + size > kMaxQueued) {

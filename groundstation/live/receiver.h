@@ -19,6 +19,7 @@ inline constexpr uint16_t kLivePort = 8856;
 
 struct LiveDatagram {
   uint64_t at_us;  // monotonic
+  sockaddr_in from;
   std::vector<uint8_t> bytes;
 };
 
@@ -43,7 +44,7 @@ class LiveReceiver {
  private:
   static void* run(void* self);
   void receive();
-  void push(const uint8_t* bytes, size_t size);
+  void push(const sockaddr_in& from, size_t size);
 
   in_addr camera_{};
   base::Descriptor socket_;

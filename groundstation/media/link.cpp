@@ -14,7 +14,9 @@ constexpr uint64_t kCameraTurnUs = 100'000;
 std::string MediaLink::open(uint16_t port) {
   endpoint_ = camera_.options().camera;
   endpoint_.sin_port = htons(port);
-  return receiver_.open(camera_.options().local.sin_addr, endpoint_);
+  std::string trouble = receiver_.open(camera_.options().local.sin_addr, endpoint_);
+  own_ = camera_.own_address(receiver_.port());
+  return trouble;
 }
 
 void MediaLink::send(flightlink::MavlinkMessage message) {
@@ -22,7 +24,14 @@ void MediaLink::send(flightlink::MavlinkMessage message) {
                                  flightlink::mavlink_crc_extra(message.msgid), message.compid);
   uint8_t wire[flightlink::kMavlinkMaxFrame];
   const uint16_t length = flightlink::mavlink_frame_to_buffer(wire, &message);
+  trace(own_, endpoint_, {wire, length});
   receiver_.send({wire, length});
+}
+
+void MediaLink::trace(const sockaddr_in& from, const sockaddr_in& to,
+                      std::span<const uint8_t> bytes) const {
+  Trace* trace = camera_.options().trace;
+  if (trace != nullptr) trace->add(base::monotonic_us(), from, to, bytes);
 }
 
 bool MediaLink::take(MediaEvent* event) {
@@ -31,6 +40,7 @@ bool MediaLink::take(MediaEvent* event) {
     const std::span<const uint8_t> datagram = receiver_.front();
     if (datagram.data() == nullptr) return false;
     holds_front_ = true;
+    trace(endpoint_, own_, datagram);
     if (std::optional<MediaEvent> decoded = decode_media_datagram(datagram)) {
       *event = std::move(*decoded);
       return true;

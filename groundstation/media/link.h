@@ -6,6 +6,7 @@
 #include <netinet/in.h>
 
 #include <cstdint>
+#include <span>
 #include <string>
 
 #include "groundstation/link/camera_link.h"
@@ -32,10 +33,12 @@ class MediaLink {
 
  private:
   [[nodiscard]] bool take(MediaEvent* event);
+  void trace(const sockaddr_in& from, const sockaddr_in& to, std::span<const uint8_t> bytes) const;
   Wait run_camera_link(uint64_t until_us, int extra_fd);
 
   CameraLink& camera_;
   sockaddr_in endpoint_{};
+  sockaddr_in own_{};
   MediaReceiver receiver_;
   uint8_t sequence_ = 0;
   bool holds_front_ = false;

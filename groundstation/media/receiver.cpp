@@ -61,6 +61,13 @@ MediaReceiver::~MediaReceiver() {
   pthread_join(thread_, nullptr);
 }
 
+uint16_t MediaReceiver::port() const {
+  sockaddr_in own{};
+  socklen_t length = sizeof own;
+  ::getsockname(socket_.get(), reinterpret_cast<sockaddr*>(&own), &length);
+  return ntohs(own.sin_port);
+}
+
 void MediaReceiver::send(std::span<const uint8_t> bytes) {
   // While the camera opens its socket anew an earlier refusal may be reported here, once; the
   // second attempt then sends.

@@ -28,6 +28,9 @@ class MediaReceiver {
   // port, is received. Returns an empty text, or why it cannot be done.
   [[nodiscard]] std::string open(const in_addr& local, const sockaddr_in& camera);
 
+  // Our port; 0 until open.
+  [[nodiscard]] uint16_t port() const;
+
   // A send error is ignored: the camera's silence tells.
   void send(std::span<const uint8_t> bytes);
 

@@ -39,6 +39,8 @@ std::string temporary_path(const std::string& name) {
   return path;
 }
 
+OwnPath::~OwnPath() { std::filesystem::remove_all(path); }
+
 std::string read_file(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   std::ostringstream text;

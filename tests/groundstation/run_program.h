@@ -32,4 +32,13 @@ void expect_failure(const ProgramResult& result, int exit_code, const std::strin
 std::string temporary_path(const std::string& name);
 std::string read_file(const std::string& path);
 
+// Such a path for a file or folder, which is gone at the end.
+struct OwnPath {
+  std::string path;
+  explicit OwnPath(const std::string& name) : path(temporary_path(name)) {}
+  ~OwnPath();
+  OwnPath(const OwnPath&) = delete;
+  OwnPath& operator=(const OwnPath&) = delete;
+};
+
 }  // namespace groundstation_test
