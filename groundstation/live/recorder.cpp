@@ -39,6 +39,18 @@ LiveFigures LiveRecorder::figures() const {
   return figures;
 }
 
+bool LiveRecorder::stalled_at(uint64_t now_us) const {
+  return figures_.datagrams > 0 && now_us > last_us_ + kStallUs;
+}
+
+LiveFigures LiveRecorder::figures_at(uint64_t now_us) const {
+  LiveFigures at = figures();
+  if (!stalled_at(now_us)) return at;
+  at.stalls++;
+  at.longest_pause_us = std::max(at.longest_pause_us, now_us - last_us_);
+  return at;
+}
+
 void LiveRecorder::keep_parameters(const NalUnit& unit) {
   if (started_) return;
   if (unit.type() == kUnitSps) sps_.assign(unit.bytes.begin(), unit.bytes.end());
@@ -51,16 +63,16 @@ void LiveRecorder::picture(AccessUnit& unit) {
     if ((!unit.has_sps && sps_.empty()) || (!unit.has_pps && pps_.empty())) return;
     started_ = true;
     started_us_ = last_us_;
-    if (!unit.has_sps) write(sps_);
-    if (!unit.has_pps) write(pps_);
+    if (!unit.has_sps) write(sps_, true);
+    if (!unit.has_pps) write(pps_, true);
   }
-  write(unit.bytes);
+  write(unit.bytes, unit.is_key);
   pictures_written_++;
 }
 
-void LiveRecorder::write(std::span<const uint8_t> bytes) {
+void LiveRecorder::write(std::span<const uint8_t> bytes, bool key) {
   if (failed_) return;
-  if (writer_(bytes)) {
+  if (writer_(bytes, key)) {
     figures_.bytes_written += bytes.size();
   } else {
     failed_ = true;

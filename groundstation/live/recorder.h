@@ -28,8 +28,9 @@ inline constexpr uint64_t kStallUs = 500'000;
 
 class LiveRecorder {
  public:
-  // Takes whole pictures. False means that they cannot be stored; then nothing more is passed on.
-  using Writer = std::function<bool(std::span<const uint8_t> bytes)>;
+  // Takes whole pictures; `key`: decoding may begin here. False means that they cannot be stored;
+  // then nothing more is passed on.
+  using Writer = std::function<bool(std::span<const uint8_t> bytes, bool key)>;
 
   explicit LiveRecorder(Writer writer);
   LiveRecorder(const LiveRecorder&) = delete;
@@ -47,11 +48,15 @@ class LiveRecorder {
   [[nodiscard]] uint64_t pictures_written() const { return pictures_written_; }
   [[nodiscard]] bool failed() const { return failed_; }
   [[nodiscard]] LiveFigures figures() const;
+  // The same at that time (monotonic): a pause that has not ended by then is a stall like others.
+  [[nodiscard]] LiveFigures figures_at(uint64_t now_us) const;
+  // Whether nothing has come for so long that it is a stall.
+  [[nodiscard]] bool stalled_at(uint64_t now_us) const;
 
  private:
   void picture(AccessUnit& unit);
   void keep_parameters(const NalUnit& unit);
-  void write(std::span<const uint8_t> bytes);
+  void write(std::span<const uint8_t> bytes, bool key);
 
   Writer writer_;
   NalSplitter splitter_;

@@ -23,7 +23,7 @@ struct Recording {
 
 Recording record(const std::vector<Bytes>& datagrams) {
   Recording recording;
-  LiveRecorder recorder([&](std::span<const uint8_t> bytes) {
+  LiveRecorder recorder([&](std::span<const uint8_t> bytes, bool /*key*/) {
     recording.pieces.emplace_back(bytes.begin(), bytes.end());
     return true;
   });

@@ -185,6 +185,7 @@ void FakeCamera::list_parameters() {
 void FakeCamera::photo() {
   if (script_.mode != 0 || script_.recording) return;
   photos_++;
+  if (script_.result == 0 && script_.on_new_file) script_.on_new_file();
   acknowledge(2001);
   if (script_.result == 0) report(1);
 }
@@ -196,6 +197,7 @@ void FakeCamera::switch_mode(uint8_t mode) {
 
 void FakeCamera::record(bool on) {
   if (script_.result == 0) script_.recording = on;
+  if (script_.result == 0 && !on && script_.on_new_file) script_.on_new_file();
   acknowledge(on ? 2500 : 2501);
   if (script_.result == 0) report(on ? 3 : 4);
 }
@@ -237,6 +239,8 @@ void FakeCamera::send_regular() {
 }
 
 void FakeCamera::send_live() {
+  if (script_.live_count == 0) return;
+  if (script_.live_count > 0) script_.live_count--;
   const std::vector<uint8_t>& piece = script_.live[next_piece_++ % script_.live.size()];
   send_to_peer(piece, script_.live_port);
 }

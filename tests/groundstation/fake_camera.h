@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -32,6 +33,8 @@ struct CameraScript {
   int lose_parameters = 0;  // so many parameters are lost on the way
   uint16_t live_port = 0;
   std::vector<std::vector<uint8_t>> live = {};  // datagrams, one every 5 ms, again and again
+  int live_count = -1;                          // so many datagrams, then none; -1: no end
+  std::function<void()> on_new_file = {};       // a photo has been taken, or a recording has ended
 };
 
 class FakeCamera : public FakeEndpoint {

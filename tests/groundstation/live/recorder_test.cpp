@@ -11,8 +11,10 @@ using groundstation::LiveRecorder;
 
 struct Recording {
   Bytes written;
+  std::vector<bool> keys;
   bool works = true;
-  LiveRecorder recorder{[this](std::span<const uint8_t> bytes) {
+  LiveRecorder recorder{[this](std::span<const uint8_t> bytes, bool key) {
+    keys.push_back(key);
     written.insert(written.end(), bytes.begin(), bytes.end());
     return works;
   }};
@@ -74,6 +76,31 @@ TEST(LiveRecorder, PausesOverHalfASecondAreStalls) {
   EXPECT_EQ(figures.longest_pause_us, 500'001U);
   EXPECT_EQ(figures.datagrams, 3U);
   EXPECT_EQ(figures.bytes, 26U);
+}
+
+TEST(LiveRecorder, APauseThatHasNotEndedIsAStall) {
+  Recording recording;
+  EXPECT_FALSE(recording.recorder.stalled_at(9'000'000));
+  recording.recorder.feed(1'000'000, kSps);
+  EXPECT_FALSE(recording.recorder.stalled_at(1'500'000));
+  EXPECT_EQ(recording.recorder.figures_at(1'500'000).stalls, 0U);
+  EXPECT_TRUE(recording.recorder.stalled_at(1'500'001));
+  const auto open = recording.recorder.figures_at(4'000'000);
+  EXPECT_EQ(open.stalls, 1U);
+  EXPECT_EQ(open.longest_pause_us, 3'000'000U);
+  // Once it has ended it counts once.
+  recording.recorder.feed(5'000'000, kPps);
+  const auto ended = recording.recorder.figures_at(5'100'000);
+  EXPECT_EQ(ended.stalls, 1U);
+  EXPECT_EQ(ended.longest_pause_us, 4'000'000U);
+}
+
+TEST(LiveRecorder, TellsWhereDecodingMayBegin) {
+  Recording recording;
+  recording.recorder.feed(1, join({kSps, kPps, kPicture3, kKey, kPicture1, kKey, kPicture2}));
+  recording.recorder.flush();
+  // Both parameter sets that came earlier, the key picture, one that leans on it, and so on.
+  EXPECT_EQ(recording.keys, (std::vector<bool>{true, true, true, false, true, false}));
 }
 
 TEST(LiveRecorder, FailedWriteStopsWriting) {
