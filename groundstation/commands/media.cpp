@@ -1,8 +1,9 @@
-// media: what is on the camera's card - list, size, delete; and ending what runs.
+// media: what is on the camera's card - size, delete; and ending what runs.
 #include "groundstation/commands/media.h"
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "base/bytes.h"
@@ -20,43 +21,40 @@ camera answers whoever asked last, and a new request ends a transfer that runs.
 
 Any datagram may be lost. Requests are repeated; what a download lacks is fetched again until every
 byte is certain. A file gets its name when it is complete, and one that is there is kept unless
---force is given.
+--force is given. Whenever a list is asked for the camera deletes videos of 1 MiB or less.
 
 Examples:
-  groundstation media list videos
+  groundstation media list --long
   groundstation media get --all -o card/
+  groundstation media get '*PW*' 20200101_120000AB.MP4 -o card/
   groundstation media get 20200101_120000AB.MP4 -o flight.mp4
   groundstation media thumb 20200101_120000AB.MP4 -o flight.jpg
   groundstation media play 20200101_120000AB.MP4 --from 12.5 -o part.h264
 )";
 
-ExitCode media_list(MediaSession& media, MediaKind kind) {
-  std::vector<std::string> names;
-  const MediaResult result = media.client.list(kind, &names);
-  const char* what = kind == MediaKind::kPhoto ? "photos" : "videos";
-  if (result != MediaResult::kDone) return media_failed(media, result, what, "");
-  std::string text = fmt::format("{} {}", names.size(), what);
-  for (const std::string& name : names) text += "\n" + name;
-  return media.session.out.done(media.command, text, {{"kind", what}, {"files", names}});
-}
-
 ExitCode media_info(MediaSession& media, const std::string& name) {
   const MediaKind kind = known_media_kind(name);
   MediaSize size;
-  const MediaResult result = media.client.size(kind, name, &size);
+  const MediaResult result = media_size(media, kind, name, &size);
   if (result != MediaResult::kDone) return media_failed(media, result, name, "");
-  const char* what = kind == MediaKind::kPhoto ? "photo" : "video";
+  const std::string_view what = media_kind_word(kind);
   std::string text = fmt::format("{}: {}, {} bytes", name, what, size.bytes);
   nlohmann::json fields{{"name", name}, {"kind", what}, {"bytes", size.bytes}};
   if (size.seconds.has_value()) {
     text += fmt::format(", {} s", *size.seconds);
     fields["seconds"] = *size.seconds;
   }
+  if (const std::string date = media_date(name); !date.empty()) {
+    text += fmt::format(", {}", date);
+    fields["date"] = date;
+  }
   return media.session.out.done(media.command, text, fields);
 }
 
 ExitCode media_remove(MediaSession& media, const std::string& name) {
-  const MediaResult result = media.client.remove(known_media_kind(name), name);
+  const MediaKind kind = known_media_kind(name);
+  const MediaResult result =
+      media_retry(media, kind, [&] { return media.client.remove(kind, name); });
   if (result != MediaResult::kDone) {
     return media_failed(media, result, name,
                         fmt::format("the camera does not delete {}; is the card full or write "
@@ -80,6 +78,27 @@ ExitCode media_cancel(MediaSession& media) {
 
 }  // namespace
 
+MediaResult media_names(MediaSession& media, MediaKind kind, std::vector<std::string>* names) {
+  const MediaResult result = media.client.list(kind, names);
+  media.listed |= result == MediaResult::kDone;
+  std::sort(names->begin(), names->end());
+  return result;
+}
+
+MediaResult media_retry(MediaSession& media, MediaKind kind,
+                        const std::function<MediaResult()>& step) {
+  MediaResult result = step();
+  if (result != MediaResult::kNotFound || media.listed) return result;
+  std::vector<std::string> names;
+  result = media_names(media, kind, &names);
+  return result == MediaResult::kDone ? step() : result;
+}
+
+MediaResult media_size(MediaSession& media, MediaKind kind, const std::string& name,
+                       MediaSize* size) {
+  return media_retry(media, kind, [&] { return media.client.size(kind, name, size); });
+}
+
 ExitCode media_failed(MediaSession& media, MediaResult result, std::string_view name,
                       std::string_view what) {
   const Output& out = media.session.out;
@@ -87,7 +106,8 @@ ExitCode media_failed(MediaSession& media, MediaResult result, std::string_view 
   switch (result) {
     case MediaResult::kNotFound:
       return out.fail(media.command, ExitCode::kRefused,
-                      fmt::format("the camera has no file {}", name), fields);
+                      fmt::format("the camera has no file {} (media list shows what it has)", name),
+                      fields);
     case MediaResult::kInterrupted:
       return out.fail(media.command, ExitCode::kInterrupted, "interrupted", fields);
     case MediaResult::kNoAnswer:
@@ -111,6 +131,21 @@ MediaKind known_media_kind(const std::string& name) {
   return *kind;
 }
 
+std::string_view media_kind_word(MediaKind kind) {
+  return kind == MediaKind::kVideo ? "video" : "photo";
+}
+
+std::string media_date(std::string_view name) {
+  constexpr std::string_view kShape = "dddddddd_dddddd";
+  if (name.size() < kShape.size()) return "";
+  for (size_t i = 0; i < kShape.size(); i++) {
+    const bool digit = name[i] >= '0' && name[i] <= '9';
+    if (kShape[i] == 'd' ? !digit : name[i] != kShape[i]) return "";
+  }
+  return fmt::format("{}-{}-{} {}:{}:{}", name.substr(0, 4), name.substr(4, 2), name.substr(6, 2),
+                     name.substr(9, 2), name.substr(11, 2), name.substr(13, 2));
+}
+
 Action media_action(std::string command, uint16_t port, double patience_s, MediaAction action) {
   return [port, patience_s, command = std::move(command),
           action = std::move(action)](Session& session) {
@@ -129,18 +164,7 @@ void add_media_commands(CLI::App& app, Action* chosen) {
       app.add_subcommand("media", "What is on the card: list, download, thumbnails, play, delete.");
   media->require_subcommand(1);
   add_port(media, "--port", &request->port, "UDP port of the camera's media channel");
-
-  CLI::App* list = media->add_subcommand("list", "List the photos or the videos.");
-  list->require_subcommand(1);
-  for (const auto& [word, kind] :
-       {std::pair{"photos", MediaKind::kPhoto}, std::pair{"videos", MediaKind::kVideo}}) {
-    list->add_subcommand(word, fmt::format("List the {}.", word))
-        ->callback([request, chosen, kind = kind] {
-          *chosen =
-              media_action("media list", request->port, kMediaPatienceS,
-                           [kind](MediaSession& session) { return media_list(session, kind); });
-        });
-  }
+  add_media_list_command(*media, request, chosen);
 
   // The commands that take just a name.
   struct Named {
@@ -149,7 +173,7 @@ void add_media_commands(CLI::App& app, Action* chosen) {
     ExitCode (*run)(MediaSession&, const std::string&);
   };
   for (const Named& named :
-       {Named{"info", "Size of a file, and the duration of a video.", media_info},
+       {Named{"info", "Size of a file, its date and the duration of a video.", media_info},
         Named{"rm", "Delete a photo or video, and its thumbnail.", media_remove}}) {
     CLI::App* command = media->add_subcommand(named.word, named.about);
     command->add_option("NAME", request->name, "File on the card")->required();
@@ -160,7 +184,8 @@ void add_media_commands(CLI::App& app, Action* chosen) {
           [request, named](MediaSession& session) { return named.run(session, request->name); });
     });
   }
-  add_media_get_commands(*media, request, chosen);
+  add_media_get_command(*media, request, chosen);
+  add_media_thumb_command(*media, request, chosen);
   add_media_play_command(*media, request, chosen);
   media->add_subcommand("cancel", "End the download or the playback that runs.")
       ->callback([request, chosen] {

@@ -1,298 +1,264 @@
-// media get and media thumb: files from the card, every byte certain.
+// media get: files from the card, every byte certain.
 #include <fmt/format.h>
-#include <unistd.h>
+#include <fnmatch.h>
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
+#include <map>
+#include <set>
 
 #include "base/clock.h"
 #include "base/text.h"
-#include "groundstation/commands/media.h"
+#include "groundstation/commands/media_transfer.h"
 #include "groundstation/media/file.h"
+#include "groundstation/messages/whole_number.h"
 
 namespace groundstation {
 namespace {
 
 constexpr double kGetPatienceS = 10;
-constexpr double kThumbPatienceS = 30;
-constexpr uint64_t kTerminalBarUs = 100'000;
-constexpr uint64_t kLogLineUs = 1'000'000;
-constexpr uint64_t kBarWidth = 30;
+constexpr std::array kKinds{MediaKind::kPhoto, MediaKind::kVideo};
 
-struct MediaItem {
-  MediaKind kind;
-  std::string name;
-  std::string path;
-  uint64_t from = 0;
-  bool force = false;
-};
-
-// What came of one download.
-struct MediaTransfer {
-  ExitCode code = ExitCode::kDone;
-  std::string text;
-  nlohmann::json fields = nlohmann::json::object();
-};
-
-double megabytes_per_s(uint64_t bytes, uint64_t us) {
-  return us == 0 ? 0 : static_cast<double>(bytes) / static_cast<double>(us);
-}
-
-class ProgressBar {
- public:
-  ProgressBar(const Output& out, std::string name, bool quiet)
-      : to_(out.stream()),
-        name_(std::move(name)),
-        quiet_(quiet || out.json()),
-        terminal_(::isatty(fileno(to_)) == 1) {}
-  ~ProgressBar() {
-    if (open_) fmt::print(to_, "\r\x1b[K");
-  }
-  ProgressBar(const ProgressBar&) = delete;
-  ProgressBar& operator=(const ProgressBar&) = delete;
-
-  void show(const MediaDownload& download);
-
- private:
-  std::FILE* to_;
-  std::string name_;
-  bool quiet_;
-  bool terminal_;
-  bool open_ = false;
-  uint64_t start_us_ = base::monotonic_us();
-  uint64_t shown_us_ = start_us_;
-};
-
-void ProgressBar::show(const MediaDownload& download) {
-  const uint64_t now = base::monotonic_us();
-  if (quiet_ || now < shown_us_ + (terminal_ ? kTerminalBarUs : kLogLineUs)) return;
-  shown_us_ = now;
-  const uint64_t bytes =
-      download.recovering() ? download.proved_bytes() : download.first_pass_bytes();
-  const uint64_t total = std::max<uint64_t>(download.total_bytes(), 1);
-  const std::string bar(bytes * kBarWidth / total, '#');
-  fmt::print(to_, "{}{} [{:<{}}] {:3}%  {:.1f} of {:.1f} MB  {:.2f} MB/s{}{}",
-             terminal_ ? "\r\x1b[K" : "", name_, bar, kBarWidth, bytes * 100 / total,
-             static_cast<double>(bytes) / 1e6, static_cast<double>(total) / 1e6,
-             megabytes_per_s(bytes, now - start_us_),
-             download.recovering() ? "  (datagrams were lost: proving from the end)" : "",
-             terminal_ ? "" : "\n");
-  std::fflush(to_);
-  open_ = terminal_;
-}
-
-MediaTransfer transfer_trouble(ExitCode code, std::string sentence) {
-  return {code, std::move(sentence), {}};
-}
-
-// The sentence when the camera or the disk refused.
-std::string refusal(const MediaItem& item, const MediaDownload& download, const MediaFile& file) {
-  if (download.wrong_size()) {
-    return fmt::format("{} has changed on the card while it was fetched", item.name);
-  }
-  if (download.failed()) return file.trouble();
-  return fmt::format(
-      "{} cannot be proved complete: too many datagrams are lost for a file whose "
-      "contents repeat, or it changes on the card",
-      item.name);
-}
-
-MediaResult fetch(MediaSession& media, const MediaItem& item, bool quiet, const MediaSize& size,
-                  MediaTransfer* transfer) {
-  MediaFile file;
-  if (std::string trouble = file.open(item.path, item.force); !trouble.empty()) {
-    *transfer = transfer_trouble(ExitCode::kRefused, std::move(trouble));
-    return MediaResult::kDone;
-  }
-  MediaDownload download(size.bytes, item.from, file);
-  const uint64_t start = base::monotonic_us();
-  const uint64_t streams_before = media.client.streams();
-  MediaResult result = MediaResult::kDone;
-  {
-    ProgressBar bar(media.session.out, item.name, quiet);
-    result = media.client.download(item.kind, item.name, &download, [&] { bar.show(download); });
-  }
-  if (result == MediaResult::kRefused) {
-    *transfer = transfer_trouble(ExitCode::kRefused, refusal(item, download, file));
-    return MediaResult::kDone;
-  }
-  if (result != MediaResult::kDone) return result;
-  const uint64_t us = base::monotonic_us() - start;
-  if (std::string trouble = file.finish(); !trouble.empty()) {
-    *transfer = transfer_trouble(ExitCode::kRefused, std::move(trouble));
-    return MediaResult::kDone;
-  }
-  const uint64_t streams = media.client.streams() - streams_before;
-  const double rate = megabytes_per_s(download.total_bytes(), us);
-  transfer->text =
-      fmt::format("{}: {} bytes in {} ({:.2f} s, {:.2f} MB/s{})", item.name, download.total_bytes(),
-                  item.path, static_cast<double>(us) / 1e6, rate,
-                  download.recovering()
-                      ? fmt::format(", proved by {} streams since datagrams were lost", streams)
-                      : "");
-  transfer->fields = {{"name", item.name},
-                      {"file", item.path},
-                      {"bytes", download.total_bytes()},
-                      {"from", item.from},
-                      {"seconds", static_cast<double>(us) / 1e6},
-                      {"mbyte_per_s", rate},
-                      {"streams", streams},
-                      {"lossless", !download.recovering()}};
-  return MediaResult::kDone;
-}
-
-ExitCode tell(MediaSession& media, const MediaTransfer& transfer, const std::string& name) {
-  const Output& out = media.session.out;
-  if (transfer.code == ExitCode::kDone) {
-    return out.done(media.command, transfer.text, transfer.fields);
-  }
-  return out.fail(media.command, transfer.code, transfer.text, {{"name", name}});
-}
-
-ExitCode get_item(MediaSession& media, const MediaItem& item, bool quiet) {
-  MediaSize size;
-  MediaResult result = media.client.size(item.kind, item.name, &size);
-  MediaTransfer transfer;
-  if (result == MediaResult::kDone) result = fetch(media, item, quiet, size, &transfer);
-  if (result != MediaResult::kDone) return media_failed(media, result, item.name, "");
-  return tell(media, transfer, item.name);
-}
-
-ExitCode get_one(MediaSession& media, const MediaRequest& request) {
-  const std::string& name = request.name;
-  if (request.output.empty() && !base::safe_name(name)) {
-    return media.session.out.fail(media.command, ExitCode::kUsage,
-                                  fmt::format("{} is no file name here; give one with -o", name));
-  }
-  return get_item(media,
-                  {known_media_kind(name), name, media_output_path(request.output, name),
-                   request.from_byte, request.force},
-                  request.quiet);
-}
-
-// One file of get --all. One that is there already with the camera's size is taken for done.
-ExitCode get_listed(MediaSession& media, const MediaRequest& request, MediaKind kind,
-                    const std::string& name) {
-  const Output& out = media.session.out;
-  if (!base::safe_name(name)) {
-    return out.fail(media.command, ExitCode::kRefused,
-                    fmt::format("{} is no safe file name; fetch it by itself with -o", name),
-                    {{"name", name}});
-  }
-  const MediaItem item{kind, name, media_output_path(request.output, name), 0, request.force};
-  std::error_code error;
-  const uint64_t there = std::filesystem::file_size(item.path, error);
-  if (!error && !request.force) {
-    MediaSize size;
-    const MediaResult result = media.client.size(kind, name, &size);
-    if (result != MediaResult::kDone) return media_failed(media, result, name, "");
-    if (size.bytes == there) {
-      out.event(fmt::format("{}: is here already", name), {{"skipped", name}, {"bytes", there}});
-      return ExitCode::kDone;
-    }
-  }
-  return get_item(media, item, request.quiet);
-}
+bool is_pattern(const std::string& text) { return text.find_first_of("*?[") != std::string::npos; }
 
 bool ends_everything(ExitCode code) {
   return code == ExitCode::kInterrupted || code == ExitCode::kNoCamera;
 }
 
-ExitCode get_all(MediaSession& media, const MediaRequest& request) {
-  const Output& out = media.session.out;
-  std::error_code error;
-  if (!request.output.empty()) std::filesystem::create_directories(request.output, error);
-  if (error) {
-    return out.fail(media.command, ExitCode::kRefused,
-                    fmt::format("cannot make {}: {}", request.output, error.message()));
-  }
-  size_t files = 0;
-  size_t failures = 0;
-  for (const MediaKind kind : {MediaKind::kPhoto, MediaKind::kVideo}) {
-    std::vector<std::string> names;
-    const MediaResult result = media.client.list(kind, &names);
-    if (result != MediaResult::kDone) return media_failed(media, result, "list", "");
-    for (const std::string& name : names) {
-      const ExitCode code = get_listed(media, request, kind, name);
-      if (ends_everything(code)) return code;
-      files++;
-      if (code != ExitCode::kDone) failures++;
-    }
-  }
-  if (failures > 0) {
-    return out.fail(media.command, ExitCode::kRefused,
-                    fmt::format("{} of {} files could not be fetched", failures, files),
-                    {{"files", files}, {"failures", failures}});
-  }
-  return out.done(media.command, fmt::format("all {} files of the card are here", files),
-                  {{"files", files}});
+// A file that is wanted, by name or by a pattern.
+struct Wanted {
+  MediaKind kind;
+  std::string name;
+  MediaSize size;
+  bool here = false;  // already, with the camera's size
+};
+
+// Several files: their sizes first, so that it is known how much comes, then one after the other.
+class GetRun {
+ public:
+  GetRun(MediaSession& media, const MediaRequest& request)
+      : media_(media), request_(request), progress_(media.session.out, request.quiet) {}
+
+  ExitCode run();
+
+ private:
+  ExitCode find();
+  ExitCode find_matches(const std::string& pattern);
+  ExitCode look_at(MediaKind kind, const std::string& name);
+  void add(MediaKind kind, const std::string& name);
+  ExitCode fetch(const Wanted& wanted);
+  ExitCode total(uint64_t us) const;
+  ExitCode refuse(const std::string& name, const std::string& sentence);
+
+  MediaSession& media_;
+  const MediaRequest& request_;
+  TransferProgress progress_;
+  std::map<MediaKind, std::vector<std::string>> lists_;
+  std::vector<Wanted> wanted_;
+  std::set<std::string> names_;
+  uint64_t bytes_ = 0;
+  size_t fetched_ = 0;
+  size_t here_ = 0;
+  size_t failures_ = 0;
+};
+
+// One file that cannot be had; the others still can.
+ExitCode GetRun::refuse(const std::string& name, const std::string& sentence) {
+  failures_++;
+  return media_.session.out.fail(media_.command, ExitCode::kRefused, sentence, {{"name", name}});
 }
 
-ExitCode get_thumbnail(MediaSession& media, const MediaRequest& request) {
-  const std::string& name = request.name;
+void GetRun::add(MediaKind kind, const std::string& name) {
+  if (names_.insert(name).second) wanted_.push_back({kind, name, {}});
+}
+
+ExitCode GetRun::find_matches(const std::string& pattern) {
+  for (const MediaKind kind : kKinds) {
+    if (lists_.count(kind) != 0) continue;
+    const MediaResult result = media_names(media_, kind, &lists_[kind]);
+    if (result != MediaResult::kDone) return media_failed(media_, result, pattern, "");
+  }
+  bool found = false;
+  for (const MediaKind kind : kKinds) {
+    for (const std::string& name : lists_[kind]) {
+      if (::fnmatch(pattern.c_str(), name.c_str(), 0) != 0) continue;
+      found = true;
+      add(kind, name);
+    }
+  }
+  if (found || request_.all) return ExitCode::kDone;
+  return refuse(pattern, fmt::format("nothing on the card matches {}", pattern));
+}
+
+// The size, and whether there is anything to fetch.
+ExitCode GetRun::look_at(MediaKind kind, const std::string& name) {
+  if (!base::safe_name(name)) {
+    return refuse(name, fmt::format("{} is no safe file name; fetch it by itself with -o", name));
+  }
+  Wanted wanted{kind, name, {}};
+  const MediaResult result = media_size(media_, kind, name, &wanted.size);
+  if (result == MediaResult::kNotFound) failures_++;
+  if (result != MediaResult::kDone) return media_failed(media_, result, name, "");
+  std::error_code error;
+  const uint64_t there =
+      std::filesystem::file_size(media_output_path(request_.output, name), error);
+  wanted.here = !error && !request_.force && there == wanted.size.bytes;
+  wanted_.push_back(wanted);
+  return ExitCode::kDone;
+}
+
+ExitCode GetRun::find() {
+  for (const std::string& text : request_.names) {
+    if (!is_pattern(text)) {
+      add(known_media_kind(text), text);
+    } else if (const ExitCode code = find_matches(text); ends_everything(code)) {
+      return code;
+    }
+  }
+  for (const Wanted& named : std::exchange(wanted_, {})) {
+    if (const ExitCode code = look_at(named.kind, named.name); ends_everything(code)) return code;
+  }
+  return ExitCode::kDone;
+}
+
+ExitCode GetRun::fetch(const Wanted& wanted) {
+  const MediaItem item{wanted.kind, wanted.name, media_output_path(request_.output, wanted.name), 0,
+                       request_.force};
+  const MediaTransfer transfer = media_transfer(media_, item, wanted.size, &progress_);
+  bytes_ += transfer.bytes;
+  (transfer.code == ExitCode::kDone ? fetched_ : failures_)++;
+  return media_tell(media_, transfer, wanted.name);
+}
+
+ExitCode GetRun::total(uint64_t us) const {
+  const size_t files = fetched_ + here_ + failures_;
+  const nlohmann::json fields{{"files", files},
+                              {"fetched", fetched_},
+                              {"here", here_},
+                              {"failures", failures_},
+                              {"bytes", bytes_},
+                              {"seconds", static_cast<double>(us) / 1e6},
+                              {"mbyte_per_s", megabytes_per_s(bytes_, us)}};
+  const Output& out = media_.session.out;
+  if (failures_ > 0) {
+    return out.fail(media_.command, ExitCode::kRefused,
+                    fmt::format("{} of {} files could not be fetched", failures_, files), fields);
+  }
+  return out.done(
+      media_.command,
+      fmt::format("{}{} files: {}{}", request_.all ? "all " : "", files, amount_text(bytes_, us),
+                  here_ > 0 ? fmt::format(" ({} were here already)", here_) : ""),
+      fields);
+}
+
+ExitCode GetRun::run() {
+  const Output& out = media_.session.out;
+  if (const ExitCode code = find(); ends_everything(code)) return code;
+  uint64_t bytes = 0;
+  size_t coming = 0;
+  for (const Wanted& wanted : wanted_) {
+    if (wanted.here) continue;
+    coming++;
+    bytes += wanted.size.bytes;
+  }
+  if (coming > 0 && !request_.output.empty()) {
+    if (const std::string trouble = make_folder(request_.output); !trouble.empty()) {
+      return out.fail(media_.command, ExitCode::kRefused, trouble);
+    }
+  }
+  progress_.expect(coming, bytes);
+  const uint64_t start = base::monotonic_us();
+  for (const Wanted& wanted : wanted_) {
+    if (wanted.here) {
+      here_++;
+      out.event(fmt::format("{}: is here already", wanted.name), {{"ok", true},
+                                                                  {"command", media_.command},
+                                                                  {"name", wanted.name},
+                                                                  {"here", true},
+                                                                  {"bytes", wanted.size.bytes}});
+    } else if (const ExitCode code = fetch(wanted); ends_everything(code)) {
+      return code;
+    }
+  }
+  return total(base::monotonic_us() - start);
+}
+
+ExitCode get_one(MediaSession& media, const MediaRequest& request) {
+  const std::string& name = request.names[0];
+  const Output& out = media.session.out;
+  if (request.output.empty() && !base::safe_name(name)) {
+    return out.fail(media.command, ExitCode::kUsage,
+                    fmt::format("{} is no file name here; give one with -o", name));
+  }
   const MediaKind kind = known_media_kind(name);
-  std::string own = name.substr(0, name.rfind('.'));
-  own += kind == MediaKind::kVideo ? "_v.JPG" : "_p.JPG";
-  if (request.output.empty() && !base::safe_name(own)) {
-    return media.session.out.fail(media.command, ExitCode::kUsage,
-                                  fmt::format("{} is no file name here; give one with -o", own));
-  }
   MediaSize size;
-  // An unknown file would make the camera say nothing at all.
-  MediaResult result = media.client.size(kind, name, &size);
-  if (result == MediaResult::kDone) result = media.client.make_thumbnail(name, &size);
-  MediaTransfer transfer;
-  if (result == MediaResult::kDone) {
-    const MediaItem item{MediaKind::kThumbnail, name, media_output_path(request.output, own), 0,
-                         request.force};
-    result = fetch(media, item, request.quiet, size, &transfer);
+  const MediaResult result = media_size(media, kind, name, &size);
+  if (result != MediaResult::kDone) return media_failed(media, result, name, "");
+  if (request.from_byte > size.bytes) {
+    return out.fail(media.command, ExitCode::kRefused,
+                    fmt::format("{} has only {} bytes: --from {} lies behind its end", name,
+                                size.bytes, request.from_byte),
+                    {{"name", name}, {"bytes", size.bytes}});
   }
-  if (result != MediaResult::kDone) {
-    return media_failed(media, result, name,
-                        fmt::format("the camera cannot make a thumbnail of {}", name));
+  TransferProgress progress(out, request.quiet);
+  const MediaItem item{kind, name, media_output_path(request.output, name), request.from_byte,
+                       request.force};
+  return media_tell(media, media_transfer(media, item, size, &progress), name);
+}
+
+// CLI11 reads "-1" as a huge number and "010" as 8.
+const CLI::Validator kByteOffset(
+    [](std::string& text) {
+      constexpr uint64_t kLargest = INT64_MAX;  // the camera's own limit
+      const auto number = whole_number<uint64_t>(text);
+      return number.has_value() && *number <= kLargest
+                 ? std::string()
+                 : fmt::format(
+                       "{} is no offset in a file: give the first byte that is wanted, a "
+                       "whole number from 0 on",
+                       text);
+    },
+    "BYTE");
+
+void check_usage(const MediaRequest& request, bool from_given) {
+  if (request.names.empty() && !request.all) throw CLI::RequiredError("NAME or --all");
+  for (const std::string& name : request.names) {
+    if (!is_pattern(name)) known_media_kind(name);
   }
-  return tell(media, transfer, name);
+  if (from_given && (request.names.size() != 1 || is_pattern(request.names[0]))) {
+    throw CLI::ValidationError("--from", "it goes with the name of one file");
+  }
 }
 
 }  // namespace
 
-void add_media_get_commands(CLI::App& media, const std::shared_ptr<MediaRequest>& request,
-                            Action* chosen) {
-  CLI::App* get = media.add_subcommand(
-      "get",
-      "Download a file, or all. What was lost on the way is fetched again, from the end of the\n"
-      "file backward, until every byte is certain.");
-  CLI::Option* name = get->add_option("NAME", request->name, "File on the card");
+void add_media_get_command(CLI::App& media, const std::shared_ptr<MediaRequest>& request,
+                           Action* chosen) {
+  CLI::App* get = media.add_subcommand("get",
+                                       "Download files. What was lost on the way is fetched again, "
+                                       "from the end of a file backward,\n"
+                                       "until every byte is certain. Of several, those that are "
+                                       "here already with the same size are\n"
+                                       "left out.");
+  CLI::Option* names = get->add_option(
+      "NAME", request->names, "Files on the card; also patterns such as '*PW*', in quotes");
   get->add_option("-o,--output", request->output,
-                  "File, or a folder that is there; with --all a "
-                  "folder");
+                  "File, or a folder that is there; for several files a folder, made if need be");
   CLI::Option* from = get->add_option("--from", request->from_byte,
-                                      "First byte that is wanted; the output holds the rest");
-  get->add_flag("--all", request->all, "Every photo and video; what is here already is left out")
-      ->excludes(name)
-      ->excludes(from);
+                                      "First byte that is wanted; the output holds the rest")
+                          ->check(kByteOffset);
+  get->add_flag("--all", request->all, "Every photo and video")->excludes(names)->excludes(from);
   get->add_flag("-f,--force", request->force, "Replace files that are here");
   get->add_flag("-q,--quiet", request->quiet, "No progress");
-  get->callback([request, chosen] {
-    if (!request->all && request->name.empty()) throw CLI::RequiredError("NAME or --all");
-    if (!request->all) known_media_kind(request->name);
-    *chosen =
-        media_action("media get", request->port, kGetPatienceS, [request](MediaSession& session) {
-          return request->all ? get_all(session, *request) : get_one(session, *request);
+  get->callback([request, from, chosen] {
+    check_usage(*request, from->count() > 0);
+    const bool one = request->names.size() == 1 && !is_pattern(request->names[0]);
+    if (request->all) request->names = {"*"};
+    *chosen = media_action(
+        "media get", request->port, kGetPatienceS, [request, one](MediaSession& session) {
+          return one ? get_one(session, *request) : GetRun(session, *request).run();
         });
-  });
-
-  CLI::App* thumb = media.add_subcommand(
-      "thumb", "Download the thumbnail of a photo or video; the camera makes it if it has none.");
-  thumb->add_option("NAME", request->name, "Photo or video on the card")->required();
-  thumb->add_option("-o,--output", request->output, "File, or a folder that is there");
-  thumb->add_flag("-f,--force", request->force, "Replace a file that is here");
-  thumb->add_flag("-q,--quiet", request->quiet, "No progress");
-  thumb->callback([request, chosen] {
-    known_media_kind(request->name);
-    *chosen =
-        media_action("media thumb", request->port, kThumbPatienceS,
-                     [request](MediaSession& session) { return get_thumbnail(session, *request); });
   });
 }
 

@@ -1,8 +1,5 @@
 // media play: a video from some time on, as H.264, with keys to pause, resume and seek.
 #include <fmt/format.h>
-#include <poll.h>
-#include <termios.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <map>
@@ -12,63 +9,37 @@
 #include "groundstation/commands/media.h"
 #include "groundstation/media/file.h"
 #include "groundstation/media/playback.h"
+#include "groundstation/terminal/key_input.h"
+#include "groundstation/terminal/progress_line.h"
 
 namespace groundstation {
 namespace {
 
 constexpr double kPlayPatienceS = 10;
 constexpr uint64_t kKeyTurnUs = 50'000;
-constexpr uint64_t kPlayLineUs = 1'000'000;
+constexpr uint64_t kAskAgainUs = 1'000'000;
 constexpr uint64_t kPlaySilenceUs = 2'000'000;
 constexpr double kSeekStepS = 10;
-constexpr size_t kShownMissing = 20;
-
-// Keys from standard input: single characters, without echo on a terminal.
-class KeyInput {
- public:
-  explicit KeyInput(bool wanted)
-      : open_(wanted || ::isatty(STDIN_FILENO) == 1),
-        terminal_(open_ && ::tcgetattr(STDIN_FILENO, &before_) == 0) {
-    if (!terminal_) return;
-    termios raw = before_;
-    raw.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
-    ::tcsetattr(STDIN_FILENO, TCSANOW, &raw);
-  }
-  ~KeyInput() {
-    if (terminal_) ::tcsetattr(STDIN_FILENO, TCSANOW, &before_);
-  }
-  KeyInput(const KeyInput&) = delete;
-  KeyInput& operator=(const KeyInput&) = delete;
-
-  // 0: none.
-  char read() {
-    pollfd input{STDIN_FILENO, POLLIN, 0};
-    if (!open_ || ::poll(&input, 1, 0) <= 0) return 0;
-    char key = 0;
-    if (::read(STDIN_FILENO, &key, 1) == 1) return key;
-    open_ = false;
-    return 0;
-  }
-
- private:
-  bool open_;
-  termios before_{};
-  bool terminal_;
-};
+constexpr uint64_t kProbeAgainUs = 300'000;
 
 class PlayRun {
  public:
   PlayRun(MediaSession& media, const MediaRequest& request)
-      : media_(media), request_(request), keys_(request.keys), stream_([this](auto bytes) {
+      : media_(media),
+        request_(request),
+        keys_(request.keys),
+        stream_([this](auto bytes) {
           const bool written = file_.write(written_, bytes);
           written_ += bytes.size();
           return written;
-        }) {}
+        }),
+        line_(media.session.out, request.quiet) {}
 
   ExitCode run();
 
  private:
   ExitCode receive();
+  void ask_how_it_ended(uint64_t give_up);
   bool take(const MediaEvent& event);
   void take_notice(const MediaNotice& notice);
   void read_key(uint64_t now);
@@ -89,10 +60,12 @@ class PlayRun {
   MediaSize size_;
   bool started_ = false;
   bool complete_ = false;
+  bool answers_ = true;  // when asked why nothing comes any more
   bool quit_ = false;
   bool paused_ = false;
   uint64_t last_us_ = 0;
-  uint64_t shown_us_ = 0;
+  std::optional<uint8_t> sequence_;  // of the newest notice of the playback
+  ProgressLine line_;
   uint64_t next_key_us_ = 0;
   double seek_s_ = 0;        // where the camera said it plays from
   uint64_t seek_bytes_ = 0;  // received by then
@@ -113,6 +86,7 @@ double PlayRun::position_s() const {
 }
 
 void PlayRun::take_notice(const MediaNotice& notice) {
+  sequence_ = notice.sequence;
   if (notice.is("TRANSCOMPLETE", request_.name)) complete_ = started_;
   const auto time = notice.field("TIME");
   if (!time.has_value() || !media_number(*time).has_value()) return;
@@ -134,12 +108,14 @@ bool PlayRun::take(const MediaEvent& event) {
 void PlayRun::pause(bool on) {
   paused_ = on;
   send(on ? MediaOperation::kPause : MediaOperation::kResume);
+  line_.clear();
   media_.session.out.note(on ? "pause" : "play");
 }
 
 void PlayRun::seek(double seconds) {
   const double to = std::max(seconds, 0.0);
   send(MediaOperation::kSeek, to);
+  line_.clear();
   media_.session.out.note(fmt::format("seek to {:.1f} s", to));
 }
 
@@ -165,12 +141,12 @@ void PlayRun::read_key(uint64_t now) {
 }
 
 void PlayRun::show_progress(uint64_t now) {
-  if (request_.quiet || media_.session.out.json() || now < shown_us_ + kPlayLineUs) return;
-  shown_us_ = now;
+  if (!line_.due(now)) return;
   const PlaybackFigures& figures = stream_.figures();
-  media_.session.out.note(
+  line_.show(
       fmt::format("{:6.1f} s  {} pictures  {:.1f} MB{}", position_s(), figures.pictures,
-                  static_cast<double>(figures.bytes_written) / 1e6, paused_ ? "  (paused)" : ""));
+                  static_cast<double>(figures.bytes_written) / 1e6, paused_ ? "  (paused)" : ""),
+      now);
 }
 
 ExitCode PlayRun::receive() {
@@ -179,11 +155,10 @@ ExitCode PlayRun::receive() {
   const double patience_s =
       media_.session.timeout_s > 0 ? media_.session.timeout_s : kPlayPatienceS;
   const uint64_t give_up = begin + base::saturate<uint64_t>(patience_s * 1e6);
-  shown_us_ = begin;
   while (!complete_ && !quit_) {
     const uint64_t now = base::monotonic_us();
     if (!started_ && now >= give_up) return ExitCode::kNoCamera;
-    if (!started_ && now >= asked_us + kPlayLineUs) {
+    if (!started_ && now >= asked_us + kAskAgainUs) {
       send(MediaOperation::kPlay, request_.from_s);
       asked_us = now;
     }
@@ -192,10 +167,36 @@ ExitCode PlayRun::receive() {
     if (wait == Wait::kInterrupted) quit_ = true;
     if (wait == Wait::kMatched && !take(event)) return ExitCode::kRefused;
     if (now >= next_key_us_) read_key(now);
-    if (started_ && !paused_ && now > last_us_ + kPlaySilenceUs) break;
+    if (started_ && !paused_ && now > last_us_ + kPlaySilenceUs) {
+      ask_how_it_ended(now + base::saturate<uint64_t>(patience_s * 1e6));
+      break;
+    }
     show_progress(now);
   }
   return ExitCode::kDone;
+}
+
+// The notice of the end comes once and may be lost. The answer to a size query of a name that no
+// file has comes when the playback is over, and its number tells whether one notice lies between.
+void PlayRun::ask_how_it_ended(uint64_t give_up) {
+  const auto query = media_request(MediaKind::kPhoto, "?", MediaOperation::kSize);
+  answers_ = false;
+  for (int sent = 1; base::monotonic_us() < give_up && !quit_ && !answers_; sent++) {
+    media_.link.send(query);
+    const uint64_t until = base::monotonic_us() + kProbeAgainUs;
+    MediaEvent event;
+    for (Wait wait = Wait::kMatched; wait == Wait::kMatched && !answers_;) {
+      wait = media_.link.next(until, &event);
+      if (wait == Wait::kInterrupted) quit_ = true;
+      const auto* notice = wait == Wait::kMatched ? std::get_if<MediaNotice>(&event) : nullptr;
+      if (notice == nullptr) continue;
+      answers_ = true;
+      const bool one_between = sequence_.has_value() && sent == 1 &&
+                               static_cast<uint8_t>(notice->sequence - *sequence_) == 2;
+      complete_ =
+          notice->is("TRANSCOMPLETE", request_.name) || (notice->text == "NOTEXIST" && one_between);
+    }
+  }
 }
 
 ExitCode PlayRun::summary() {
@@ -208,41 +209,42 @@ ExitCode PlayRun::summary() {
   std::string text = fmt::format(
       "{}: {} pictures, {} bytes{}{}", request_.name, figures.pictures, figures.bytes_written,
       request_.output.empty() ? "" : fmt::format(" in {}", request_.output),
-      complete_ ? "" : (quit_ ? ", ended here" : ", the notice of the end did not come"));
+      quit_ && !complete_ ? ", ended here" : "");
   if (figures.stray > 0) text += fmt::format("; {} pieces without a beginning", figures.stray);
   if (!missing.empty()) {
-    text += fmt::format("\nThe last byte of {} pictures over 8181 bytes never came: picture",
+    text += fmt::format("; {} of the pictures lack their last byte, which the camera never sends",
                         missing.size());
-    for (size_t i = 0; i < std::min(missing.size(), kShownMissing); i++) {
-      text +=
-          fmt::format("{} {} (at byte {})", i == 0 ? "" : ",", missing[i].picture, missing[i].at);
-    }
-    if (missing.size() > kShownMissing) text += ", ...";
   }
-  return media_.session.out.done(media_.command, text,
-                                 {{"name", request_.name},
-                                  {"file", request_.output},
-                                  {"pictures", figures.pictures},
-                                  {"bytes", figures.bytes_written},
-                                  {"datagrams", figures.datagrams},
-                                  {"stray", figures.stray},
-                                  {"complete", complete_},
-                                  {"missing_last_bytes", places}});
+  const nlohmann::json fields{{"name", request_.name},          {"file", request_.output},
+                              {"pictures", figures.pictures},   {"bytes", figures.bytes_written},
+                              {"datagrams", figures.datagrams}, {"stray", figures.stray},
+                              {"complete", complete_},          {"missing_last_bytes", places}};
+  const Output& out = media_.session.out;
+  if (complete_ || quit_) return out.done(media_.command, text, fields);
+  out.note(text);
+  return out.fail(media_.command, ExitCode::kNoCamera,
+                  fmt::format("{}; what came before is in {}",
+                              answers_ ? "the playback broke off before its end: the camera could "
+                                         "not read on, or somebody else asked it for something"
+                                       : "the camera has stopped sending during the playback",
+                              request_.output),
+                  fields);
 }
 
 ExitCode PlayRun::run() {
   const Output& out = media_.session.out;
-  MediaResult result = media_.client.size(MediaKind::kVideo, request_.name, &size_);
+  const MediaResult result = media_size(media_, MediaKind::kVideo, request_.name, &size_);
   if (result != MediaResult::kDone) return media_failed(media_, result, request_.name, "");
   if (const std::string trouble = file_.open(request_.output, request_.force); !trouble.empty()) {
     return out.fail(media_.command, ExitCode::kRefused, trouble);
   }
   const ExitCode code = receive();
-  if (!complete_) {
+  if (!complete_ && answers_) {
     std::string cancelled;
     (void)media_.client.cancel(&cancelled);
   }
   stream_.finish();
+  line_.clear();
   if (code == ExitCode::kNoCamera) {
     return out.fail(media_.command, code,
                     fmt::format("nothing of {} came: the camera plays H.264 only", request_.name));
@@ -260,9 +262,8 @@ void add_media_play_command(CLI::App& media, const std::shared_ptr<MediaRequest>
       "play",
       "Play a video from the card into a file, as H.264 (Annex B), as fast as the link takes it.\n"
       "Keys: space pauses and resumes (also p and r), + and - seek by 10 s, 0 to 9 seek to tenths\n"
-      "of the video, q ends. The camera never sends the last byte of a picture over 8181 bytes; "
-      "the\n"
-      "summary tells which. Ctrl-C ends it in order.");
+      "of the video, q ends. The camera never sends the last byte of a picture over 8181 bytes;\n"
+      "--json tells which. Ctrl-C ends it in order.");
   play->add_option("NAME", request->name, "Video on the card")->required();
   play->add_option("--from", request->from_s, "Seconds; playback begins at the key picture there")
       ->check(CLI::NonNegativeNumber);

@@ -20,9 +20,13 @@ std::string file_trouble(const std::string& path, int error) {
   return fmt::format("cannot write {}: {}", path, std::strerror(error));
 }
 
-bool path_is_taken(const std::string& path) {
+// Whether something is there, and whether it is what a download may replace: neither a device nor a
+// pipe nor a folder.
+bool path_is_taken(const std::string& path, bool* replaceable) {
   struct stat status {};
-  return ::lstat(path.c_str(), &status) == 0;
+  const bool taken = ::lstat(path.c_str(), &status) == 0;
+  *replaceable = S_ISREG(status.st_mode) || S_ISLNK(status.st_mode);
+  return taken;
 }
 
 }  // namespace
@@ -34,8 +38,10 @@ MediaFile::~MediaFile() {
 std::string MediaFile::open(const std::string& path, bool replace) {
   path_ = path;
   replace_ = replace;
-  if (!replace && path_is_taken(path)) {
-    return fmt::format("{} exists already (--force replaces it)", path);
+  bool replaceable = false;
+  if (path_is_taken(path, &replaceable)) {
+    if (!replaceable) return fmt::format("{} is no ordinary file: name another one", path);
+    if (!replace) return fmt::format("{} exists already (--force replaces it)", path);
   }
   std::string name = path + kTemporaryEnd;
   file_.reset(::mkostemps(name.data(), kTemporaryEndFixed, O_CLOEXEC));

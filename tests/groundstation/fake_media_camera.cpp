@@ -103,7 +103,8 @@ void FakeMediaCamera::make_thumbnail(const std::string& name) {
 void FakeMediaCamera::handle_request(const Item& item, std::map<std::string, std::string>* files,
                                      const std::string& name) {
   const auto file = files->find(name);
-  if (file == files->end()) return notice("NOTEXIST");
+  const bool known = script_.knows_files || lists_ > 0;
+  if (file == files->end() || !known) return notice("NOTEXIST");
   const int operation = item.message.payload[122];
   const int kind = item.message.payload[1];
   const std::string argument = text_in(item.message, 123);
@@ -123,7 +124,15 @@ void FakeMediaCamera::handle_request(const Item& item, std::map<std::string, std
   }
 }
 
+void FakeMediaCamera::add_later() {
+  for (const auto& [name, bytes] : script_.later) {
+    (name.find("MP4") == std::string::npos ? script_.photos : script_.videos)[name] = bytes;
+  }
+}
+
 void FakeMediaCamera::list(bool photos) {
+  lists_++;
+  if (lists_to_come_ >= 0 && lists_to_come_-- == 0) add_later();
   const auto& files = photos ? script_.photos : script_.videos;
   uint16_t number = 0;
   for (const auto& [name, bytes] : files) {
@@ -164,7 +173,12 @@ void FakeMediaCamera::play(const std::string& name, int ms) {
     if (paused_) continue;
     if (next < script_.play.size()) send(3, script_.play[next++]);
   }
-  notice("TRANSCOMPLETE:" + name);
+  if (script_.breaks_off) return;
+  if (script_.loses_end) {
+    sequence_++;
+  } else {
+    notice("TRANSCOMPLETE:" + name);
+  }
 }
 
 bool FakeMediaCamera::lost() {

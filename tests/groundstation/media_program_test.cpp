@@ -1,9 +1,11 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 #include "groundstation/fake_media_camera.h"
 #include "groundstation/run_program.h"
@@ -28,13 +30,8 @@ ProgramResult media(FakeMediaCamera& camera, const std::string& arguments,
                      input, before);
 }
 
-// A folder of its own, gone at the end.
-struct Folder {
-  std::string path = temporary_path("folder");
-  Folder() { fs::create_directories(path); }
-  ~Folder() { fs::remove_all(path); }
-  Folder(const Folder&) = delete;
-  Folder& operator=(const Folder&) = delete;
+struct Folder : OwnPath {
+  Folder() : OwnPath("folder") { fs::create_directories(path); }
   [[nodiscard]] std::string operator/(const std::string& name) const {
     return fmt::format("{}/{}", path, name);
   }
@@ -43,18 +40,50 @@ struct Folder {
   }
 };
 
-TEST(MediaProgram, Lists) {
-  FakeMediaCamera camera({.photos = {{"A.JPG", "a"}}, .videos = {{"B.MP4", "b"}, {"C.MP4", "c"}}});
-  EXPECT_EQ(media(camera, "list photos").out, "1 photos\nA.JPG\n");
-  const auto object = media(camera, "list videos --json").json();
-  EXPECT_EQ(object["files"], nlohmann::json({"B.MP4", "C.MP4"}));
+TEST(MediaProgram, ListsBothKindsByName) {
+  FakeMediaCamera camera(
+      {.photos = {{"A.JPG", "a"}, {"D.JPG", "d"}}, .videos = {{"B.MP4", "b"}, {"C.MP4", "c"}}});
+  const ProgramResult both = media(camera, "list");
+  EXPECT_EQ(both.out, "A.JPG\nB.MP4\nC.MP4\nD.JPG\n");
+  EXPECT_EQ(both.err, "2 photos, 2 videos\n");
+  EXPECT_EQ(media(camera, "list photos").out, "A.JPG\nD.JPG\n");
+  EXPECT_EQ(media(camera, "list videos").err, "2 videos\n");
+}
+
+TEST(MediaProgram, ListsInJson) {
+  FakeMediaCamera camera(
+      {.photos = {{"20200102_030405AB.JPG", "abc"}}, .videos = {{"B.MP4", "b"}}});
+  const auto object = media(camera, "list --json").json();
+  EXPECT_EQ(object["ok"], true);
+  EXPECT_EQ(object["command"], "media list");
+  EXPECT_EQ(object["photos"], 1);
+  EXPECT_EQ(object["videos"], 1);
+  EXPECT_EQ(object["files"], nlohmann::json::parse(R"([
+      {"name": "20200102_030405AB.JPG", "kind": "photo", "date": "2020-01-02 03:04:05"},
+      {"name": "B.MP4", "kind": "video"}])"));
+  const auto videos = media(camera, "list videos --long --json").json();
+  EXPECT_FALSE(videos.contains("photos"));
+  EXPECT_EQ(videos["files"], nlohmann::json::parse(R"([
+      {"name": "B.MP4", "kind": "video", "bytes": 1, "seconds": 2}])"));
+}
+
+TEST(MediaProgram, ListsSizeDateAndDuration) {
+  FakeMediaCamera camera({.photos = {{"20200102_030405_PW03.JPG", std::string(1234, 'x')}},
+                          .videos = {{"B.MP4", "b"}},
+                          .seconds = "125"});
+  const ProgramResult result = media(camera, "list --long");
+  EXPECT_EQ(result.out,
+            "        1234  2020-01-02 03:04:05        -  20200102_030405_PW03.JPG\n"
+            "           1  -                       2:05  B.MP4\n");
+  EXPECT_EQ(result.err, "1 photo, 1 video\n");
 }
 
 TEST(MediaProgram, EmptyListIsNoFailure) {
   FakeMediaCamera camera({});
-  const ProgramResult result = media(camera, "list photos");
+  const ProgramResult result = media(camera, "list");
   EXPECT_EQ(result.exit_code, 0);
-  EXPECT_EQ(result.out, "0 photos\n");
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err, "0 photos, 0 videos\n");
 }
 
 TEST(MediaProgram, LongListUnderLossIsComplete) {
@@ -63,8 +92,8 @@ TEST(MediaProgram, LongListUnderLossIsComplete) {
   FakeMediaCamera camera(script);
   const auto object = media(camera, "--json list photos").json();
   ASSERT_EQ(object["files"].size(), 500U);
-  EXPECT_EQ(object["files"][0], "P000.JPG");
-  EXPECT_EQ(object["files"][499], "P499.JPG");
+  EXPECT_EQ(object["files"][0]["name"], "P000.JPG");
+  EXPECT_EQ(object["files"][499]["name"], "P499.JPG");
 }
 
 TEST(MediaProgram, Info) {
@@ -80,8 +109,29 @@ TEST(MediaProgram, WrongUsageIs2) {
   EXPECT_EQ(media(camera, "get").exit_code, 2);
   EXPECT_EQ(media(camera, "get A.TXT").exit_code, 2);
   EXPECT_EQ(media(camera, "get A.JPG --all").exit_code, 2);
+  EXPECT_EQ(media(camera, "get A.JPG B.JPG --from 1").exit_code, 2);
+  EXPECT_EQ(media(camera, "get '*.JPG' --from 1").exit_code, 2);
   EXPECT_EQ(media(camera, "get ../A.JPG").exit_code, 2);
   EXPECT_EQ(media(camera, "play A.JPG -o x").exit_code, 2);
+}
+
+// A new file has no name for the camera until a list has been asked for.
+TEST(MediaProgram, AFileThatIsNotKnownYetIsFoundByAList) {
+  const MediaScript script{.photos = {{"A.JPG", "aa"}},
+                           .videos = {{"B.MP4", "bb"}},
+                           .knows_files = false,
+                           .play = {std::string("\0\0\0\1\x67", 5)}};
+  Folder folder;
+  for (const std::string& command : {std::string("info A.JPG"), "get A.JPG -o " + (folder / "a"),
+                                     "thumb B.MP4 -o " + (folder / "t"),
+                                     "play B.MP4 -o " + (folder / "p"), std::string("rm A.JPG")}) {
+    FakeMediaCamera camera(script);
+    EXPECT_EQ(media(camera, command).exit_code, 0) << command;
+    EXPECT_EQ(camera.lists(), 1) << command;
+    EXPECT_EQ(media(camera, "info X.MP4").exit_code, 1);
+    EXPECT_EQ(camera.lists(), 2) << command;
+  }
+  EXPECT_EQ(folder.files(), 3U);
 }
 
 TEST(MediaProgram, SilentCameraIs3) {
@@ -100,7 +150,7 @@ TEST(MediaProgram, SilentCameraIs3) {
 TEST(MediaProgram, GetAtEveryBoundary) {
   Folder folder;
   for (const size_t size : {0, 1, 8180, 8181, 8182, 16362}) {
-    for (const size_t from : {size_t{0}, size_t{1}, size - (size > 0), size, size + 1}) {
+    for (const size_t from : {size_t{0}, std::min<size_t>(size, 1), size - (size > 0), size}) {
       const std::string file = contents(size, 2);
       FakeMediaCamera camera({.photos = {{"A.JPG", file}}});
       const std::string path = folder / fmt::format("{}-{}", size, from);
@@ -111,6 +161,74 @@ TEST(MediaProgram, GetAtEveryBoundary) {
       EXPECT_TRUE(fs::exists(path));
     }
   }
+}
+
+TEST(MediaProgram, AnAbsurdOffsetIsRefused) {
+  FakeMediaCamera camera({.photos = {{"A.JPG", "abc"}}});
+  Folder folder;
+  for (const char* offset : {"-1", "-9223372036854775808", "18446744073709551615", "1e3", "0x1"}) {
+    const ProgramResult result =
+        media(camera, fmt::format("get A.JPG --from {} -o {}", offset, folder / "a"));
+    EXPECT_EQ(result.exit_code, 2) << offset;
+    EXPECT_THAT(result.out + result.err, HasSubstr("is no offset in a file")) << offset;
+  }
+  for (const char* offset : {"4", "9223372036854775807"}) {
+    expect_failure(media(camera, fmt::format("get A.JPG --from {} -o {}", offset, folder / "a")), 1,
+                   "A.JPG has only 3 bytes");
+  }
+  // What looks octal is not.
+  EXPECT_EQ(media(camera, "get A.JPG --from 02 -o " + (folder / "a")).exit_code, 0);
+  EXPECT_EQ(read_file(folder / "a"), "c");
+  EXPECT_EQ(folder.files(), 1U);
+}
+
+TEST(MediaProgram, GetsSeveralByNameAndPattern) {
+  FakeMediaCamera camera(
+      {.photos = {{"1_PW01.JPG", "one"}, {"2_PW02.JPG", "two"}, {"3_PH03.JPG", "3"}},
+       .videos = {{"4_PW.MP4", "four"}, {"5.MP4", "five"}}});
+  Folder folder;
+  const ProgramResult result =
+      media(camera, "get '*PW*' 5.MP4 1_PW01.JPG -o " + (folder / "new/er"));
+  EXPECT_EQ(result.exit_code, 0) << result.err;
+  EXPECT_THAT(result.out, HasSubstr("\n4 files: 0.0 MB in "));
+  EXPECT_EQ(read_file(folder / "new/er/1_PW01.JPG"), "one");
+  EXPECT_EQ(read_file(folder / "new/er/2_PW02.JPG"), "two");
+  EXPECT_EQ(read_file(folder / "new/er/4_PW.MP4"), "four");
+  EXPECT_EQ(read_file(folder / "new/er/5.MP4"), "five");
+  EXPECT_FALSE(fs::exists(folder / "new/er/3_PH03.JPG"));
+}
+
+TEST(MediaProgram, EveryFileOfSeveralIsAnObject) {
+  FakeMediaCamera camera({.photos = {{"A.JPG", "aa"}, {"B.JPG", "bb"}}});
+  Folder folder;
+  std::ofstream(folder / "A.JPG") << "xx";
+  const ProgramResult result = media(camera, "--json get '*' C.JPG -o " + folder.path);
+  EXPECT_EQ(result.exit_code, 1);
+  std::vector<nlohmann::json> objects;
+  std::istringstream lines(result.out);
+  for (std::string line; std::getline(lines, line);) {
+    objects.push_back(nlohmann::json::parse(line, nullptr, false));
+    EXPECT_EQ(objects.back()["command"], "media get") << line;
+  }
+  ASSERT_EQ(objects.size(), 4U) << result.out;
+  EXPECT_EQ(objects[0]["ok"], false);
+  EXPECT_EQ(objects[0]["name"], "C.JPG");
+  EXPECT_EQ(objects[1]["here"], true);
+  EXPECT_EQ(objects[1]["name"], "A.JPG");
+  EXPECT_EQ(objects[2]["file"], folder / "B.JPG");
+  EXPECT_EQ(objects[3]["ok"], false);
+  EXPECT_EQ(objects[3]["files"], 3);
+  EXPECT_EQ(objects[3]["fetched"], 1);
+  EXPECT_EQ(objects[3]["here"], 1);
+  EXPECT_EQ(objects[3]["failures"], 1);
+}
+
+TEST(MediaProgram, APatternThatNothingMatchesIs1AndLeavesNoFolder) {
+  FakeMediaCamera camera({.photos = {{"A.JPG", "a"}}});
+  Folder folder;
+  expect_failure(media(camera, "get '*PX*' -o " + (folder / "new")), 1,
+                 "nothing on the card matches *PX*");
+  EXPECT_EQ(folder.files(), 0U);
 }
 
 TEST(MediaProgram, OneStreamWithoutLoss) {
@@ -180,6 +298,16 @@ TEST(MediaProgram, AFileThatIsThereIsKept) {
   EXPECT_EQ(folder.files(), 1U);
 }
 
+// A download takes the place of a file by its name, which would make a file of a device.
+TEST(MediaProgram, OnlyFilesAreReplaced) {
+  FakeMediaCamera camera({.photos = {{"A.JPG", "new"}}});
+  Folder folder;
+  ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
+  expect_failure(media(camera, "get A.JPG --force -o " + (folder / "pipe")), 1,
+                 "pipe is no ordinary file");
+  EXPECT_TRUE(fs::is_fifo(folder / "pipe"));
+}
+
 TEST(MediaProgram, AFileThatCannotBeWrittenIs1) {
   FakeMediaCamera camera({.photos = {{"A.JPG", "new"}}});
   expect_failure(media(camera, "get A.JPG -o /nowhere/A.JPG"), 1, "cannot write /nowhere/A.JPG");
@@ -221,7 +349,7 @@ TEST(MediaProgram, Remove) {
   FakeMediaCamera camera({.photos = {{"A.JPG", "a"}, {"B.JPG", "b"}}});
   EXPECT_EQ(media(camera, "rm A.JPG").out, "A.JPG is deleted\n");
   EXPECT_EQ(media(camera, "rm A.JPG").exit_code, 1);
-  EXPECT_EQ(media(camera, "list photos").out, "1 photos\nB.JPG\n");
+  EXPECT_EQ(media(camera, "list photos").out, "B.JPG\n");
 }
 
 TEST(MediaProgram, RemoveUnderLoss) {
@@ -271,6 +399,39 @@ TEST(MediaProgram, PlayUndoesTheShift) {
   EXPECT_EQ(object["missing_last_bytes"], nlohmann::json::parse(R"([{"at":17192,"picture":2}])"));
   const auto requests = camera.requests();
   EXPECT_EQ(requests.back(), (std::pair<int, std::string>{5, "12500"}));
+}
+
+TEST(MediaProgram, PlaySumsUpMissingBytesInOneLine) {
+  const std::string shifted = std::string(1, '\3').append(picture(9000));
+  std::vector<std::string> pieces{kSets};
+  for (int i = 0; i < 30; i++) {
+    pieces.push_back(shifted.substr(0, 8181));
+    pieces.push_back(shifted.substr(8181, 819));
+  }
+  FakeMediaCamera camera({.videos = {{"B.MP4", "b"}}, .play = pieces});
+  Folder folder;
+  const ProgramResult result = media(camera, "play B.MP4 --quiet -o " + (folder / "b.h264"));
+  EXPECT_EQ(result.exit_code, 0);
+  EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 1) << result.out;
+  EXPECT_THAT(result.out, HasSubstr("30 of the pictures lack their last byte"));
+}
+
+TEST(MediaProgram, APlaybackThatBreaksOffIs3) {
+  FakeMediaCamera camera(
+      {.videos = {{"B.MP4", "b"}}, .play = {kSets, picture(70)}, .breaks_off = true});
+  Folder folder;
+  const ProgramResult result = media(camera, "play B.MP4 -o " + (folder / "b.h264"));
+  expect_failure(result, 3, "the playback broke off before its end");
+  EXPECT_EQ(media(camera, "play B.MP4 --json -o " + (folder / "c.h264")).json()["ok"], false);
+}
+
+TEST(MediaProgram, AnEndWhoseNoticeIsLostIsAnEnd) {
+  FakeMediaCamera camera(
+      {.videos = {{"B.MP4", "b"}}, .play = {kSets, picture(70)}, .loses_end = true});
+  Folder folder;
+  const ProgramResult result = media(camera, "play B.MP4 --json -o " + (folder / "b.h264"));
+  EXPECT_EQ(result.exit_code, 0) << result.out;
+  EXPECT_EQ(result.json()["complete"], true);
 }
 
 TEST(MediaProgram, PlayKeys) {
