@@ -2,12 +2,15 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <map>
+#include <cctype>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "base/clock.h"
 #include "groundstation/commands/exchange.h"
+#include "groundstation/commands/new_file.h"
+#include "groundstation/messages/whole_number.h"
 
 namespace groundstation {
 namespace {
@@ -19,6 +22,7 @@ constexpr uint64_t kFirstDoubtUs = 3'000'000;
 struct PhotoRequest {
   int mode = -1;  // -1: a plain photo
   int sequence = 1;
+  NewFileRequest file;
 };
 
 struct PhotoAnswers {
@@ -109,10 +113,13 @@ ExitCode photo_unanswered(Session& session, Wait wait, uint32_t missed) {
 }
 
 ExitCode take_photo(Session& session, const PhotoRequest& request) {
-  const uint64_t deadline = session.deadline(kPhotoTimeoutS);
+  uint64_t deadline = session.deadline(kPhotoTimeoutS);
   if (Failure failure = meet_camera(session, "photo", deadline)) return *failure;
   if (Failure failure = refuse_photo(session, request)) return *failure;
   if (Failure failure = enter_mode(session, "photo", kModePhoto, deadline)) return *failure;
+  NewFile file(session, "photo", request.file, MediaKind::kPhoto);
+  if (Failure failure = file.look_before()) return *failure;
+  deadline = session.deadline(kPhotoTimeoutS);  // the list does not cost the photo its time
   session.link.drain();
   const uint32_t missed_before = session.link.state().missed_frames;
   const uint64_t start = base::monotonic_us();
@@ -141,29 +148,44 @@ ExitCode take_photo(Session& session, const PhotoRequest& request) {
                      "the photo was acknowledged, but the camera did not report it as tagged");
   }
   const double seconds = static_cast<double>(base::monotonic_us() - start) / 1e6;
-  return session.out.done("photo", fmt::format("photo taken in {:.1f} s", seconds),
-                          {{"seconds", seconds}});
+  return file.done(fmt::format("photo taken in {:.1f} s", seconds), {{"seconds", seconds}});
 }
+
+// PR to PH become their numbers.
+const CLI::Validator kPhotoMode(
+    [](std::string& text) {
+      constexpr std::string_view kModes[] = {"PR", "PW", "PV", "PH"};
+      std::string upper = text;
+      for (char& c : upper) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+      const auto* mode = std::find(std::begin(kModes), std::end(kModes), upper);
+      if (mode != std::end(kModes)) {
+        text = std::to_string(mode - std::begin(kModes) + 1);
+      } else if (!whole_number<uint8_t>(text).has_value()) {
+        return fmt::format("{} is no photo mode: give PR, PW, PV, PH or a number from 0 to 255",
+                           text);
+      }
+      return std::string();
+    },
+    "MODE");
 
 }  // namespace
 
 void add_photo_command(CLI::App& app, Action* chosen) {
-  const std::map<std::string, int> mode_codes{{"PR", 1}, {"PW", 2}, {"PV", 3}, {"PH", 4}};
   const auto [command, request] = add_command<PhotoRequest>(
       app, "photo",
-      "Take a photo and wait until it is tagged and named.\n"
+      "Take a photo, wait until it is tagged and tell its name.\n"
       "Switches to photo mode first if needed. A photo is never taken twice: the command is sent\n"
       "again only when it is certain that the first one did not arrive.");
   CLI::Option* mode =
       command
           ->add_option("--mode", request->mode,
                        "Name the photo by mode: PR, PW, PV, PH or a number (0 keeps the name)")
-          ->transform(CLI::Transformer(mode_codes, CLI::ignore_case))
-          ->check(CLI::Range(0, 255));
+          ->transform(kPhotoMode);
   command->add_option("--sequence", request->sequence, "Sequence number in the name")
       ->check(CLI::Range(0, 9999))
       ->needs(mode)
       ->capture_default_str();
+  add_new_file_options(command, &request->file);
   run_with(command, request, chosen, take_photo);
 }
 

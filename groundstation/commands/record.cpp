@@ -7,6 +7,7 @@
 
 #include "base/clock.h"
 #include "groundstation/commands/exchange.h"
+#include "groundstation/commands/new_file.h"
 
 namespace groundstation {
 namespace {
@@ -39,8 +40,8 @@ constexpr RecordStep kStop{"record stop",
                            "the camera is not recording",
                            "the camera could not stop the recording"};
 
-ExitCode record(Session& session, const RecordStep& step) {
-  const uint64_t deadline = session.deadline(kRecordTimeoutS);
+ExitCode record(Session& session, const RecordStep& step, const NewFileRequest& request) {
+  uint64_t deadline = session.deadline(kRecordTimeoutS);
   if (Failure failure = meet_camera(session, step.command, deadline)) return *failure;
   const CameraState& state = session.link.state();
   if (state.recording == step.recording) {
@@ -48,6 +49,11 @@ ExitCode record(Session& session, const RecordStep& step) {
   }
   if (step.recording) {
     if (Failure failure = enter_mode(session, step.command, kModeVideo, deadline)) return *failure;
+  }
+  NewFile file(session, step.command, request, MediaKind::kVideo);
+  if (!step.recording) {
+    if (Failure failure = file.look_before()) return *failure;
+    deadline = session.deadline(kRecordTimeoutS);  // the list does not cost the stop its time
   }
   session.link.drain();
   const uint32_t seconds = state.record_seconds;
@@ -71,7 +77,10 @@ ExitCode record(Session& session, const RecordStep& step) {
   const std::string text = step.recording || seconds == 0
                                ? std::string(step.done)
                                : fmt::format("{} after {} s", step.done, seconds);
-  return session.out.done(step.command, text, {{"recording", step.recording}});
+  if (step.recording) return session.out.done(step.command, text, {{"recording", true}});
+  nlohmann::json fields{{"recording", false}};
+  if (seconds > 0) fields["seconds"] = seconds;
+  return file.done(text, fields);
 }
 
 ExitCode set_mode(Session& session, uint32_t mode) {
@@ -93,10 +102,16 @@ void add_record_commands(CLI::App& app, Action* chosen) {
                          "Starting switches to video mode first if needed.")
           ->require_subcommand(1);
   record_app->add_subcommand("start", "Start recording")->callback([chosen] {
-    *chosen = [](Session& session) { return record(session, kStart); };
+    *chosen = [](Session& session) { return record(session, kStart, {}); };
   });
-  record_app->add_subcommand("stop", "Stop recording")->callback([chosen] {
-    *chosen = [](Session& session) { return record(session, kStop); };
+  const auto [stop, request] = add_command<NewFileRequest>(
+      *record_app, "stop",
+      "Stop recording and tell the name of the new video.\n"
+      "Asking the camera's list for it makes the camera delete videos of 1 MiB or less, as every\n"
+      "list does; --no-name leaves a very short recording on the card.");
+  add_new_file_options(stop, request.get());
+  run_with(stop, request, chosen, [](Session& session, const NewFileRequest& given) {
+    return record(session, kStop, given);
   });
 
   const auto [mode_app, mode] =
