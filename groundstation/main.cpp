@@ -51,6 +51,7 @@ struct Options {
   int link_level = 0;
   double timeout_s = 0;
   bool json = false;
+  std::string trace;  // empty: none
 };
 
 const CLI::Validator kEndpoint(
@@ -81,6 +82,8 @@ void add_options(CLI::App& app, Options* options) {
                  "Seconds to wait for the camera (default: by command, 5 to 20)")
       ->check(CLI::PositiveNumber);
   app.add_flag("--json", options->json, "Print results as JSON");
+  app.add_option("--trace", options->trace,
+                 "Record the link, media channel and live video of this command as a pcap file");
 }
 
 // `needs_link`: false for a command that works beside another ground station, which has the link.
@@ -92,13 +95,23 @@ ExitCode run(const Options& options, const groundstation::Action& action, bool n
   link_options.local =
       groundstation::parse_endpoint(options.local, groundstation::kPeerPort).value();
   link_options.link_level = static_cast<uint8_t>(options.link_level);
+  groundstation::Trace trace;
+  if (!options.trace.empty()) {
+    if (const std::string trouble = trace.open(options.trace, false); !trouble.empty()) {
+      return out.fail("groundstation", ExitCode::kRefused, "--trace: " + trouble);
+    }
+    link_options.trace = &trace;
+  }
   groundstation::catch_interrupts();
   groundstation::CameraLink link(link_options);
   if (const std::string trouble = needs_link ? link.open() : ""; !trouble.empty()) {
     return out.fail("groundstation", ExitCode::kNoCamera, trouble);
   }
   groundstation::Session session{link, out, options.timeout_s};
-  return action(session);
+  const ExitCode code = action(session);
+  if (trace.trouble().empty()) return code;
+  fmt::print(stderr, "groundstation: --trace: {}\n", trace.trouble());
+  return code == ExitCode::kDone ? ExitCode::kRefused : code;
 }
 
 }  // namespace

@@ -14,7 +14,8 @@ uint64_t Session::deadline(double default_s) const {
 }
 
 bool needs_link(const CLI::App& app) {
-  constexpr std::array kOwnRoads{"media", "app", "stick", "ack", "factory"};
+  constexpr std::array kOwnRoads{"media",   "app",    "stick",       "ack",
+                                 "factory", "replay", "record-trace"};
   return std::none_of(kOwnRoads.begin(), kOwnRoads.end(),
                       [&](const char* name) { return app.got_subcommand(name); });
 }
@@ -27,6 +28,8 @@ void add_camera_commands(CLI::App& app, Action* chosen) {
   add_live_command(app, chosen);
   add_telemetry_command(app, chosen);
   add_media_commands(app, chosen);
+  add_record_trace_command(app, chosen);
+  add_replay_command(app, chosen);
   add_setting_commands(app, chosen);
   add_timelapse_command(app, chosen);
   add_params_command(app, chosen);

@@ -99,6 +99,9 @@ void add_clock_command(CLI::App& app, Action* chosen);
 void add_telemetry_command(CLI::App& app, Action* chosen);
 // media; needs the camera's addresses only, not an open link.
 void add_media_commands(CLI::App& app, Action* chosen);
+// These two open what they need.
+void add_record_trace_command(CLI::App& app, Action* chosen);
+void add_replay_command(CLI::App& app, Action* chosen);
 void add_firmware_commands(CLI::App& app, Action* chosen);
 // These four speak on roads of their own, so they need no open link either.
 void add_app_command(CLI::App& app, Action* chosen);
