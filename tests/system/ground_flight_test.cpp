@@ -10,43 +10,19 @@
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
-#include <nlohmann/json.hpp>
 
 #include "base/descriptor.h"
 #include "firmware_sender.h"
 #include "flightlink/wire/reliable_udp.h"
+#include "ground_program.h"
 #include "support/fixtures.h"
 
 namespace {
 
-using namespace support;  // NOLINT
-using Json = nlohmann::json;
+using namespace support;         // NOLINT
+using namespace ground_program;  // NOLINT
 
 const std::string kCard = "/tmp/SD0/";
-
-std::vector<std::string> ground_command(const std::vector<std::string>& words) {
-  std::vector<std::string> command{"on-peer", BIN_DIR "/groundstation", "--json"};
-  command.insert(command.end(), words.begin(), words.end());
-  return command;
-}
-
-struct Told {
-  int status;
-  Json result;  // the last line
-  std::string output;
-};
-
-Told told_by(int status, const std::string& output) {
-  const size_t end = output.find_last_not_of('\n');
-  const size_t line = output.find_last_of('\n', end);
-  const std::string last = output.substr(line == std::string::npos ? 0 : line + 1);
-  return {status, Json::parse(last, nullptr, false), output};
-}
-
-Told ground(const std::vector<std::string>& words) {
-  const CommandResult run = run_command(ground_command(words), seconds(120), sanitizer_options());
-  return told_by(run.status, run.output);
-}
 
 std::string text_of(const Bytes& bytes) { return {bytes.begin(), bytes.end()}; }
 
