@@ -12,6 +12,7 @@
 #include "groundstation/commands/registry.h"
 #include "groundstation/flightside/ack_frames.h"
 #include "groundstation/link/endpoint.h"
+#include "groundstation/media/file.h"
 #include "groundstation/messages/hex_text.h"
 
 namespace groundstation {
@@ -36,6 +37,7 @@ struct AckRequest {
   uint32_t drop_every = 0;
   double delay_ms = 0;
   std::string output;
+  bool force = false;
   bool quiet = false;
 };
 
@@ -49,6 +51,7 @@ class AckRun {
   [[nodiscard]] bool receive();
   [[nodiscard]] bool take(const AckFrame& frame);
   void answer(uint32_t stamp);
+  [[nodiscard]] bool saves() const { return !request_.output.empty(); }
   ExitCode fail(ExitCode code, std::string_view sentence) const {
     return session_.out.fail(kAckName, code, sentence, fields());
   }
@@ -60,7 +63,7 @@ class AckRun {
   Session& session_;
   const AckRequest& request_;
   base::Descriptor socket_;
-  base::File file_;
+  MediaFile file_;
   sockaddr_in camera_{};
   std::optional<uint32_t> last_stamp_;
   bool interrupted_ = false;
@@ -107,10 +110,7 @@ bool AckRun::take(const AckFrame& frame) {
   } else {
     datagrams_++;
     bytes_ += frame.payload.size();
-    if (file_ != nullptr && std::fwrite(frame.payload.data(), 1, frame.payload.size(),
-                                        file_.get()) != frame.payload.size()) {
-      return false;
-    }
+    if (saves() && !file_.write(bytes_ - frame.payload.size(), frame.payload)) return false;
   }
   if (!request_.quiet) {
     session_.out.event(fmt::format("stamp {}, {} bytes{}: {}", frame.stamp, frame.payload.size(),
@@ -151,13 +151,8 @@ ExitCode AckRun::run() {
   if (const std::string trouble = open(); !trouble.empty()) {
     return fail(ExitCode::kNoCamera, trouble);
   }
-  if (!request_.output.empty()) {
-    file_.reset(std::fopen(request_.output.c_str(), "wbe"));
-    if (file_ == nullptr) {
-      return fail(ExitCode::kRefused,
-                  fmt::format("cannot write {}: {}", request_.output, std::strerror(errno)));
-    }
-  }
+  std::string trouble = saves() ? file_.open(request_.output, request_.force) : "";
+  if (!trouble.empty()) return fail(ExitCode::kRefused, trouble);
   const uint64_t end = request_.seconds > 0
                            ? base::monotonic_us() + base::saturate<uint64_t>(request_.seconds * 1e6)
                            : UINT64_MAX;
@@ -165,14 +160,13 @@ ExitCode AckRun::run() {
   while (written && !interrupted_ && (request_.count == 0 || datagrams_ < request_.count)) {
     const Wait wait = session_.link.wait(
         end, [](const CameraEvent&) { return false; }, socket_.get());
+    interrupted_ |= wait == Wait::kInterrupted;
     if (wait != Wait::kExtra) break;
     written = receive();
   }
-  if (file_ != nullptr && std::fflush(file_.get()) != 0) written = false;
-  if (!written) {
-    return fail(ExitCode::kRefused,
-                fmt::format("cannot write {}: {}", request_.output, std::strerror(errno)));
-  }
+  // What has come is kept, also after an interrupt.
+  if (saves()) trouble = written ? file_.finish() : file_.trouble();
+  if (!trouble.empty()) return fail(ExitCode::kRefused, trouble);
   if (datagrams_ < request_.count) {
     return fail(interrupted_ ? ExitCode::kInterrupted : ExitCode::kNoCamera,
                 fmt::format("{} of {} datagrams have come", datagrams_, request_.count));
@@ -189,17 +183,19 @@ ExitCode AckRun::run() {
 
 void add_ack_command(CLI::App& app, Action* chosen) {
   const auto [command, request] = flight_side_command<AckRequest>(
-      app, "ack", "Receive and answer acknowledged datagrams (C0XF) of the camera.", kAckHelp);
+      app, "ack", "Receive and answer the camera's acknowledged datagrams (C0XF).", kAckHelp);
   add_port(command, "--port", &request->port, "Own UDP port that they come to");
   add_port(command, "--answer-port", &request->answer_port, "UDP port of the camera for answers");
   add_seconds(command, &request->seconds);
-  command->add_option("--count", request->count, "End after so many datagrams");
-  command->add_option("--drop-every", request->drop_every, "Lose every N-th one")
-      ->check(CLI::Range(2, 1'000'000));
-  command->add_option("--delay", request->delay_ms, "Milliseconds before each answer")
-      ->check(CLI::Range(0.0, 60000.0));
+  takes_whole(command->add_option("--count", request->count, "End after so many datagrams"), 0,
+              1'000'000'000);
+  takes_whole(command->add_option("--drop-every", request->drop_every, "Lose every N-th one"), 2,
+              1'000'000);
+  takes_number(command->add_option("--delay", request->delay_ms, "Milliseconds before each answer"),
+               0, 60000);
   command->add_option("-o,--output", request->output,
                       "Write the payloads there, one behind the other");
+  command->add_flag("-f,--force", request->force, "Replace a file that is there");
   command->add_flag("-q,--quiet", request->quiet, "Only the summary");
   run_with(command, request, chosen,
            [](Session& session, const AckRequest& with) { return AckRun(session, with).run(); });

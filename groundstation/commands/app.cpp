@@ -32,7 +32,7 @@ here. Frames of the system ids 5, 21 and 37 (low nibble 5) go on to the camera's
 others are the camera's own. One application is served at a time; others wait.
 
   groundstation app --seconds 10
-  groundstation app --send 56 --send 76:00004040000000000000000000000000000000000000000000000000020000
+  groundstation app --send 56 --send 67:00000001
   groundstation app --send 30:01020304@5 --seconds 2
 
 Nothing acknowledges a frame.
@@ -232,12 +232,12 @@ void add_app_command(CLI::App& app, Action* chosen) {
       app, "app", "Be the application on TCP: show what comes, send frames.", kAppHelp);
   add_port(command, "--port", &request->port, "TCP port of the camera's application server");
   add_seconds(command, &request->seconds);
-  command->add_option("--system", request->system, "Own system id")
-      ->check(CLI::Range(0, 255))
-      ->capture_default_str();
+  takes_whole(command->add_option("--system", request->system, "Own system id"), 0, 255)
+      ->default_str(std::to_string(request->system));
   command->add_flag("--silent", request->silent, "Send no heartbeats");
   command->add_flag("--heartbeats", request->heartbeats, "Show every heartbeat of the camera");
   command->add_option("--send", request->sends, "ID[:HEX][@SYSTEM]: a frame to send; repeatable")
+      ->type_name("FRAME")
       ->expected(1)
       ->take_all();
   command->callback([request = request, chosen] {

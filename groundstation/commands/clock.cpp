@@ -59,7 +59,7 @@ ExitCode set_clock(Session& session, std::optional<uint64_t> time_ms, int hours)
 
 void add_clock_command(CLI::App& app, Action* chosen) {
   const auto [command, request] = setting_command<ClockRequest>(
-      app, "clock", "Set the camera's clock and wait until the camera confirms it.");
+      app, "clock", "Set the camera's clock and wait for its confirmation.");
   command->footer(
       "\nOnce the camera service has confirmed a time, the camera confirms every further one and\n"
       "keeps its own; the answer does not tell the two apart. Status 1: it could not be set.\n");
@@ -68,15 +68,16 @@ void add_clock_command(CLI::App& app, Action* chosen) {
       "2020-01-31T12:00:00, with Z or +HH:MM behind it (none: UTC), or milliseconds since 1970;\n"
       "without it this machine's time");
   command->add_flag("--now", request->now, "This machine's time")->excludes(time);
-  command->add_option("--offset", request->hours, "Hours that the camera adds")
-      ->check(CLI::Range(-24, 24))
+  takes_whole(command->add_option("--offset", request->hours, "Hours that the camera adds"), -24,
+              24)
       ->capture_default_str();
   command->callback([request = request, chosen] {
     std::optional<uint64_t> time_ms;
     if (!request->time.empty()) {
       time_ms = parse_clock(request->time);
       if (!time_ms.has_value()) {
-        throw CLI::ValidationError("TIME", request->time + " is no time; see clock --help");
+        throw CLI::ValidationError(
+            "TIME", request->time + " is no time; one is 2020-01-31T12:00:00, or milliseconds");
       }
     }
     *chosen = [time_ms, hours = request->hours](Session& session) {

@@ -79,6 +79,23 @@ Failure meet_camera(Session& session, std::string_view command, uint64_t deadlin
   return no_answer(session, command, wait, "no status record came");
 }
 
+Failure refuse_by_status(Session& session, std::string_view command, std::string_view what,
+                         const std::function<std::string(const CameraState&)>& refusal,
+                         uint64_t deadline_us) {
+  constexpr int kNewerRecords = 2;
+  const CameraState& state = session.link.state();
+  std::string why = refusal(state);
+  for (int i = 0; i < kNewerRecords && !why.empty(); i++) {
+    const Wait wait = session.link.wait(deadline_us, [](const CameraEvent& event) {
+      return std::holds_alternative<CameraStatus>(event);
+    });
+    if (wait != Wait::kMatched) return no_answer(session, command, wait, "no status record came");
+    why = refusal(state);
+  }
+  if (why.empty()) return std::nullopt;
+  return session.out.fail(command, ExitCode::kNotNow, fmt::format("{}: {}", what, why));
+}
+
 Failure enter_mode(Session& session, std::string_view command, uint32_t mode,
                    uint64_t deadline_us) {
   CameraLink& link = session.link;

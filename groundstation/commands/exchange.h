@@ -41,6 +41,13 @@ Failure confirm(Session& session, std::string_view command, const PeerMessage& m
 // Waits until a heartbeat and a status record have arrived.
 Failure meet_camera(Session& session, std::string_view command, uint64_t deadline_us);
 
+// Whether the camera would refuse, as `refusal` says of its status: why, or nothing. A record that
+// was on its way may show an older state, so a refusal counts when two newer records say it too.
+// The command then ends with kNotNow and the sentence "`what`: why".
+Failure refuse_by_status(Session& session, std::string_view command, std::string_view what,
+                         const std::function<std::string(const CameraState&)>& refusal,
+                         uint64_t deadline_us);
+
 // Makes kModePhoto or kModeVideo the camera's mode. Refused while it records.
 Failure enter_mode(Session& session, std::string_view command, uint32_t mode, uint64_t deadline_us);
 

@@ -218,14 +218,13 @@ std::string factory_help() {
 
 void add_factory_command(CLI::App& app, Action* chosen) {
   const auto [command, request] = flight_side_command<FactoryRequest>(
-      app, "factory", "Test a camera module over its serial line; pass/fail sheet.",
+      app, "factory", "Test a camera module over its serial line. Prints a pass/fail sheet.",
       factory_help());
-  command->add_option("TEST", request->tests, "The tests to run, in this order")
-      ->check([](const std::string& name) {
-        return find_factory_test(name) != nullptr ? std::string()
-                                                  : fmt::format("{} is no test", name);
-      });
+  std::vector<std::string> names;
+  for (const FactoryTest& test : factory_tests()) names.emplace_back(test.command);
+  takes_word(command->add_option("TEST", request->tests, "The tests to run, in this order"), names);
   command->add_option("--device", request->device, "The station's end of the serial line")
+      ->type_name(kFileValue)
       ->capture_default_str();
   command->add_option("--mac", request->mac, "The MAC address that the module has to tell")
       ->check([](const std::string& text) {

@@ -26,7 +26,7 @@ receives one of them, checks its MD5 and tells the camera the verdict.
 constexpr uint32_t kMostDropEvery = 1'000'000;
 
 void add_drop_option(CLI::App& command, uint32_t* drop_every, const char* about) {
-  command.add_option("--drop-every", *drop_every, about)->check(CLI::Range(2U, kMostDropEvery));
+  takes_whole(command.add_option("--drop-every", *drop_every, about), 2, kMostDropEvery);
 }
 
 }  // namespace
@@ -54,8 +54,10 @@ void add_firmware_commands(CLI::App& app, Action* chosen) {
                                               {"flight-controller", kBoardFlightController},
                                               {"repeater", kBoardRepeater}};
   auto board = std::make_shared<std::string>("any");
-  server->add_option("BOARD", *board, "Which board to play; any: the first one that is announced")
-      ->check(CLI::IsMember({"any", "gimbal", "flight-controller", "repeater"}))
+  takes_word(server->add_option("BOARD", *board,
+                                "Which board to play: any (the first one that is announced), "
+                                "gimbal, flight-controller or repeater"),
+             {"any", "gimbal", "flight-controller", "repeater"})
       ->capture_default_str();
   server->add_option("-o,--output", serve->output, "Where the image goes; nowhere if not given");
   server->add_flag("--force", serve->force, "Replace a file of that name");

@@ -10,20 +10,20 @@ void add_live_command(CLI::App& app, Action* chosen) {
       "Shows rate, gaps (pictures missing, by frame number) and stalls (pauses over 0.5 s).\n"
       "Ctrl-C ends it in order; the stream is switched off at the end. A stream that stands still\n"
       "at the end has failed (status 3).");
-  command
-      ->add_option("--seconds", request->seconds,
-                   "How long, from the first key picture on (until Ctrl-C if not given)")
-      ->check(CLI::PositiveNumber);
+  takes_seconds(
+      command->add_option("--seconds", request->seconds,
+                          "How long, from the first key picture on (until Ctrl-C if not given)"),
+      false);
   CLI::Option* output =
       command->add_option("-o,--output", request->file,
                           "File to write; - is standard output (not given: only the figures)");
   command->add_flag("-f,--force", request->force, "Replace a file that is here")->needs(output);
   command->add_flag("--play", request->play,
                     "Show the video in ffplay or mpv; closing its window ends the command");
-  command
-      ->add_option("--interval", request->interval_s,
-                   "Seconds between figures: with --json an object each, else a line of a log")
-      ->check(CLI::Range(0.1, 3600.0));
+  takes_number(command->add_option(
+                   "--interval", request->interval_s,
+                   "Seconds between figures: with --json an object each, else a line of a log"),
+               0.1, 3600);
   add_port(command, "--port", &request->port, "UDP port that the camera sends live video to");
   command->add_flag("-q,--quiet", request->quiet, "No progress, only the summary");
   run_with(command, request, chosen, run_live);

@@ -265,8 +265,9 @@ void add_media_play_command(CLI::App& media, const std::shared_ptr<MediaRequest>
       "of the video, q ends. The camera never sends the last byte of a picture over 8181 bytes;\n"
       "--json tells which. Ctrl-C ends it in order.");
   play->add_option("NAME", request->name, "Video on the card")->required();
-  play->add_option("--from", request->from_s, "Seconds; playback begins at the key picture there")
-      ->check(CLI::NonNegativeNumber);
+  takes_seconds(play->add_option("--from", request->from_s,
+                                 "Where to begin: playback begins at the key picture there"),
+                true);
   play->add_option("-o,--output", request->output, "File to write")->required();
   play->add_flag("-f,--force", request->force, "Replace a file that is here");
   play->add_flag("--keys", request->keys, "Read keys though standard input is no terminal");

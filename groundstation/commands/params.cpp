@@ -60,8 +60,9 @@ ExitCode show_params(Session& session) {
 }  // namespace
 
 void add_params_command(CLI::App& app, Action* chosen) {
-  app.add_subcommand("params",
-                     "List the camera's device profile: names cut to 15 characters, values to 29.")
+  app.add_subcommand(
+         "params",
+         "List the camera's device profile. Names are cut to 15 characters, values to 29.")
       ->group(kSettingsGroup)
       ->callback([chosen] { *chosen = show_params; });
 }

@@ -2,15 +2,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cctype>
 #include <memory>
 #include <string>
-#include <string_view>
 
 #include "base/clock.h"
 #include "groundstation/commands/exchange.h"
 #include "groundstation/commands/new_file.h"
-#include "groundstation/messages/whole_number.h"
 
 namespace groundstation {
 namespace {
@@ -151,23 +148,6 @@ ExitCode take_photo(Session& session, const PhotoRequest& request) {
   return file.done(fmt::format("photo taken in {:.1f} s", seconds), {{"seconds", seconds}});
 }
 
-// PR to PH become their numbers.
-const CLI::Validator kPhotoMode(
-    [](std::string& text) {
-      constexpr std::string_view kModes[] = {"PR", "PW", "PV", "PH"};
-      std::string upper = text;
-      for (char& c : upper) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-      const auto* mode = std::find(std::begin(kModes), std::end(kModes), upper);
-      if (mode != std::end(kModes)) {
-        text = std::to_string(mode - std::begin(kModes) + 1);
-      } else if (!whole_number<uint8_t>(text).has_value()) {
-        return fmt::format("{} is no photo mode: give PR, PW, PV, PH or a number from 0 to 255",
-                           text);
-      }
-      return std::string();
-    },
-    "MODE");
-
 }  // namespace
 
 void add_photo_command(CLI::App& app, Action* chosen) {
@@ -176,13 +156,12 @@ void add_photo_command(CLI::App& app, Action* chosen) {
       "Take a photo, wait until it is tagged and tell its name.\n"
       "Switches to photo mode first if needed. A photo is never taken twice: the command is sent\n"
       "again only when it is certain that the first one did not arrive.");
-  CLI::Option* mode =
-      command
-          ->add_option("--mode", request->mode,
-                       "Name the photo by mode: PR, PW, PV, PH or a number (0 keeps the name)")
-          ->transform(kPhotoMode);
-  command->add_option("--sequence", request->sequence, "Sequence number in the name")
-      ->check(CLI::Range(0, 9999))
+  CLI::Option* mode = takes_choice_or_whole(
+      command->add_option("--mode", request->mode,
+                          "Name the photo by mode: PR, PW, PV, PH or a number (0 keeps the name)"),
+      {{"PR", "1"}, {"PW", "2"}, {"PV", "3"}, {"PH", "4"}}, 0, 255);
+  takes_whole(command->add_option("--sequence", request->sequence, "Sequence number in the name"),
+              0, 9999)
       ->needs(mode)
       ->capture_default_str();
   add_new_file_options(command, &request->file);

@@ -1,7 +1,6 @@
 // record start|stop and mode photo|video.
 #include <fmt/format.h>
 
-#include <map>
 #include <memory>
 #include <string>
 
@@ -116,10 +115,9 @@ void add_record_commands(CLI::App& app, Action* chosen) {
 
   const auto [mode_app, mode] =
       add_command<uint32_t>(app, "mode", "Switch the camera to photo or video mode.");
-  const std::map<std::string, uint32_t> words{{"photo", kModePhoto}, {"video", kModeVideo}};
-  mode_app->add_option("MODE", *mode, "photo or video")
-      ->required()
-      ->transform(CLI::CheckedTransformer(words, CLI::ignore_case));
+  takes_choice(mode_app->add_option("MODE", *mode, "photo or video"),
+               {{"photo", std::to_string(kModePhoto)}, {"video", std::to_string(kModeVideo)}})
+      ->required();
   run_with(mode_app, mode, chosen, set_mode);
 }
 

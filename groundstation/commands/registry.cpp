@@ -14,8 +14,8 @@ uint64_t Session::deadline(double default_s) const {
 }
 
 bool needs_link(const CLI::App& app) {
-  constexpr std::array kOwnRoads{"media",   "app",    "stick",       "ack",
-                                 "factory", "replay", "record-trace"};
+  constexpr std::array kOwnRoads{"media",   "app",  "stick",  "ack",
+                                 "factory", "help", "replay", "record-trace"};
   return std::none_of(kOwnRoads.begin(), kOwnRoads.end(),
                       [&](const char* name) { return app.got_subcommand(name); });
 }
@@ -39,6 +39,7 @@ void add_camera_commands(CLI::App& app, Action* chosen) {
   add_stick_command(app, chosen);
   add_ack_command(app, chosen);
   add_factory_command(app, chosen);
+  add_help_command(app, chosen);
 }
 
 }  // namespace groundstation

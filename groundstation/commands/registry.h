@@ -12,6 +12,7 @@
 
 #include "groundstation/link/camera_link.h"
 #include "groundstation/terminal/output.h"
+#include "groundstation/usage/values.h"
 
 namespace groundstation {
 
@@ -59,13 +60,13 @@ Command<Request> flight_side_command(CLI::App& app, const char* name, const char
 
 // An option that takes a port, with its default in the help.
 inline void add_port(CLI::App* command, const char* name, uint16_t* port, const char* about) {
-  command->add_option(name, *port, about)->check(CLI::Range(1, 65535))->capture_default_str();
+  takes_whole(command->add_option(name, *port, about), 1, 65535)->capture_default_str();
 }
 
 // --seconds of a command that otherwise runs until Ctrl-C.
 inline void add_seconds(CLI::App* command, double* seconds) {
-  command->add_option("--seconds", *seconds, "End after so many seconds (0: at Ctrl-C)")
-      ->check(CLI::NonNegativeNumber);
+  takes_seconds(command->add_option("--seconds", *seconds, "End after so long (0: at Ctrl-C)"),
+                true);
 }
 
 using Action = std::function<ExitCode(Session&)>;
@@ -79,7 +80,7 @@ void run_with(CLI::App* command, const std::shared_ptr<Request>& request, Action
 }
 
 // Whether the command that was given speaks on the camera link, which the program then opens before
-// it runs the action. The others (media, app, stick, ack, factory) have roads of their own: their
+// it runs the action. The others (media, app, stick, ack, factory, help) need none or another: their
 // link stays closed, and they may run beside another ground station, which has it. In a line of the
 // shell the link is open already, whatever the command needs.
 [[nodiscard]] bool needs_link(const CLI::App& app);
@@ -108,5 +109,6 @@ void add_app_command(CLI::App& app, Action* chosen);
 void add_stick_command(CLI::App& app, Action* chosen);
 void add_ack_command(CLI::App& app, Action* chosen);
 void add_factory_command(CLI::App& app, Action* chosen);
+void add_help_command(CLI::App& app, Action* chosen);
 
 }  // namespace groundstation

@@ -106,21 +106,19 @@ void add_quality_command(CLI::App& app, Action* chosen) {
   constexpr int kMostFrames = 1 << 24;  // what a float carries exactly
   const auto [command, request] = add_command<QualityRequest>(
       app, "link-quality",
-      "Report how much of the live video arrives; the camera sets the rate by it.");
+      "Report how much of the live video arrives. The camera sets the rate by it.");
   command->footer(kQualityHelp);
-  command->add_option("SENT", request->quality.sent, "Frames that the camera sent")
-      ->required()
-      ->check(CLI::Range(-kMostFrames, kMostFrames));
-  command->add_option("ARRIVED", request->quality.arrived, "Frames that arrived")
-      ->required()
-      ->check(CLI::Range(-kMostFrames, kMostFrames));
-  command
-      ->add_option("LOSSES", request->losses,
-                   "Up to five counts; they weigh 0.8, 0.6, 0.3, 0.1 and 0.1")
-      ->expected(1, 5)
-      ->check(CLI::Range(-kMostFrames, kMostFrames));
-  command->add_option("--times", request->times, "Send it so often")
-      ->check(CLI::Range(1, 1000))
+  const auto takes_frames = [](CLI::Option* option) {
+    return takes_whole(option, -kMostFrames, kMostFrames);
+  };
+  takes_frames(command->add_option("SENT", request->quality.sent, "Frames that the camera sent"))
+      ->required();
+  takes_frames(command->add_option("ARRIVED", request->quality.arrived, "Frames that arrived"))
+      ->required();
+  takes_frames(command->add_option("LOSSES", request->losses,
+                                   "Up to five counts; they weigh 0.8, 0.6, 0.3, 0.1 and 0.1"))
+      ->expected(1, 5);
+  takes_whole(command->add_option("--times", request->times, "Send it so often"), 1, 1000)
       ->capture_default_str();
   command->callback([request = request, chosen] {
     std::copy(request->losses.begin(), request->losses.end(), request->quality.losses.begin());
@@ -133,26 +131,24 @@ void add_quality_command(CLI::App& app, Action* chosen) {
 void add_send_commands(CLI::App& app, Action* chosen) {
   const auto [bitrate, signal] =
       add_command<int>(app, "bitrate",
-                       "Choose the bit rate of the live video by signal strength:\n"
+                       "Choose the bit rate of the live video by signal strength.\n"
                        "2 to 39 gives 512 kbit/s, 40 to 69 gives 1024, 70 to 100 gives 2048.");
-  bitrate->add_option("SIGNAL", *signal, "Signal strength, percent")
-      ->required()
-      ->check(CLI::Range(0, 255));
+  takes_whole(bitrate->add_option("SIGNAL", *signal, "Signal strength, percent"), 0, 255)
+      ->required();
   run_with(bitrate, signal, chosen, send_bitrate);
 
   add_quality_command(app, chosen);
 
   const auto [position, place] = add_command<Position>(
-      app, "position", "Tell the camera where it is; the next photos are tagged with it.");
-  position->add_option("LATITUDE", place->latitude, "Degrees, south negative")
-      ->required()
-      ->check(CLI::Range(-90.0, 90.0));
-  position->add_option("LONGITUDE", place->longitude, "Degrees, west negative")
-      ->required()
-      ->check(CLI::Range(-180.0, 180.0));
-  position->add_option("ALTITUDE", place->altitude, "Metres")
-      ->required()
-      ->check(CLI::Range(-10000.0, 100000.0));
+      app, "position", "Tell the camera where it is. The next photos are tagged with it.");
+  takes_number(position->add_option("LATITUDE", place->latitude, "Degrees, south negative"), -90,
+               90)
+      ->required();
+  takes_number(position->add_option("LONGITUDE", place->longitude, "Degrees, west negative"), -180,
+               180)
+      ->required();
+  takes_number(position->add_option("ALTITUDE", place->altitude, "Metres"), -10000, 100000)
+      ->required();
   run_with(position, place, chosen, send_position);
 }
 

@@ -7,7 +7,9 @@
 #include <vector>
 
 #include "groundstation/commands/exchange.h"
+#include "groundstation/messages/setting_rules.h"
 #include "groundstation/messages/setting_table.h"
+#include "groundstation/usage/nearest.h"
 
 namespace groundstation {
 namespace {
@@ -32,9 +34,12 @@ bool shows(const CameraState& state, const Setting& setting, int32_t value) {
          (*state.status).*setting.field == static_cast<uint32_t>(value);
 }
 
+std::string text_of(const Setting& setting, int32_t value) {
+  return value < 0 ? fmt::format("{}", value) : setting_text(setting, static_cast<uint32_t>(value));
+}
+
 ExitCode tell_set(Session& session, const Setting& setting, int32_t value, std::string_view how) {
-  const std::string text =
-      value < 0 ? fmt::format("{}", value) : setting_text(setting, static_cast<uint32_t>(value));
+  const std::string text = text_of(setting, value);
   return session.out.done("set", fmt::format("{} is {}, {}", setting.name, text, how),
                           {{"name", setting.name}, {"value", value}, {"text", text}});
 }
@@ -47,6 +52,14 @@ ExitCode set_setting(Session& session, const Setting& setting, int32_t value) {
   // The camera does not answer when it has this resolution.
   if (setting.field == &CameraStatus::resolution && shows(link.state(), setting, value)) {
     return tell_set(session, setting, value, "as it was");
+  }
+  const auto refusal = [&](const CameraState& state) {
+    return setting_refusal(*state.status, state.recording, setting, value);
+  };
+  const std::string wanted =
+      fmt::format("{} cannot be {} now", setting.name, text_of(setting, value));
+  if (Failure failure = refuse_by_status(session, "set", wanted, refusal, deadline)) {
+    return *failure;
   }
   const bool as_before = shows(link.state(), setting, value);
   const Answer answer{
@@ -107,8 +120,11 @@ ExitCode get_settings(Session& session, const std::vector<const Setting*>& wante
 const Setting& known_setting(const std::string& name) {
   const Setting* setting = find_setting(name);
   if (setting == nullptr) {
+    const std::vector<std::string> names = setting_names();
+    const std::string hint = nearest_hint(name, names);
     throw CLI::ValidationError("NAME",
-                               fmt::format("{} is no setting; \"get --help\" lists them", name));
+                               fmt::format("{} is no setting{}", name,
+                                           hint.empty() ? "; \"get --help\" lists them" : hint));
   }
   return *setting;
 }
@@ -117,8 +133,9 @@ Action set_action(const SetRequest& request) {
   const Setting& setting = known_setting(request.name);
   const std::optional<int32_t> value = parse_setting(setting, request.value, request.any);
   if (!value.has_value()) {
-    throw CLI::ValidationError("VALUE", fmt::format("{} takes {}, not {}", setting.name,
-                                                    setting_values(setting), request.value));
+    throw CLI::ValidationError(
+        "VALUE", fmt::format("{} takes {}, not {}{}", setting.name, setting_values(setting),
+                             request.value, nearest_hint(request.value, setting_words(setting))));
   }
   return
       [&setting, value = *value](Session& session) { return set_setting(session, setting, value); };
@@ -193,9 +210,9 @@ void add_reset_command(CLI::App& app, Action* chosen, const Reset& reset) {
 }
 
 constexpr const char* kSetMore = R"(
-The camera confirms a setting by a message. It refuses without a word, and a setting that the camera
-service turns down is not reported either: both end with status 3. Sometimes it takes a setting only
-in some state, for example Max_Agc with low light only; the sentence then says so.
+The camera confirms a setting by a message. What it refuses in its present state, as Max_Agc without
+low light, is told at once, with status 4. A setting that the camera service turns down is not
+reported: that ends with status 3.
 video_quality cannot be read back. The interval of a time-lapse is set by "timelapse start".
 )";
 
@@ -203,8 +220,11 @@ video_quality cannot be read back. The interval of a time-lapse is set by "timel
 
 void add_setting_commands(CLI::App& app, Action* chosen) {
   const auto [set_app, set] = setting_command<SetRequest>(
-      app, "set", "Set one camera setting and wait until the camera confirms it.");
-  set_app->add_option("NAME", set->name, "The setting, by either name below")->required();
+      app, "set", "Set one camera setting and wait for its confirmation.");
+  const std::string names = fmt::format("{}", fmt::join(setting_names(), "|"));
+  set_app->add_option("NAME", set->name, "The setting, by either name below")
+      ->required()
+      ->type_name(names);
   set_app->add_option("VALUE", set->value, "A word or its number, as below")->required();
   set_app->add_flag("--any", set->any, "Send a number that the setting does not take, too");
   set_app->footer(fmt::format("\nSettings and their values:\n{}{}", settings_help(), kSetMore));
@@ -212,7 +232,8 @@ void add_setting_commands(CLI::App& app, Action* chosen) {
 
   const auto [get_app, get] = setting_command<GetRequest>(
       app, "get", "Show camera settings, as the next status record has them.");
-  get_app->add_option("NAME", get->names, "Settings, by either name; none: all of them");
+  get_app->add_option("NAME", get->names, "Settings, by either name; none: all of them")
+      ->type_name(names);
   get_app->add_flag("--all", get->all, "All of them");
   get_app->footer(
       fmt::format("\nSettings and their values:\n{}\nvideo_quality is not in the status record: "

@@ -44,8 +44,7 @@ std::string status_table(const Session& session) {
   text += row("recording", recording_text(state));
   if (!state.status.has_value()) return text + row("status record", "none yet");
   for (const StatusField& field : status_fields()) {
-    const uint32_t value = (*state.status).*field.member;
-    text += row(field.label, field.text != nullptr ? field.text(value) : fmt::format("{}", value));
+    text += row(field.label, status_text(field, (*state.status).*field.member));
   }
   text += row("space", fmt::format("{:.0f} of {:.0f} MB free", state.status->free_mb,
                                    state.status->total_mb));
@@ -105,12 +104,12 @@ ExitCode show_status(Session& session, const StatusRequest& request) {
 
 void add_status_command(CLI::App& app, Action* chosen) {
   const auto [command, request] = add_command<StatusRequest>(
-      app, "status", "Show what the camera reports: mode, recording, settings, card, free space.");
+      app, "status", "Show the camera's state: mode, recording, settings, card.");
   CLI::Option* watch =
       command->add_flag("--watch", request->watch, "Show it again every second, until Ctrl-C");
-  command->add_option("--seconds", request->seconds, "With --watch: end after so many seconds")
-      ->needs(watch)
-      ->check(CLI::NonNegativeNumber);
+  takes_seconds(
+      command->add_option("--seconds", request->seconds, "With --watch: end after so long"), true)
+      ->needs(watch);
   run_with(command, request, chosen, show_status);
 }
 

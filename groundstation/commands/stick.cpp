@@ -81,14 +81,14 @@ ExitCode run_stick(Session& session, const StickRequest& request) {
 void add_stick_command(CLI::App& app, Action* chosen) {
   constexpr size_t kMostBytes = 65507;
   const auto [command, request] = flight_side_command<StickRequest>(
-      app, "stick", "Send stick data to the flight controller through the camera.", kStickHelp);
+      app, "stick", "Send stick data to the flight controller. The camera passes it on.",
+      kStickHelp);
   command->add_option("HEX", request->texts, "A datagram each, in hexadecimal digits")->required();
   add_port(command, "--port", &request->port, "UDP port of the camera's stick socket");
-  command->add_option("--rate", request->rate, "Datagrams a second")
-      ->check(CLI::Range(0.1, 1000.0))
+  takes_number(command->add_option("--rate", request->rate, "Datagrams a second"), 0.1, 1000)
       ->capture_default_str();
-  command->add_option("--times", request->times, "Send all of them so often")
-      ->check(CLI::Range(1, 1'000'000))
+  takes_whole(command->add_option("--times", request->times, "Send all of them so often"), 1,
+              1'000'000)
       ->capture_default_str();
   command->callback([request = request, chosen] {
     request->datagrams.clear();

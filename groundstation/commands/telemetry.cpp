@@ -27,8 +27,9 @@ struct TelemetryRequest {
 constexpr const char* kFormatHelp = R"(
 FILE is text with one message per line:
   105,TIME,F1,...,F13,VALUE   for the gimbal's log; VALUE 0 to 65535
-  107,TIME,F1,...,F13,VALUE   for the flight controller's log; VALUE is signed, 32 bits
-  90                          flight data that the camera does not log; a TIME may follow
+  107,TIME,F1,...,F13,VALUE   for the flight controller's log; VALUE has 32 bits
+                              and a sign
+  90[,TIME]                   flight data that the camera does not log
 TIME is any number from 0, F1 to F13 are decimal numbers. Empty lines and lines that begin with #
 are skipped. Nothing acknowledges the messages; the lines in the logs on the camera's card show them.
 )";
@@ -71,11 +72,9 @@ void add_telemetry_command(CLI::App& app, Action* chosen) {
   const auto [command, request] = add_command<TelemetryRequest>(
       app, "telemetry", "Play flight data from a file into the camera's logs.");
   command->add_option("FILE", request->path, "The messages, as below")->required();
-  command->add_option("--rate", request->rate, "Messages per second")
-      ->check(CLI::Range(0.1, 10000.0))
+  takes_number(command->add_option("--rate", request->rate, "Messages per second"), 0.1, 10000)
       ->capture_default_str();
-  command->add_option("--times", request->times, "Play the file so often")
-      ->check(CLI::Range(1, 1000000))
+  takes_whole(command->add_option("--times", request->times, "Play the file so often"), 1, 1000000)
       ->capture_default_str();
   command->footer(kFormatHelp);
   run_with(command, request, chosen, play);

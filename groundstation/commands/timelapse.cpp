@@ -6,32 +6,22 @@
 #include <vector>
 
 #include "groundstation/commands/exchange.h"
+#include "groundstation/messages/setting_rules.h"
 
 namespace groundstation {
 namespace {
 
 constexpr double kTimelapseTimeoutS = 15;
-constexpr uint32_t kTimelapseResolution = 4;  // 1920x1080 30P
-
-Failure refuse_timelapse(Session& session) {
-  const CameraState& state = session.link.state();
-  if (state.status->timelapse != kTimelapseIdle) {
-    return session.out.fail("timelapse start", ExitCode::kNotNow,
-                            "a time-lapse is under way already");
-  }
-  if (state.status->resolution != kTimelapseResolution) {
-    return session.out.fail("timelapse start", ExitCode::kNotNow,
-                            "the camera makes time-lapses at 1920x1080 30P only (set "
-                            "video_resolution 1920x1080-30P)");
-  }
-  return std::nullopt;
-}
-
+constexpr double kMostValue = 1e9;
 ExitCode start_timelapse(Session& session, const Timelapse& timelapse) {
   constexpr const char* kCommand = "timelapse start";
   const uint64_t deadline = session.deadline(kTimelapseTimeoutS);
   if (Failure failure = meet_camera(session, kCommand, deadline)) return *failure;
-  if (Failure failure = refuse_timelapse(session)) return *failure;
+  const auto refusal = [](const CameraState& state) { return timelapse_refusal(*state.status); };
+  if (Failure failure = refuse_by_status(session, kCommand, "the time-lapse cannot start now",
+                                         refusal, deadline)) {
+    return *failure;
+  }
   if (Failure failure = enter_mode(session, kCommand, kModeVideo, deadline)) return *failure;
   session.link.drain();
   bool failed = false;
@@ -80,7 +70,7 @@ ExitCode stop_timelapse(Session& session) {
 
 void add_timelapse_command(CLI::App& app, Action* chosen) {
   CLI::App* command = app.add_subcommand("timelapse",
-                                         "Start or stop a time-lapse and wait until it runs or "
+                                         "Start or stop a time-lapse. Waits until it runs or "
                                          "has ended.")
                           ->group(kSettingsGroup)
                           ->require_subcommand(1);
@@ -90,13 +80,14 @@ void add_timelapse_command(CLI::App& app, Action* chosen) {
       "start",
       "Start. Switches to video mode first if needed; at 1920x1080 30P only. In shutter priority\n"
       "the camera wants a shutter from 1/30.");
-  start->add_option("--interval", timelapse->interval, "Seconds")
-      ->check(CLI::Range(1, 15))
+  takes_whole(start->add_option("--interval", timelapse->interval, "Seconds"), 1, 15)
       ->capture_default_str();
-  start->add_option("--count", timelapse->count, "Number that the camera reports back")
-      ->check(CLI::Range(0, 1 << 24))
+  takes_whole(start->add_option("--count", timelapse->count, "Number that the camera reports back"),
+              0, 1 << 24)
       ->capture_default_str();
-  start->add_option("--values", *values, "Up to four numbers that the camera reports back")
+  takes_number(
+      start->add_option("--values", *values, "Up to four numbers that the camera reports back"),
+      -kMostValue, kMostValue)
       ->expected(1, 4);
   start->callback([timelapse, values, chosen] {
     std::copy(values->begin(), values->end(), timelapse->values.begin());

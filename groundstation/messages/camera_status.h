@@ -73,7 +73,7 @@ struct CameraStatus {
 };
 
 // One integer field of the record: where it lies and how it is shown. `text` gives the words for a
-// value; fields without it are plain numbers.
+// value; fields without it are settings.
 struct StatusField {
   std::string_view key;    // JSON member
   std::string_view label;  // for a person
@@ -87,6 +87,9 @@ struct StatusField {
 // Every integer field, in the order in which it is shown.
 [[nodiscard]] std::span<const StatusField> status_fields();
 
+// The value as it is shown; that of a setting as `set` takes it and `get` shows it.
+[[nodiscard]] std::string status_text(const StatusField& field, uint32_t value);
+
 // Nothing when there are fewer than 33 bytes. Any value of any field decodes.
 [[nodiscard]] std::optional<CameraStatus> decode_camera_status(const uint8_t* bytes, size_t length);
 
@@ -94,7 +97,8 @@ struct StatusField {
 [[nodiscard]] std::string sd_code_text(uint32_t code);
 [[nodiscard]] std::string mode_text(uint32_t mode);
 
-// All fields under their keys; those with words as text, the others as numbers; "sd_code" as well.
+// All fields under their keys; choices as text, numbers as numbers (0: automatic, where there is
+// such a thing); "sd_code" as well.
 [[nodiscard]] nlohmann::json status_json(const CameraStatus& status);
 
 }  // namespace groundstation

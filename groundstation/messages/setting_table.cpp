@@ -51,7 +51,7 @@ constexpr Setting kSettings[] = {
 
 // What a float carries exactly.
 constexpr int32_t kMostAnyNumber = 1 << 24;
-constexpr size_t kHelpWidth = 98;
+constexpr size_t kHelpWidth = 80;
 constexpr size_t kHelpIndent = 38;
 
 char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
@@ -59,7 +59,7 @@ char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + '
 // The form in which two words are compared.
 std::string plain(std::string_view text) {
   std::string result;
-  for (const char c : text) result += c == ' ' ? '-' : lower(c);
+  for (const char c : text) result += c == ' ' || c == '_' ? '-' : lower(c);
   constexpr std::string_view kAspect = "-16:9";
   if (result.ends_with(kAspect)) result.resize(result.size() - kAspect.size());
   return result;
@@ -114,13 +114,24 @@ std::string setting_text(const Setting& setting, uint32_t value) {
   return value < setting.words.size() ? one_word(setting.words[value]) : fmt::format("{}", value);
 }
 
+std::vector<std::string> setting_words(const Setting& setting) {
+  std::vector<std::string> words;
+  for (const std::string_view word : setting.words) words.push_back(one_word(word));
+  return words;
+}
+
+std::vector<std::string> setting_names() {
+  std::vector<std::string> names;
+  for (const Setting& setting : kSettings) names.emplace_back(setting.name);
+  for (const Setting& setting : kSettings) {
+    if (setting.alias != setting.name) names.emplace_back(setting.alias);
+  }
+  return names;
+}
+
 std::string setting_values(const Setting& setting) {
   if (setting.words.empty()) return fmt::format("0 to {}", setting.high);
-  std::string text;
-  for (const std::string_view word : setting.words) {
-    if (!text.empty()) text += ", ";
-    text += one_word(word);
-  }
+  const std::string text = fmt::format("{}", fmt::join(setting_words(setting), ", "));
   const bool all_words = setting.words.size() > static_cast<size_t>(setting.high);
   return all_words ? fmt::format("{} (0 to {})", text, setting.high)
                    : fmt::format("{} (0) or a number to {}", text, setting.high);

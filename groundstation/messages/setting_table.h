@@ -7,6 +7,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "groundstation/messages/camera_status.h"
 
@@ -27,7 +28,8 @@ struct Setting {
 // In the order in which they are shown.
 [[nodiscard]] std::span<const Setting> settings();
 
-// By either name, upper or lower case. Null when there is none.
+// By either name, upper or lower case, with spaces or dashes for the low lines as well. Null when
+// there is none.
 [[nodiscard]] const Setting* find_setting(std::string_view name);
 
 // A word of the setting (upper or lower case, "-" or a space between its parts, "16:9" may be left
@@ -37,6 +39,12 @@ struct Setting {
 
 // The word for a value, as one word of a command line; the number when there is none.
 [[nodiscard]] std::string setting_text(const Setting& setting, uint32_t value);
+
+// The words of the setting, each as one word of a command line.
+[[nodiscard]] std::vector<std::string> setting_words(const Setting& setting);
+
+// Both names of every setting; those that are the same once.
+[[nodiscard]] std::vector<std::string> setting_names();
 
 // What parse_setting takes: "Auto, Day, Cloudy (0 to 2)", "0 to 255".
 [[nodiscard]] std::string setting_values(const Setting& setting);

@@ -10,4 +10,16 @@ namespace groundstation {
 // Registers `shell`; not part of add_camera_commands, so a shell has no shell.
 void add_shell_command(CLI::App& app, Action* chosen);
 
+// The commands of one line. Not to be moved: the commands refer to its members.
+struct ShellLine {
+  ShellLine();
+  ShellLine(const ShellLine&) = delete;
+  ShellLine& operator=(const ShellLine&) = delete;
+
+  CLI::App app;
+  Action action;
+  double timeout_s = 0;  // 0: as the shell was called
+  bool json = false;
+};
+
 }  // namespace groundstation

@@ -19,8 +19,11 @@ void Output::note(std::string_view text) const {
   if (!json_) line(text);
 }
 
-void Output::event(std::string_view text, const nlohmann::json& object) const {
-  line(json_ ? json_line(object) : std::string(text));
+void Output::event(std::string_view text, nlohmann::json object) const {
+  if (!json_) return line(text);
+  object["command"] = command_;
+  object["ok"] = true;
+  line(json_line(object));
 }
 
 ExitCode Output::done(std::string_view command, std::string_view text,

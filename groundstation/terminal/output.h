@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace groundstation {
 
@@ -28,10 +29,14 @@ class Output {
   [[nodiscard]] std::FILE* stream() const { return stream_; }
   void set_stream(std::FILE* stream) { stream_ = stream; }
 
+  // The command that runs, for the objects of event().
+  void set_command(std::string command) { command_ = std::move(command); }
+
   // A line on the way to the result; not in JSON.
   void note(std::string_view line) const;
-  // A line that stands for itself in JSON too, such as a report that nobody waited for.
-  void event(std::string_view line, const nlohmann::json& object) const;
+  // A line that stands for itself in JSON too, such as a report that nobody waited for; there with
+  // the command that runs and "ok":true.
+  void event(std::string_view line, nlohmann::json object) const;
 
   // The end of a command: text lines, or `fields` with "command" and "ok":true.
   ExitCode done(std::string_view command, std::string_view text, nlohmann::json fields = {}) const;
@@ -44,6 +49,7 @@ class Output {
   void line(std::string_view text) const;
 
   bool json_;
+  std::string command_;
   std::FILE* stream_ = stdout;
 };
 

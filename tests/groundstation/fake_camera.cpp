@@ -230,6 +230,7 @@ void FakeCamera::send_regular() {
     const auto bits = static_cast<uint8_t>((stream_on_ ? 1 : 0) | (script_.recording ? 4 : 0));
     send(0, 37, {0, 0, 0, 0, 0, 0, 0, bits, 3});
   }
+  if (script_.unasked_report != 0) report(static_cast<float>(script_.unasked_report));
   if (script_.status) {
     Payload payload = status_;
     payload[2] = static_cast<uint8_t>(payload[2] | script_.mode);

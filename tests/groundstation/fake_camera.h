@@ -23,6 +23,7 @@ struct CameraScript {
   int lose_commands = 0;      // so many COMMAND_LONG messages do not arrive
   int lose_acks = 0;          // so many command acknowledgements are lost on the way
   bool lose_reports = false;  // camera reports are lost on the way
+  int unasked_report = 0;     // a camera report that comes all the time, 0: none
   uint8_t result = 0;         // of photo, recording and mode switch
   bool recording = false;
   uint8_t mode = 0;  // 0 photo, 1 video

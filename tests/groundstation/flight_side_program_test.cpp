@@ -46,12 +46,23 @@ TEST(FlightSideProgram, NobodyThereIs3WithWhatToCheck) {
   expect_failure(lonely("factory --device /dev/null"), 3, "is no serial line");
 }
 
+TEST(FlightSideProgram, CtrlCIsAnInterruptUnlessItIsTheEnd) {
+  const auto after_a_second = [](const std::string& arguments) {
+    return run_program("--camera 127.0.0.1:1 --bind 127.0.0.1:0 " + arguments, "",
+                       "timeout --signal=INT 1");
+  };
+  EXPECT_EQ(after_a_second("ack --port 18868 --count 1 --json").json()["exit_code"], 130);
+  EXPECT_EQ(after_a_second("ack --port 18868 --json").json()["ok"], true);
+}
+
 TEST(FlightSideProgram, FilesThatCannotBeUsedAre1) {
   EXPECT_EQ(lonely("firmware send /nowhere/image").exit_code, 1);
   const std::string there = temporary_path("there");
   std::ofstream(there) << "x";
   expect_failure(lonely("firmware serve -o " + there), 1, "--force");
   EXPECT_EQ(lonely("ack --port 18867 -o /nowhere/file").exit_code, 1);
+  expect_failure(lonely("ack --port 18867 -o " + there), 1, "--force");
+  EXPECT_EQ(read_file(there), "x");
 }
 
 }  // namespace

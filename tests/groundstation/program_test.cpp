@@ -37,6 +37,37 @@ TEST(Program, WrongUsageIs2) {
   EXPECT_EQ(run_program("status", "", "GROUNDSTATION_CAMERA=nowhere").exit_code, 2);
 }
 
+TEST(Program, WithoutArgumentsTheShortHelpIsShown) {
+  const ProgramResult result = run_program("");
+  EXPECT_EQ(result.exit_code, 2);
+  EXPECT_THAT(result.err, HasSubstr("Usage: groundstation [OPTIONS] COMMAND\n"));
+  EXPECT_THAT(result.err, HasSubstr("\n  photo "));
+  EXPECT_EQ(result.out, "");
+  EXPECT_LE(std::count(result.err.begin(), result.err.end(), '\n'), 40);
+}
+
+TEST(Program, WrongUsageIsAnObjectToo) {
+  for (const char* arguments : {"--json", "--json nonsense", "photo --mode XX --json",
+                                "set iso bright --json", "--json media get"}) {
+    const ProgramResult result = run_program(arguments);
+    EXPECT_EQ(result.exit_code, 2) << arguments;
+    EXPECT_EQ(result.err, "") << arguments;
+    const nlohmann::json object = result.json();
+    ASSERT_TRUE(object.is_object()) << result.out;
+    EXPECT_EQ(object["ok"], false) << arguments;
+    EXPECT_TRUE(object["command"].is_string()) << arguments;
+    EXPECT_EQ(object["exit_code"], 2) << arguments;
+    EXPECT_TRUE(object["error"].is_string()) << arguments;
+  }
+  EXPECT_EQ(run_program("photo --mode XX --json").json()["command"], "photo");
+}
+
+TEST(Program, WrongUsageSaysWhereTheHelpIs) {
+  EXPECT_EQ(run_program("photo --moed PW").err,
+            "photo: there is no option --moed; did you mean --mode?\n"
+            "Try \"groundstation photo --help\".\n");
+}
+
 TEST(Program, NoCameraIs3WithASentence) {
   expect_failure(run_with_camera(free_port(), "status --timeout 0.3"), 3,
                  "no camera: no heartbeat from 127.0.0.1:");
@@ -60,7 +91,7 @@ TEST(Program, StatusIsATable) {
   const ProgramResult result = run_with_camera(camera.port(), "status");
   EXPECT_EQ(result.exit_code, 0);
   EXPECT_THAT(result.out, HasSubstr("  mode            photo\n"));
-  EXPECT_THAT(result.out, HasSubstr("  resolution      1920x1080 30P 16:9\n"));
+  EXPECT_THAT(result.out, HasSubstr("  resolution      1920x1080-30P\n"));
   EXPECT_THAT(result.out, HasSubstr("  space           500 of 1000 MB free\n"));
 }
 
@@ -79,6 +110,8 @@ TEST(Program, WatchShowsTheStatusEverySecond) {
       run_with_camera(camera.port(), "--json status --watch --seconds 1.5");
   EXPECT_EQ(result.exit_code, 0);
   EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 3);
+  EXPECT_EQ(result.json()["ok"], true);
+  EXPECT_EQ(result.json()["command"], "status");
 }
 
 struct FailureRow {

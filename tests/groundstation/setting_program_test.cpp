@@ -29,7 +29,8 @@ TEST(SettingProgram, SetSendsTheSettingAndWaitsForItsAcknowledgement) {
 TEST(SettingProgram, GetShowsWhatWasSet) {
   FakeCamera camera({});
   const std::string lines =
-      "set iso 400\nset shutter 1/12.5\nset stamp off\nset Max_Agc 25\nset video_quality fine\n"
+      "set iso 400\nset shutter 1/12.5\nset stamp off\nset low_light ON\nset Max_Agc 25\n"
+      "set video_quality fine\n"
       "get iso shutter_time sec_stream_stamp max_gain video_quality\n";
   const auto result = success(run_with_camera(camera.port(), "--json shell", lines));
   const auto settings = result["settings"];
@@ -49,15 +50,60 @@ TEST(SettingProgram, WhatTheRecordLacksIs1WhenItIsAskedForByItself) {
                  "does not carry video_quality");
 }
 
-TEST(SettingProgram, RefusedSettingEndsWithItsRule) {
-  FakeCamera camera({.refused_setting = 19});
-  expect_failure(run_with_camera(camera.port(), "set Max_Agc 30 --timeout 0.5"), 3,
-                 "Max_Agc was not confirmed (the camera takes it with low light only)");
+TEST(SettingProgram, WhatTheStatusForbidsIsToldAtOnce) {
+  FakeCamera camera({});
+  expect_failure(run_with_camera(camera.port(), "set Max_Agc 30"), 4,
+                 "Max_Agc cannot be 30 now: low_light is OFF (first: set low_light ON)");
+  expect_failure(run_with_camera(camera.port(), "set resolution 1280x720-30P"), 4,
+                 "the camera is in photo mode (first: mode video)");
+  const ProgramResult json = run_with_camera(camera.port(), "set resolution 1280x720-30P --json");
+  EXPECT_EQ(json.json()["exit_code"], 4);
+  EXPECT_TRUE(camera.received(76).empty());
+}
+
+// A record that shows the state before comes late: what was just set holds.
+TEST(SettingProgram, WhatWasJustSetIsNotForbidden) {
+  FakeCamera camera({});
+  const ProgramResult result =
+      run_with_camera(camera.port(), "shell", "set low_light ON\nset Max_Agc 30\n");
+  EXPECT_EQ(result.exit_code, 0) << result.err;
+}
+
+// Every value that a setting can have, as status and get show it: both the same, and set takes it.
+TEST(SettingProgram, StatusGetAndSetUseTheSameWords) {
+  FakeCamera camera({.mode = 1});
+  const std::string lines =
+      "set color_style 70FILM\nset white_balance Cloudy\nset iso 400\nset exposure Auto\n"
+      "set shutter 1/12.5\nset photo_format RAW\nset stamp OFF\nset contrast 7\n"
+      "set resolution 1280x720-30P\nset low_light ON\nset Max_Agc 30\nset exposure_mode on\n"
+      "get --all\n";
+  const ProgramResult set = run_with_camera(camera.port(), "shell", lines);
+  EXPECT_EQ(set.exit_code, 0) << set.err;
+  const std::string status = run_with_camera(camera.port(), "status").out;
+  for (const char* row :
+       {"color style     70FILM", "white balance   Cloudy", "ISO             400",
+        "exposure        Auto", "shutter         1/12.5", "photo format    RAW",
+        "stamp           OFF", "contrast        7", "resolution      1280x720-30P",
+        "low light       ON", "max gain        30", "exposure mode   on"}) {
+    EXPECT_THAT(status, HasSubstr(row));
+    const std::string value = std::string(row).substr(16);
+    EXPECT_THAT(set.out, HasSubstr(" " + value + "\n"));
+  }
+  const auto told = success(run_with_camera(camera.port(), "status --json"))["status"];
+  EXPECT_EQ(told["color_style"], "70FILM");
+  EXPECT_EQ(told["resolution"], "1280x720-30P");
+  EXPECT_EQ(told["iso"], 400);
+}
+
+TEST(SettingProgram, SilentRefusalEndsWithItsRule) {
+  FakeCamera camera({.mode = 1, .refused_setting = 2});
+  expect_failure(run_with_camera(camera.port(), "set resolution 6 --timeout 0.5"), 3,
+                 "video_resolution was not confirmed (the camera takes it in video mode only");
 }
 
 TEST(SettingProgram, AcknowledgementOfAnotherValueDoesNotCount) {
   FakeCamera camera({.other_value = true});
-  EXPECT_EQ(run_with_camera(camera.port(), "set Max_Agc 0 --timeout 0.5").exit_code, 3);
+  EXPECT_EQ(run_with_camera(camera.port(), "set contrast 0 --timeout 0.5").exit_code, 3);
 }
 
 TEST(SettingProgram, LostAcknowledgementIsAskedForAgain) {
@@ -83,7 +129,7 @@ TEST(SettingProgram, FailedSettingIs1) {
 }
 
 TEST(SettingProgram, TheResolutionThatIsSetAlreadySendsNothing) {
-  FakeCamera camera({});
+  FakeCamera camera({.mode = 1});
   EXPECT_EQ(run_with_camera(camera.port(), "set video_resolution 1920x1080-30P").exit_code, 0);
   EXPECT_TRUE(camera.received(76).empty());
   EXPECT_EQ(run_with_camera(camera.port(), "set video_resolution 6").exit_code, 0);
@@ -136,9 +182,9 @@ TEST(SettingProgram, TimelapseStartsInVideoModeAndStops) {
 }
 
 TEST(SettingProgram, TimelapseNeedsItsResolution) {
-  FakeCamera camera({});
+  FakeCamera camera({.mode = 1});
   EXPECT_EQ(run_with_camera(camera.port(), "set resolution 6").exit_code, 0);
-  expect_failure(run_with_camera(camera.port(), "timelapse start"), 4, "1920x1080 30P only");
+  expect_failure(run_with_camera(camera.port(), "timelapse start"), 4, "1920x1080-30P only");
 }
 
 TEST(SettingProgram, ParamsAreListedWithoutALostOne) {

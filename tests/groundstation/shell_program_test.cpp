@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "groundstation/fake_camera.h"
 #include "groundstation/run_program.h"
 
@@ -8,6 +10,7 @@ namespace groundstation_test {
 namespace {
 
 using ::testing::HasSubstr;
+using ::testing::Not;
 
 TEST(ShellProgram, LinesFromAPipeRunOnOneLink) {
   FakeCamera camera({});
@@ -40,17 +43,52 @@ TEST(ShellProgram, FailureDoesNotEndItButShowsInTheExitCode) {
 }
 
 TEST(ShellProgram, ReportsThatNobodyWaitsForAreShown) {
-  FakeCamera camera({.mode = 1});
-  // The recording's report comes behind the acknowledgement that ends the command.
+  FakeCamera camera({.unasked_report = 1});
   const ProgramResult result =
-      run_with_camera(camera.port(), "--json shell", "record start\nstatus\n");
+      run_with_camera(camera.port(), "--json shell", "status --watch --seconds 0.5\n");
   EXPECT_EQ(result.exit_code, 0);
-  EXPECT_THAT(result.out, HasSubstr(R"({"code":3,"event":"camera_report")"));
+  EXPECT_THAT(result.out, HasSubstr(R"("command":"status","event":"camera_report","ok":true)"));
+}
+
+// The recording's report comes behind the acknowledgement that ends the command.
+TEST(ShellProgram, WhatACommandHasDoneIsNotReportedOnceMore) {
+  FakeCamera camera({.mode = 1});
+  const ProgramResult result =
+      run_with_camera(camera.port(), "--json shell", "record start\nstatus\nrecord stop\nstatus\n");
+  EXPECT_EQ(result.exit_code, 0);
+  EXPECT_THAT(result.out, Not(HasSubstr("event")));
+}
+
+TEST(ShellProgram, WrongWordsAreNamedWithTheNearestOne) {
+  FakeCamera camera({});
+  expect_failure(run_with_camera(camera.port(), "shell", "statsu\n"), 2,
+                 "shell: there is no command statsu; did you mean status?\nTry \"help\".\n");
+  const ProgramResult result =
+      run_with_camera(camera.port(), "shell", "set white_balance Clody --json\n");
+  EXPECT_EQ(result.exit_code, 2);
+  EXPECT_EQ(result.json()["command"], "set");
+  EXPECT_EQ(result.json()["ok"], false);
+  EXPECT_THAT(result.json()["error"], HasSubstr("did you mean Cloudy?"));
+}
+
+TEST(ShellProgram, HelpWorksForEveryCommand) {
+  FakeCamera camera({});
+  const ProgramResult result =
+      run_with_camera(camera.port(), "shell", "help media get\nmedia get --help\nhelp\n");
+  EXPECT_EQ(result.exit_code, 0) << result.err;
+  const size_t first = result.out.find("Usage: media get");
+  ASSERT_NE(first, std::string::npos) << result.out;
+  EXPECT_NE(result.out.find("Usage: media get", first + 1), std::string::npos) << result.out;
 }
 
 // The same on a terminal of its own, which "script" provides.
 ProgramResult run_on_terminal(FakeCamera& camera, const std::string& keys) {
-  return run_with_camera(camera.port(), "shell' /dev/null", keys, "TERM=dumb script -qefc '");
+  const std::string state = temporary_path("state");
+  const ProgramResult result =
+      run_with_camera(camera.port(), "shell' /dev/null", keys,
+                      "XDG_STATE_HOME='" + state + "' TERM=dumb script -qefc '");
+  std::filesystem::remove_all(state);
+  return result;
 }
 
 TEST(ShellProgram, TabCompletesOnATerminal) {

@@ -5,6 +5,8 @@
 #include <array>
 #include <nlohmann/json.hpp>
 
+#include "groundstation/messages/setting_table.h"
+
 namespace groundstation_test {
 namespace {
 
@@ -71,24 +73,49 @@ TEST(CameraStatus, JsonHasWordsForChoicesAndNumbersForNumbers) {
   const auto object =
       groundstation::status_json(*decode_camera_status(kFresh.data(), kFresh.size()));
   EXPECT_EQ(object["mode"], "photo");
-  EXPECT_EQ(object["resolution"], "3840x2160 60P 16:9");
+  EXPECT_EQ(object["resolution"], "3840x2160-60P");
   EXPECT_EQ(object["shutter"], "1/30");
   EXPECT_EQ(object["iso"], 0);
   EXPECT_EQ(object["max_gain"], 25);
-  EXPECT_EQ(object["stamp"], "on");
+  EXPECT_EQ(object["stamp"], "ON");
   EXPECT_EQ(object["sd_card"], "not known yet");
   EXPECT_EQ(object["sd_code"], 2);
   EXPECT_EQ(object["free_mb"], 0.0);
 }
 
-TEST(CameraStatus, ValuesOutsideTheirTableAreShownAsUnknown) {
+// One vocabulary: the word that status shows is one that the setting takes, and its label names it.
+TEST(CameraStatus, EverySettingIsWrittenAsItIsSet) {
+  size_t shown = 0;
+  for (const groundstation::StatusField& field : groundstation::status_fields()) {
+    if (field.text != nullptr) continue;
+    const groundstation::Setting* setting = groundstation::find_setting(field.label);
+    ASSERT_NE(setting, nullptr) << field.label;
+    ASSERT_EQ(setting->field, field.member) << field.label;
+    shown++;
+    for (int32_t value = 0; value <= setting->high; value++) {
+      const auto number = static_cast<uint32_t>(value);
+      CameraStatus status{};
+      status.*field.member = number;
+      const std::string text = groundstation::status_text(field, number);
+      ASSERT_EQ(text, groundstation::setting_text(*setting, number));
+      ASSERT_EQ(groundstation::parse_setting(*setting, text, false), value) << text;
+      const nlohmann::json told = groundstation::status_json(status)[field.key];
+      const std::string word = told.is_string() ? told.get<std::string>() : told.dump();
+      ASSERT_EQ(groundstation::parse_setting(*setting, word, false), value) << word;
+    }
+  }
+  // Every setting but video_quality, which the record does not carry.
+  EXPECT_EQ(shown, groundstation::settings().size() - 1);
+}
+
+TEST(CameraStatus, ValuesOutsideTheirTableAreShownAsNumbersOrUnknown) {
   CameraStatus status{};
   status.resolution = 11;
   status.shutter = 31;
   status.mode = 15;
   const auto object = groundstation::status_json(status);
-  EXPECT_EQ(object["resolution"], "unknown (11)");
-  EXPECT_EQ(object["shutter"], "unknown (31)");
+  EXPECT_EQ(object["resolution"], "11");
+  EXPECT_EQ(object["shutter"], "31");
   EXPECT_EQ(object["mode"], "unknown (15)");
   EXPECT_EQ(groundstation::sd_code_text(255), "unknown (255)");
   EXPECT_EQ(groundstation::sd_code_text(10), "unknown (10)");

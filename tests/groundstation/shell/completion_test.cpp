@@ -24,6 +24,8 @@ TEST(Completion, OffersCommands) {
   EXPECT_THAT(completions("timelapse "), ElementsAre("start", "stop"));
   EXPECT_THAT(completions("mode v"), ElementsAre("video"));
   EXPECT_THAT(completions("nonsense"), IsEmpty());
+  EXPECT_THAT(completions("help time"), ElementsAre("timelapse"));
+  EXPECT_THAT(completions("help timelapse "), ElementsAre("start", "stop"));
 }
 
 TEST(Completion, OffersSettingsAndTheirWords) {
@@ -40,6 +42,34 @@ TEST(Completion, OffersOptions) {
   EXPECT_THAT(completions("timelapse start --c"), ElementsAre("--count"));
   EXPECT_THAT(completions("set --any white_balance c"), ElementsAre("Cloudy"));
   EXPECT_THAT(completions("photo --"), IsSupersetOf({"--mode", "--sequence", "--json"}));
+  EXPECT_THAT(completions("photo --mode P"), ElementsAre("PR", "PW", "PV", "PH"));
+  EXPECT_THAT(completions("photo --sequence "), IsEmpty());
+  EXPECT_THAT(completions("factory snap"), ElementsAre("snap_test"));
+  EXPECT_THAT(completions("firmware serve g"), ElementsAre("gimbal"));
+}
+
+TEST(Completion, OffersLocalFiles) {
+  EXPECT_THAT(completions("telemetry /etc/host"), Contains("/etc/hosts"));
+  EXPECT_THAT(completions("telemetry /e"), ElementsAre("/etc/"));
+  EXPECT_THAT(completions("telemetry /no/such/"), IsEmpty());
+  EXPECT_THAT(completions("firmware serve any -o /et"), ElementsAre("/etc/"));
+}
+
+TEST(Completion, OffersTheFilesOnTheCardAndThoseThatFitAPattern) {
+  std::vector<uint16_t> ports;
+  const groundstation::CardNames card = [&](uint16_t port) {
+    ports.push_back(port);
+    return std::vector<std::string>{"A_PW01.JPG", "A_PR02.JPG", "B.MP4"};
+  };
+  EXPECT_THAT(completions("media get A", card), ElementsAre("A_PW01.JPG", "A_PR02.JPG"));
+  EXPECT_THAT(completions("media --port 5 rm b", card), ElementsAre("B.MP4"));
+  EXPECT_THAT(completions("media info *PW*", card), ElementsAre("A_PW01.JPG"));
+  EXPECT_THAT(completions("media play ?.MP4", card), ElementsAre("B.MP4"));
+  EXPECT_EQ(ports, (std::vector<uint16_t>{8857, 5, 8857, 8857}));
+  // Nobody is asked where no such file can stand.
+  EXPECT_THAT(completions("photo ", card), IsEmpty());
+  EXPECT_THAT(completions("media list p", card), ElementsAre("photos"));
+  EXPECT_EQ(ports.size(), 4U);
 }
 
 }  // namespace
