@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "base/descriptor.h"
 #include "supervisor/state/log_card.h"
 
 namespace supervisor_test {
@@ -234,8 +235,18 @@ TEST_F(DataLog, AVideoBoardWriteAsksForTheFlightControllersLog) {
 TEST_F(DataLog, AVideoBoardWriteOnAnUnopenedFileIsDropped) {
   ASSERT_EQ(data_log_open(kLogFlightController), 0);
   std::filesystem::create_directory(vboard_log(0));
+  // 0 is no log, but somebody's descriptor.
+  int pipe[2] = {-1, -1};
+  ASSERT_EQ(pipe2(pipe, O_CLOEXEC | O_NONBLOCK), 0);
+  const base::Descriptor from(pipe[0]);
+  const base::Descriptor standard_input(fcntl(0, F_DUPFD_CLOEXEC, 3));
+  ASSERT_EQ(dup2(pipe[1], 0), 0);
+  close(pipe[1]);
   EXPECT_EQ(write(kLogVideoBoard, "lost"), 0);
+  ASSERT_EQ(dup2(standard_input.get(), 0), 0);
   EXPECT_FALSE(data_log_is_open(kLogVideoBoard));
+  char byte = 0;
+  EXPECT_EQ(read(from.get(), &byte, 1), 0);
 }
 
 TEST_F(DataLog, AFailedWriteClosesTheLogAndTheNextOpensAnother) {

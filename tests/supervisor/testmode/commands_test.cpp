@@ -149,6 +149,7 @@ TEST_F(TestMode, NothingIsWrittenToALineThatIsNotOpen) {
   EXPECT_EQ(test_uart_write("x", 1), -1);
   test_uart_state.fd.store(near_.get());
   EXPECT_EQ(test_uart_write("x", -1), -1);
+  EXPECT_EQ(test_uart_write("x", 0), 0);
   EXPECT_EQ(test_uart_write("xyz", 2), 2);
   EXPECT_EQ(replies(), "xy");
 }
