@@ -9,6 +9,18 @@
 #include "flightlink/firmware/firmware_rig.h"
 #include "flightlink/firmware/wire.h"
 
+namespace {
+int calloc_to_fail = 0;  // the n-th call from now on; 0 for none
+}
+
+extern "C" {
+void* __real_calloc(size_t count, size_t size);
+void* __wrap_calloc(size_t count, size_t size) {
+  const bool fails = calloc_to_fail > 0 && --calloc_to_fail == 0;
+  return fails ? nullptr : __real_calloc(count, size);
+}
+}
+
 namespace flightlink {
 namespace {
 
@@ -61,6 +73,17 @@ TEST_F(FirmwareHandlers, SizesThatAreNoSizesAreRefused) {
   }
   announced(536870912);  // 512 MiB
   EXPECT_EQ(firmware_receive.count, 2236963U);
+}
+
+TEST_F(FirmwareHandlers, AnImageThatThereIsNoMemoryForIsRefused) {
+  for (const int call : {1, 2}) {
+    calloc_to_fail = call;
+    EXPECT_EQ(announce(481), -1);
+    expect_report("", "01 04 03");
+    EXPECT_EQ(firmware_receive.image, nullptr);
+    EXPECT_EQ(chunk(0, {1}), 0);
+  }
+  announced(481);
 }
 
 TEST_F(FirmwareHandlers, ARefusedSizeLeavesTheEarlierAnnouncement) {
