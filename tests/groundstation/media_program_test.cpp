@@ -3,12 +3,16 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <sstream>
 
 #include "groundstation/fake_media_camera.h"
 #include "groundstation/run_program.h"
+#include "support/patience.h"
 
 namespace groundstation_test {
 namespace {
@@ -313,14 +317,23 @@ TEST(MediaProgram, AFileThatCannotBeWrittenIs1) {
   expect_failure(media(camera, "get A.JPG -o /nowhere/A.JPG"), 1, "cannot write /nowhere/A.JPG");
 }
 
+// Ctrl-C once the camera has been asked for the file.
 TEST(MediaProgram, InterruptLeavesNothingAndCancels) {
   FakeMediaCamera camera({.videos = {{"B.MP4", std::string(400'000'000, 'x')}}});
   Folder folder;
-  const ProgramResult result =
-      media(camera, "get B.MP4 -o " + folder.path, "", "timeout --preserve-status -s INT 0.3");
-  EXPECT_EQ(result.exit_code, 130);
+  const OwnPath pid("pid");
+  const std::string told = "sh -c 'echo $$ >" + pid.path + "; exec \"$@\"' sh";
+  std::future<ProgramResult> program = std::async(
+      std::launch::async, [&] { return media(camera, "get B.MP4 -o " + folder.path, "", told); });
+  while (camera.count(1) == 0 &&
+         program.wait_for(std::chrono::milliseconds(5)) == std::future_status::timeout) {
+  }
+  ASSERT_GT(camera.count(1), 0) << program.get().err;
+  ::kill(std::stoi(read_file(pid.path)), SIGINT);
+  const ProgramResult result = program.get();
+  EXPECT_EQ(result.exit_code, 130) << result.out << result.err;
   EXPECT_EQ(folder.files(), 0U) << result.out;
-  EXPECT_GE(camera.count(4), 1);
+  EXPECT_TRUE(support::poll_until([&] { return camera.count(4) > 0; }, support::seconds(20)));
 }
 
 TEST(MediaProgram, Thumbnails) {
