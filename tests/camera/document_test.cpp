@@ -1,10 +1,12 @@
 // docs/messages.json against the tables and the record of the program.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <fstream>
+#include <map>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "base/bytes.h"
 #include "camera/camera_rig.h"

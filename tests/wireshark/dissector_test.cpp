@@ -1,6 +1,7 @@
 // The dissector with traffic that was made for it: what it shows, and that it finds what is wrong.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <string>
 #include <vector>
