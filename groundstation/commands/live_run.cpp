@@ -217,6 +217,7 @@ nlohmann::json LiveRun::fields(uint64_t now) const {
           {"stalls", figures.stalls},
           {"longest_pause_ms", milliseconds(figures.longest_pause_us)},
           {"stalled", recorder_.stalled_at(now)},
+          {"not_shown", player_.skipped()},
           {"dropped", receiver_.dropped()}};
 }
 

@@ -145,11 +145,14 @@ ExitCode GetRun::total(uint64_t us) const {
     return out.fail(media_.command, ExitCode::kRefused,
                     fmt::format("{} of {} files could not be fetched", failures_, files), fields);
   }
-  return out.done(
-      media_.command,
-      fmt::format("{}{} files: {}{}", request_.all ? "all " : "", files, amount_text(bytes_, us),
-                  here_ > 0 ? fmt::format(" ({} were here already)", here_) : ""),
-      fields);
+  const std::string number =
+      fmt::format("{}{} file{}", request_.all ? "all " : "", files, files == 1 ? "" : "s");
+  if (files == 0) return out.done(media_.command, "there is no file on the card", fields);
+  if (fetched_ == 0) return out.done(media_.command, number + ": here already", fields);
+  return out.done(media_.command,
+                  fmt::format("{}: {}{}", number, amount_text(bytes_, us),
+                              here_ > 0 ? fmt::format(" ({} were here already)", here_) : ""),
+                  fields);
 }
 
 ExitCode GetRun::run() {

@@ -9,6 +9,8 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
+#include <sstream>
 #include <string_view>
 
 #include "base/clock.h"
@@ -16,6 +18,15 @@
 namespace groundstation {
 namespace {
 
+// ffplay: no buffer and no probing at the begin, and pictures are shown as they come, since the
+// stream carries no times (without a time each one is late against the player's own clock). mpv
+// has a profile and a switch for the same.
+constexpr const char* kPlayers[] = {
+    "ffplay -hide_banner -loglevel error -nostats -autoexit -an -f h264 -fflags nobuffer "
+    "-flags low_delay -probesize 32 -analyzeduration 0 -sync ext -noframedrop -vf setpts=0 "
+    "-window_title live -i pipe:0",
+    "mpv --no-config --msg-level=all=error --no-input-terminal --no-audio --profile=low-latency "
+    "--untimed --no-cache --demuxer-lavf-format=h264 --title=live -"};
 constexpr int kPipeSize = 1 << 20;  // half a second of the fastest stream
 constexpr uint64_t kOwnEndUs = 2'000'000;
 constexpr uint64_t kAskedEndUs = 1'000'000;
@@ -64,38 +75,14 @@ int spawn(const std::vector<std::string>& words, int input, pid_t* child) {
 
 }  // namespace
 
-// ffplay: no buffer and no probing at the begin, and pictures are shown as they come, since the
-// stream carries no times (without a time each one is late against the player's own clock). mpv
-// has a profile and a switch for the same.
 std::vector<std::vector<std::string>> player_commands() {
-  return {{"ffplay",
-           "-hide_banner",
-           "-loglevel",
-           "error",
-           "-nostats",
-           "-autoexit",
-           "-f",
-           "h264",
-           "-fflags",
-           "nobuffer",
-           "-flags",
-           "low_delay",
-           "-probesize",
-           "32",
-           "-analyzeduration",
-           "0",
-           "-sync",
-           "ext",
-           "-noframedrop",
-           "-vf",
-           "setpts=0",
-           "-window_title",
-           "live video",
-           "-i",
-           "pipe:0"},
-          {"mpv", "--no-config", "--msg-level=all=error", "--no-input-terminal",
-           "--profile=low-latency", "--untimed", "--no-cache", "--demuxer-lavf-format=h264",
-           "--title=live video", "-"}};
+  std::vector<std::vector<std::string>> commands;
+  for (const char* line : kPlayers) {
+    std::istringstream words(line);
+    commands.emplace_back(std::istream_iterator<std::string>(words),
+                          std::istream_iterator<std::string>());
+  }
+  return commands;
 }
 
 std::string LivePlayer::start() {

@@ -170,6 +170,7 @@ TEST(LiveProgram, PlaysInFfplayOrMpv) {
     const std::string video = read_file(shown.path);
     EXPECT_EQ(video.substr(0, kSps.size()), text_of(kSps));
     EXPECT_EQ(video.size(), result.json()["bytes_written"]);
+    EXPECT_EQ(result.json()["not_shown"], 0);
   }
 }
 
