@@ -175,11 +175,8 @@ ExitCode GetRun::run() {
   for (const Wanted& wanted : wanted_) {
     if (wanted.here) {
       here_++;
-      out.event(fmt::format("{}: is here already", wanted.name), {{"ok", true},
-                                                                  {"command", media_.command},
-                                                                  {"name", wanted.name},
-                                                                  {"here", true},
-                                                                  {"bytes", wanted.size.bytes}});
+      out.event(fmt::format("{}: is here already", wanted.name),
+                {{"name", wanted.name}, {"here", true}, {"bytes", wanted.size.bytes}});
     } else if (const ExitCode code = fetch(wanted); ends_everything(code)) {
       return code;
     }

@@ -184,9 +184,9 @@ ExitCode ReplayRun::run() {
 void add_replay_command(CLI::App& app, Action* chosen) {
   const auto [command, request] = add_command<ReplayRequest>(
       app, kReplay,
-      "Send the ground side of a pcap file (record-trace, --trace, tcpdump) to the camera once\n"
-      "more, at the pace at which it was recorded. Every UDP datagram to the camera, whatever it\n"
-      "does there: recordings, formats and deletions are repeated too.");
+      "Send a recorded ground side once more, at its pace.\n"
+      "Every UDP datagram to the camera in a pcap file (of record-trace, --trace or tcpdump),\n"
+      "whatever it does there: recordings, formats and deletions are repeated too.");
   command->add_option("FILE", request->file, "File to read")->required();
   command
       ->add_option("--recorded-camera", request->recorded_camera,
