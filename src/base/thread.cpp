@@ -51,4 +51,6 @@ int start_worker(ThreadBody body, void* argument, int priority, pthread_t* handl
 
 void detach_self() { pthread_detach(pthread_self()); }
 
+void name_self(const char* name) { pthread_setname_np(pthread_self(), name); }
+
 }  // namespace base

@@ -20,4 +20,7 @@ int start_worker(ThreadBody body, void* argument, int priority, pthread_t* handl
 // The calling thread will not be joined.
 void detach_self();
 
+// What tools show as the calling thread's name; at most 15 characters.
+void name_self(const char* name);
+
 }  // namespace base

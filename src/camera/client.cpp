@@ -21,6 +21,7 @@
 #include "camera/status_record.h"
 #include "camera/watch.h"
 #include "supervisor/state/camera_flags.h"
+#include "supervisor/state/turns.h"
 
 namespace camera {
 namespace {
@@ -51,6 +52,7 @@ bool serve(CamJsonContext& context, int connection) {
   static char text[kReadSize + 1];  // receive thread only; a full read is still a terminated text
   bool heard = false;
   while (context.ConnState.load(kRelaxed) == kCamConnected) {
+    supervisor::turned();
     pollfd readable{connection, POLLIN, 0};
     const int ready = poll(&readable, 1, kPollMs);
     if (ready < 0) break;
@@ -120,8 +122,11 @@ void cam_connection_lost() {
 void* cam_json_thread(void* argument) {
   auto& context = *static_cast<CamJsonContext*>(argument);
   base::detach_self();
+  base::name_self("cam_json_thread");
+  supervisor::turn_as(supervisor::kCameraClient);
   cam_json_withdraw();
   for (int silent = 0;;) {
+    supervisor::turned();
     base::Descriptor connection(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (!connection.open()) return nullptr;
     if (!connect_to_service(connection)) {

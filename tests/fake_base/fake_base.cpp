@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "base/clock.h"
+#include "base/service_manager.h"
 #include "base/shell.h"
 
 namespace fake_base {
@@ -27,6 +28,7 @@ struct State {
   uint64_t now_us = 1000000000;
   int alarm_signal = 0;      // of the one signal timer
   uint64_t alarm_at_us = 0;  // 0: disarmed
+  uint64_t watchdog_limit_us = 0;
   std::function<void(uint64_t)> on_sleep;
   std::function<void(const std::string&)> on_command;
 };
@@ -114,6 +116,11 @@ void advance_us(uint64_t us) {
   state.now_us += us;
 }
 
+void set_watchdog_limit_us(uint64_t us) {
+  const std::lock_guard lock(mutex);
+  state.watchdog_limit_us = us;
+}
+
 }  // namespace fake_base
 
 namespace base {
@@ -164,6 +171,7 @@ int start_worker(ThreadBody body, void* argument, int priority, pthread_t* handl
 }
 
 void detach_self() {}
+void name_self(const char*) {}
 
 int create_timer(timer_t* timer, TimerCallback callback) {
   const std::lock_guard lock(fake_base::mutex);
@@ -208,6 +216,16 @@ void delete_signal_timer(timer_t) {
   const std::lock_guard lock(fake_base::mutex);
   state.alarm_at_us = 0;
   state.events.emplace_back("no alarm");
+}
+
+uint64_t watchdog_limit_us() {
+  const std::lock_guard lock(fake_base::mutex);
+  return state.watchdog_limit_us;
+}
+
+void tell_service_manager(const char* text) {
+  const std::lock_guard lock(fake_base::mutex);
+  state.events.push_back(std::string("tell ") + text);
 }
 
 int run_shell(const char* command) {

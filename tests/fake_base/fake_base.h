@@ -56,6 +56,8 @@ void fail_next_clock();
 void on_sleep(std::function<void(uint64_t us)> hook);
 // Called on every shell command, after it has been recorded.
 void on_command(std::function<void(const std::string& command)> hook);
+// What base::watchdog_limit_us gives; 0 after a reset. What is told is recorded as "tell TEXT".
+void set_watchdog_limit_us(uint64_t us);
 // Moves the clock without recording a sleep.
 void advance_us(uint64_t us);
 

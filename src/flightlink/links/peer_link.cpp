@@ -15,6 +15,7 @@
 #include "flightlink/actions/dispatch.h"
 #include "flightlink/links/heartbeats.h"
 #include "flightlink/wire/link_context.h"
+#include "supervisor/state/turns.h"
 
 namespace flightlink {
 namespace {
@@ -82,16 +83,18 @@ int peer_socket_serve() {
 // SCHED_RR 2. Owns the peer socket (publishes it in MavlinkContext, closes it under the peer lock)
 // and shares parser channel 0 with the application link. Never ends.
 void* PeerUdpThread(void*) {
+  base::name_self("PeerUdpThread");
+  supervisor::turn_as(supervisor::kPeerThread);
   mavlink_timer_create(&mavlink_context.peer_heartbeat_timer, peer_heartbeat_tick);
   for (;;) {
+    supervisor::turned();
     peer_socket_close();
     if (peer_socket_open(nullptr) != 0) {
       base::sleep_s(1);
       continue;
     }
     mavlink_timer_set(&mavlink_context.peer_heartbeat_timer, kHeartbeatMs);
-    while (peer_socket_serve() == 0) {
-    }
+    while (peer_socket_serve() == 0) supervisor::turned();
   }
   return nullptr;
 }

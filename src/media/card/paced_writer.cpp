@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "base/clock.h"
+#include "supervisor/state/turns.h"
 
 namespace media {
 
@@ -20,6 +21,7 @@ size_t media_write_paced(const void* buffer, size_t size, std::FILE* file, size_
     // After an error a part of a block may be in the file; writing on would put the rest out of
     // place.
     if (std::ferror(file) != 0) return written;
+    supervisor::turned();  // a large photo on a slow card takes longer than a standstill may
     base::sleep_us(kPacedPauseUs);
   }
   const size_t rest = size - written;

@@ -7,6 +7,7 @@
 #include "platform/amba_net_fifo.h"
 #include "supervisor/fifo/entries.h"
 #include "supervisor/state/switches.h"
+#include "supervisor/state/turns.h"
 
 namespace supervisor {
 
@@ -132,7 +133,10 @@ int32_t control_stop() {
 }  // namespace
 
 int live_fifo_begin_cycle() {
-  while (AmbaNetFifo_init(&fifo_instance) < 0 || fifo_instance < 0) base::sleep_ms(10);
+  while (AmbaNetFifo_init(&fifo_instance) < 0 || fifo_instance < 0) {
+    turned_and_tell();
+    base::sleep_ms(10);
+  }
   live_fifo.reset();
   if (live_copies_allocate() != 0) return -1;
   AmbaNetFifo_Reg_cbFifoEvent(live_fifo_event, 0);
@@ -158,6 +162,7 @@ void live_fifo_attach() {
 }
 
 int live_fifo_pass() {
+  turned_and_tell();
   bool worked = video_pass();
   worked = audio_pass() || worked;
   if (live_fifo.cycle_open.load(kRelaxed) != 0 && !readers_open()) {
@@ -173,11 +178,15 @@ void live_fifo_end_cycle() {
   const bool final_event = live_fifo.final_event_seen.load(kRelaxed) != 0;
   AmbaNetFifo_ReportStatus(final_event ? kStatusFinal : kStatusStopped);
   live_fifo.reset_flags();
-  while (AmbaNetFifo_StopEventProcess() != 0) base::sleep_ms(50);
+  while (AmbaNetFifo_StopEventProcess() != 0) {
+    turned_and_tell();
+    base::sleep_ms(50);
+  }
   track_close(live_fifo.video);
 }
 
 void live_fifo_run() {
+  turn_as(kFifoReader);
   for (;;) {
     if (live_fifo_begin_cycle() != 0) continue;
     live_fifo_attach();
