@@ -77,6 +77,8 @@ LineEditor::LineEditor(const char* prompt, const std::string& history_path, Comp
   // Of a window that changes its size, and of a stop and what follows it. SIGINT and SIGTERM stay
   // blocked: the link polls for them.
   ::el_set(edit, EL_SIGNAL, 1);
+  // Ctrl-C throws nothing away that has been typed or printed: its own line could be among it.
+  ::el_set(edit, EL_SETTY, "-d", "+noflsh", nullptr);
   HistEvent event;
   ::history(history_.get(), &event, H_SETSIZE, static_cast<int>(HistoryFile::kMostLines));
   for (const std::string& line : file_.lines()) {
@@ -127,6 +129,8 @@ LineEditor::End LineEditor::read(std::string* line) {
   interrupted_ = false;
   reading_ = true;
   int length = 0;
+  // Before the prompt is there: what is typed at it belongs to the line.
+  ::el_set(edit_.get(), EL_PREP_TERM, 1);
   const char* text = ::el_gets(edit_.get(), &length);
   reading_ = false;
   if (interrupted_) {

@@ -201,7 +201,7 @@ TEST(SettingProgram, ParamsAreListedWithoutALostOne) {
 
 TEST(SettingProgram, NoParameterIs3) {
   FakeCamera camera({});
-  expect_failure(run_with_camera(camera.port(), "params --timeout 0.5"), 3, "no parameter came");
+  expect_failure(run_with_camera(camera.port(), "params --timeout 2"), 3, "no parameter came");
 }
 
 TEST(SettingProgram, ClockSendsMillisecondsAndHours) {
