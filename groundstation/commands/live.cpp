@@ -6,7 +6,7 @@ namespace groundstation {
 void add_live_command(CLI::App& app, Action* chosen) {
   const auto [command, request] = add_command<LiveRequest>(
       app, "live",
-      "Receive the live video and write it as H.264 (Annex B), from the first key picture on.\n"
+      "Receive the live video. Writes it as H.264 (Annex B), from the first key picture on.\n"
       "Shows rate, gaps (pictures missing, by frame number) and stalls (pauses over 0.5 s).\n"
       "Ctrl-C ends it in order; the stream is switched off at the end. A stream that stands still\n"
       "at the end has failed (status 3).");

@@ -161,7 +161,7 @@ Action media_action(std::string command, uint16_t port, double patience_s, Media
 void add_media_commands(CLI::App& app, Action* chosen) {
   auto request = std::make_shared<MediaRequest>();
   CLI::App* media =
-      app.add_subcommand("media", "What is on the card: list, download, thumbnails, play, delete.");
+      app.add_subcommand("media", "List, fetch, play and delete what is on the card.");
   media->require_subcommand(1);
   add_port(media, "--port", &request->port, "UDP port of the camera's media channel");
   add_media_list_command(*media, request, chosen);

@@ -97,7 +97,7 @@ ExitCode set_mode(Session& session, uint32_t mode) {
 void add_record_commands(CLI::App& app, Action* chosen) {
   CLI::App* record_app =
       app.add_subcommand("record",
-                         "Start or stop a recording and wait for the acknowledgement.\n"
+                         "Start or stop a recording. Waits for the acknowledgement.\n"
                          "Starting switches to video mode first if needed.")
           ->require_subcommand(1);
   record_app->add_subcommand("start", "Start recording")->callback([chosen] {

@@ -133,8 +133,9 @@ ExitCode TraceRun::run() {
 void add_record_trace_command(CLI::App& app, Action* chosen) {
   const auto [command, request] = add_command<TraceRequest>(
       app, kRecordTrace,
-      "Record what this machine and the camera say to each other, as a pcap file for Wireshark,\n"
-      "until Ctrl-C. As root it listens beside other programs, the live video and the media\n"
+      "Record the link as a pcap file for Wireshark, until Ctrl-C.\n"
+      "It holds what this machine and the camera say to each other. As root it listens beside "
+      "other programs, the live video and the media\n"
       "channel included, and sends nothing itself; otherwise it holds the link meanwhile and\n"
       "records that. What a single command exchanges: --trace FILE in front of it.");
   command->add_option("FILE", request->file, "File to write")->required();

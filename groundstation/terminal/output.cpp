@@ -21,8 +21,8 @@ void Output::note(std::string_view text) const {
 
 void Output::event(std::string_view text, nlohmann::json object) const {
   if (!json_) return line(text);
-  object["command"] = command_;
-  object["ok"] = true;
+  object.emplace("command", command_);
+  object.emplace("ok", true);
   line(json_line(object));
 }
 

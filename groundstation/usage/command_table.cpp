@@ -19,7 +19,9 @@ std::vector<std::string> pieces(const std::string& text, char between) {
 // A number is a number, whatever it is kept in. Arguments and options that take a file are called
 // alike everywhere.
 std::string placeholder(const CLI::Option& option, const std::string& name) {
-  const std::string type = option.get_type_name();
+  std::string type = option.get_type_name();
+  // What a check of the value calls it says more.
+  if (const size_t colon = type.find(':'); colon != std::string::npos) type.erase(0, colon + 1);
   if (type == "INT" || type == "UINT" || type == "FLOAT") return "N";
   if (type != "TEXT") return type;
   if (name == kFileValue || name == "--output") return kFileValue;
@@ -51,6 +53,7 @@ CommandRow command_row(const CLI::App& app, const std::string& path) {
   row.group = app.get_group();
   row.about = app.get_description();
   row.more = app.get_footer();
+  row.needs_command = app.get_require_subcommand_min() > 0;
   for (const CLI::Option* option : app.get_options()) {
     if (option->get_group().empty()) continue;  // not for the public
     (option->get_positional() ? row.arguments : row.options).push_back(option_row(*option));
@@ -89,7 +92,8 @@ std::string CommandRow::usage(std::string_view program) const {
     const std::string heading = argument.heading();
     text += argument.required ? " " + heading : " [" + heading + "]";
   }
-  return commands.empty() ? text : text + " COMMAND";
+  if (commands.empty()) return text;
+  return text + (needs_command ? " COMMAND" : " [COMMAND]");
 }
 
 CommandRow command_table(const CLI::App& app) { return command_row(app, ""); }

@@ -32,7 +32,8 @@ struct CommandRow {
   std::string more;   // text behind everything else
   std::vector<OptionRow> arguments;
   std::vector<OptionRow> options;
-  std::vector<CommandRow> commands;  // of which one has to follow
+  std::vector<CommandRow> commands;
+  bool needs_command = false;  // one of those has to follow
 
   // The first sentence, without the point at its end.
   [[nodiscard]] std::string summary() const;

@@ -113,7 +113,7 @@ TEST(Manual, PagesAreWithoutFault) {
   EXPECT_EQ(pages, table().commands.size() + 1);
   const support::CommandResult shown = support::run_command(
       {"mandoc", "-T", "ascii", kShare + "man/man1/groundstation-photo.1"}, support::seconds(60));
-  EXPECT_THAT(shown.output, HasSubstr("Take a photo and wait"));
+  EXPECT_THAT(shown.output, HasSubstr("groundstation-photo - Take a photo"));
 }
 
 // Every name stands in the file, quoted or not.
@@ -164,7 +164,7 @@ TEST(CompletionFiles, WorkInBash) {
   EXPECT_THAT(bash_offers("''"), IsSupersetOf({"status", "photo", "media", "shell"}));
   EXPECT_THAT(bash_offers("ph"), ElementsAre("photo"));
   EXPECT_THAT(bash_offers("timelapse ''"), ElementsAre("start", "stop"));
-  EXPECT_THAT(bash_offers("photo --m"), ElementsAre("--mode"));
+  EXPECT_THAT(bash_offers("photo --mod"), ElementsAre("--mode"));
   EXPECT_THAT(bash_offers("photo --mode P"), ElementsAre("PR", "PW", "PV", "PH"));
   EXPECT_THAT(bash_offers("set white_b"), ElementsAre("white_balance"));
   EXPECT_THAT(bash_offers("set white_balance C"), ElementsAre("Cloudy"));
