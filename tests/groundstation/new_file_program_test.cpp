@@ -139,7 +139,8 @@ TEST(NewFile, ModesAreListedWhenOneIsUnknown) {
   for (const char* mode : {"XX", "-1", "256", "P", "1.5"}) {
     const ProgramResult result = run_program(fmt::format("photo --mode {}", mode));
     EXPECT_EQ(result.exit_code, 2) << mode;
-    EXPECT_THAT(result.out + result.err, HasSubstr("PR, PW, PV, PH or a whole number from 0 to 255"));
+    EXPECT_THAT(result.out + result.err,
+                HasSubstr("PR, PW, PV, PH or a whole number from 0 to 255"));
   }
 }
 
