@@ -5,6 +5,7 @@
 
 #include "base/bytes.h"
 #include "base/clock.h"
+#include "groundstation/commands/registry.h"
 #include "groundstation/link/packet_socket.h"
 #include "groundstation/link/pcap.h"
 #include "groundstation/terminal/progress_line.h"
@@ -76,7 +77,7 @@ Wait TraceRun::turn(uint64_t until_us) {
   while (true) {
     const PacketSocket::Packet packet = packets_.next();
     if (packet.bytes.data() == nullptr) return wait;
-    file_.packet(base::wall_clock_us(), packet.bytes);
+    file_.packet(packet.at_us, packet.bytes);
     if (packet.from_address) from_camera_++;
   }
 }

@@ -1,17 +1,30 @@
 #include "groundstation/link/packet_socket.h"
 
+#include <linux/sockios.h>
 #include <net/if_arp.h>
 #include <netinet/if_ether.h>
 #include <netpacket/packet.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 
 #include <cstring>
+
+#include "base/clock.h"
 
 namespace groundstation {
 namespace {
 
 constexpr int kPacketBuffer = 32 << 20;
 constexpr size_t kShortestHeader = 20;
+
+// When the last packet passed the system, however late it is read. The first call makes the system
+// note that.
+uint64_t passed_us(int socket) {
+  timeval at{};
+  if (::ioctl(socket, SIOCGSTAMP, &at) != 0) return base::wall_clock_us();
+  return static_cast<uint64_t>(at.tv_sec) * 1'000'000 + static_cast<uint64_t>(at.tv_usec);
+}
 
 }  // namespace
 
@@ -21,6 +34,7 @@ bool PacketSocket::open(const in_addr& address) {
   socket_.reset(::socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, htons(ETH_P_ALL)));
   if (!socket_.open()) return false;
   ::setsockopt(socket_.get(), SOL_SOCKET, SO_RCVBUFFORCE, &kPacketBuffer, sizeof kPacketBuffer);
+  passed_us(socket_.get());
   return true;
 }
 
@@ -38,7 +52,8 @@ PacketSocket::Packet PacketSocket::next() {
     const bool from_address = std::memcmp(buffer_.data() + 12, &address_, 4) == 0;
     const bool to_address = std::memcmp(buffer_.data() + 16, &address_, 4) == 0;
     if (from_address || to_address) {
-      return {std::span(buffer_).first(static_cast<size_t>(size)), from_address};
+      return {passed_us(socket_.get()), std::span(buffer_).first(static_cast<size_t>(size)),
+              from_address};
     }
   }
 }

@@ -22,6 +22,7 @@ class PacketSocket {
   [[nodiscard]] int fd() const { return socket_.get(); }
 
   struct Packet {
+    uint64_t at_us;                  // when it passed, since the epoch
     std::span<const uint8_t> bytes;  // from the IPv4 header on; until the next call
     bool from_address;               // and not towards it
   };

@@ -90,6 +90,33 @@ TEST(GroundCamera, ListensBesideOtherPrograms) {
   EXPECT_TRUE(poll_until([&] { return list_folder(kPictures).size() == photos + 1; }, seconds(20)));
 }
 
+// What passes while the program gets no time has its own time all the same: a replay keeps the pace.
+TEST(GroundCamera, TimesAreThoseOfThePackets) {
+  Camera camera;
+  fs::remove("/tmp/late.pcap");
+  ChildProcess trace(ground_command({"record-trace", "/tmp/late.pcap"}), sanitizer_options());
+  const auto packets = [] {
+    std::vector<uint64_t> times;
+    groundstation::PcapReader reader;
+    EXPECT_EQ(reader.open("/tmp/late.pcap"), "");
+    while (const auto packet = reader.next()) times.push_back(packet->at_us);
+    return times;
+  };
+  ASSERT_TRUE(poll_until([&] { return file_exists("/tmp/late.pcap") && packets().size() > 3; },
+                         seconds(20)));
+  trace.signal(SIGSTOP);
+  let_pass(seconds(6));
+  trace.signal(SIGCONT);
+  let_pass(seconds(1));
+  trace.signal(SIGINT);
+  ASSERT_TRUE(trace.wait_for_end(seconds(20)).has_value());
+  const std::vector<uint64_t> times = packets();
+  for (size_t i = 1; i < times.size(); i++) {
+    // A status record comes every 300 ms.
+    EXPECT_LT(times[i], times[i - 1] + 4'000'000) << i << " of " << times.size();
+  }
+}
+
 TEST(GroundCamera, ACameraThatDiesDuringLiveVideoIs3) {
   Camera camera;
   ChildProcess live(ground_command({"live", "--seconds", "8", "--interval", "0.5"}),
