@@ -38,7 +38,7 @@ class Page {
       : text_(fmt::format(".TH {} 1 {} \"{}\" \"User Commands\"\n", escaped(upper(name)), date,
                           escaped(version))) {}
 
-  void section(const std::string& title) { head(".SH", title); }
+  void section(const std::string& title) { head(".SH", upper(title)); }
   void subsection(const std::string& title) { head(".SS", title); }
 
   // Paragraphs; lines that begin with a space stand as they are. A line that ends with a colon and
@@ -85,7 +85,7 @@ class Page {
 
  private:
   void head(const char* macro, const std::string& title) {
-    text_ += fmt::format("{} \"{}\"\n", macro, escaped(upper(title)));
+    text_ += fmt::format("{} \"{}\"\n", macro, escaped(title));
     fresh_ = true;
   }
   void begin_paragraph() {
