@@ -240,8 +240,10 @@ void FakeCamera::send_regular() {
 }
 
 void FakeCamera::send_live() {
+  for (; script_.live_count > 0; script_.live_count--) {
+    send_to_peer(script_.live[next_piece_++ % script_.live.size()], script_.live_port);
+  }
   if (script_.live_count == 0) return;
-  if (script_.live_count > 0) script_.live_count--;
   const std::vector<uint8_t>& piece = script_.live[next_piece_++ % script_.live.size()];
   send_to_peer(piece, script_.live_port);
 }

@@ -34,7 +34,7 @@ struct CameraScript {
   int lose_parameters = 0;  // so many parameters are lost on the way
   uint16_t live_port = 0;
   std::vector<std::vector<uint8_t>> live = {};  // datagrams, one every 5 ms, again and again
-  int live_count = -1;                          // so many datagrams, then none; -1: no end
+  int live_count = -1;                          // so many at once, then none; -1: no end
   std::function<void()> on_new_file = {};       // a photo has been taken, or a recording has ended
 };
 
