@@ -1,12 +1,15 @@
 // A signal that interrupts: the waits of the thread that made it end early while it lives.
 #pragma once
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <functional>
 #include <string>
 #include <thread>
@@ -53,6 +56,21 @@ inline Printed printed_when_interrupted(const std::function<void()>& call) {
   }
   std::string out = ::testing::internal::GetCapturedStdout();
   return {out, ::testing::internal::GetCapturedStderr()};
+}
+
+// What a call prints on standard error meanwhile, when every line for standard output fails. Standard
+// output is of no use to the process afterwards.
+inline std::string error_behind_full_output(const std::function<void()>& call) {
+  const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
+  EXPECT_EQ(dup2(full, STDOUT_FILENO), STDOUT_FILENO);
+  close(full);
+  std::setvbuf(stdout, nullptr, _IONBF, 0);
+  ::testing::internal::CaptureStderr();
+  {
+    const Interrupter interrupting;
+    call();
+  }
+  return ::testing::internal::GetCapturedStderr();
 }
 
 }  // namespace link_test

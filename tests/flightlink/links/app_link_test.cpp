@@ -213,5 +213,13 @@ TEST(AppServe, AnInterruptedWaitIsReportedAndKeepsTheSession) {
   });
 }
 
+TEST(AppServe, WhyAWaitFailedIsToldWhenNothingElseCanBePrinted) {
+  in_fresh_process([] {
+    const AppSession application;
+    EXPECT_EQ(link_test::error_behind_full_output([] { EXPECT_EQ(app_session_serve(), 0); }),
+              "select failed: Interrupted system call\n");
+  });
+}
+
 }  // namespace
 }  // namespace flightlink

@@ -155,6 +155,15 @@ TEST(StickSocket, AnInterruptedWaitIsReportedAndGoesOn) {
   });
 }
 
+TEST(StickSocket, WhyAWaitFailedIsToldWhenNothingElseCanBePrinted) {
+  in_fresh_process([] {
+    link_context_init();
+    ASSERT_EQ(stick_socket_open(), 0);
+    EXPECT_EQ(link_test::error_behind_full_output([] { EXPECT_EQ(stick_socket_serve(), 0); }),
+              "select failed!: Interrupted system call\n");
+  });
+}
+
 TEST(StickStart, StartsTheThreadWithDefaultScheduling) {
   fake_base::reset();
   EXPECT_EQ(stick_link_start(), 0);
