@@ -85,7 +85,8 @@ LineEditor::LineEditor(const char* prompt, const std::string& history_path, Comp
     ::history(history_.get(), &event, H_ENTER, line.c_str());
   }
   ::el_set(edit, EL_HIST, ::history, history_.get());
-  ::el_set(edit, EL_ADDFN, "offer", "Complete the word", complete_of);
+  // The narrow call would copy the two texts, for good.
+  ::el_wset(edit, EL_ADDFN, L"offer", L"Complete the word", complete_of);
   ::el_set(edit, EL_BIND, "^I", "offer", nullptr);
   ::el_set(edit, EL_BIND, "^R", "em-inc-search-prev", nullptr);
   ::el_source(edit, nullptr);  // the user's own bindings
