@@ -72,13 +72,13 @@ class Picture:
     key: bool
     reference: bool
     frame_number: int
-    slices: int
+    follows: bool  # its number is the next one, so nothing is missing between
 
 
 def pictures(found: list[bytes]) -> Iterator[Picture]:
     """The pictures of units that begin with a sequence parameter set."""
-    parameters = None
-    open_picture: Picture | None = None
+    parameters: Parameters | None = None
+    before: Picture | None = None
     for unit in found:
         kind = unit[0] & 31
         if kind == SPS:
@@ -86,27 +86,12 @@ def pictures(found: list[bytes]) -> Iterator[Picture]:
         if kind not in (SLICE, KEY_SLICE) or parameters is None:
             continue
         bits = Bits(unit)
-        first_block = bits.golomb()
-        bits.golomb()
-        bits.golomb()
-        number = bits.take(parameters.frame_number_bits)
-        if first_block and open_picture is not None:
-            open_picture = Picture(open_picture.key, open_picture.reference,
-                                   open_picture.frame_number, open_picture.slices + 1)
+        if bits.golomb():  # not its first block: a further slice of the same picture
             continue
-        if open_picture is not None:
-            yield open_picture
-        open_picture = Picture(kind == KEY_SLICE, unit[0] >> 5 & 3 != 0, number, 1)
-    if open_picture is not None:
-        yield open_picture
-
-
-def gaps(found: list[Picture], frame_number_bits: int) -> list[str]:
-    """Places where a picture is missing, by the frame numbers."""
-    bad: list[str] = []
-    for i in range(1, len(found)):
-        before, now = found[i - 1], found[i]
-        wanted = (before.frame_number + before.reference) % (1 << frame_number_bits)
-        if now.frame_number != (0 if now.key else wanted):
-            bad.append(f"picture {i}: {now.frame_number} behind {before.frame_number}")
-    return bad
+        bits.golomb()
+        bits.golomb()
+        number, wanted = bits.take(parameters.frame_number_bits), 0
+        if before is not None and kind == SLICE:
+            wanted = (before.frame_number + before.reference) % (1 << parameters.frame_number_bits)
+        before = Picture(kind == KEY_SLICE, unit[0] >> 5 & 3 != 0, number, number == wanted)
+        yield before

@@ -17,6 +17,17 @@ LIMIT = 90.0  # for what takes a second at most; a slow machine is no failure
 REPEAT = 0.5
 
 
+RCVBUFFORCE = 33  # the socket module does not name it
+
+
+def deep_buffer(receiver: socket.socket, size: int = 16 << 20) -> None:
+    """Room for what arrives while this process waits for its turn; what overflows is lost."""
+    try:
+        receiver.setsockopt(socket.SOL_SOCKET, RCVBUFFORCE, size)
+    except PermissionError:  # not root: as much as the system allows
+        receiver.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, size)
+
+
 class Silence(Exception):
     """What was waited for did not come."""
 
@@ -78,10 +89,10 @@ class PeerLink:
         with self._news:
             return len(self.inbox)
 
-    def since(self, mark: int, want: Want) -> list[Message]:
-        """What has arrived behind the mark."""
+    def since(self, mark: int, want: Want, until: Optional[int] = None) -> list[Message]:
+        """What has arrived behind the mark, up to another one."""
         with self._news:
-            return [message for message in self.inbox[mark:] if want(message)]
+            return [message for message in self.inbox[mark:until] if want(message)]
 
     def wait(self, want: Want, mark: int, limit: float = LIMIT, what: str = "") -> Message:
         """The first such message behind the mark."""
@@ -92,19 +103,24 @@ class PeerLink:
 
     def request(self, name: str, /, want: Want, limit: float = LIMIT, **values: Any) -> Message:
         """Sends a message each half second until its answer is there."""
+        return self.repeat(lambda: self.send(name, **values), want, limit, f"{name} {values}")
+
+    def repeat(self, send: Callable[[], Any], want: Want, limit: float, what: str) -> Message:
+        """The same for requests that another link carries."""
         mark, end = self.mark(), time.monotonic() + limit
         while time.monotonic() < end:
-            self.send(name, **values)
+            send()
             found = self._find(want, mark, REPEAT)
             if found is not None:
                 return found
-        raise Silence(f"no answer to {name} {values}")
+        raise Silence(f"no answer to {what}")
 
-    def unanswered(self, name: str, /, want: Want, tries: int = 5, **values: Any) -> bool:
-        """True when a request stays without an answer while the camera keeps reporting."""
+    def unanswered(self, name: str, requests: list[dict[str, Any]], want: Want) -> bool:
+        """True when requests stay without an answer while the camera keeps reporting."""
         mark = self.mark()
-        for _ in range(tries):
-            self.send(name, **values)
+        for _ in range(5):
+            for values in requests:
+                self.send(name, **values)
             for _ in range(2):
                 self.status()
         return not self.since(mark, want)

@@ -6,8 +6,8 @@ import socket
 import time
 from typing import Callable
 
-from h264 import SPS, Parameters, Picture, pictures, units
-from link import LIMIT, Silence
+from h264 import SPS, Picture, pictures, units
+from link import LIMIT, Silence, deep_buffer
 
 PORT = 8856
 CLASS_OF_VIDEO = 0xA0
@@ -18,7 +18,7 @@ class LiveVideo:
 
     def __init__(self) -> None:
         self._socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
-        self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 8 << 20)
+        deep_buffer(self._socket)
         self._socket.setsockopt(socket.IPPROTO_IP, socket.IP_RECVTOS, 1)
         self._socket.bind(("", PORT))
         self.largest = 0
@@ -28,8 +28,8 @@ class LiveVideo:
         """Frees the port."""
         self._socket.close()
 
-    def read(self, enough: Callable[[list[Picture]], bool]) -> tuple[list[Picture], int]:
-        """Whole pictures until they are enough, and the bits of their numbers."""
+    def read(self, enough: Callable[[list[Picture]], bool]) -> None:
+        """Reads until the pictures behind the first parameter sets are enough."""
         end, data, looked = time.monotonic() + LIMIT, b"", 0
         while time.monotonic() < end:
             data += self._datagram(1.0) or b""
@@ -37,12 +37,9 @@ class LiveVideo:
                 continue
             looked = len(data)
             found = units(data)
-            start = next((i for i, unit in enumerate(found) if unit[0] & 31 == SPS), None)
-            if start is None:
-                continue
-            whole = list(pictures(found[start:-1]))[:-1]  # the last one may still go on
-            if enough(whole):
-                return whole, Parameters.read(found[start]).frame_number_bits
+            start = next((i for i, unit in enumerate(found) if unit[0] & 31 == SPS), len(found))
+            if enough(list(pictures(found[start:]))[:-1]):  # the last one may still go on
+                return
         raise Silence("not enough live video")
 
     def silent(self, seconds: float) -> bool:

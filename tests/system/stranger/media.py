@@ -9,7 +9,7 @@ from typing import Callable, Optional
 
 from catalogue import Catalogue
 from frames import Frame, pack
-from link import CAMERA, LIMIT, REPEAT, SYSTEM_ID, Silence
+from link import CAMERA, LIMIT, REPEAT, SYSTEM_ID, Silence, deep_buffer
 
 PORT = 8857
 CHUNK = 8181
@@ -52,7 +52,7 @@ class MediaChannel:
         self._sequence = 0
         self._streaming: Optional[tuple[int, str]] = None  # what may still be on its way
         self._socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
-        self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4 << 20)
+        deep_buffer(self._socket)
         self._socket.connect((CAMERA, PORT))
 
     def close(self) -> None:

@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 import time
-from typing import Optional
+from typing import Callable, Optional
 
 from h264 import START_CODE
 from link import LIMIT, Silence
@@ -11,7 +11,7 @@ from media import CANCEL, GO_ON, PAUSE, PLAY, SEEK, VIDEO, Datagram, MediaChanne
 
 FIRST_PIECE = b"\3" + START_CODE
 PIECES = 8181
-QUIET = 1.0  # longer than a paused playback takes to look
+QUIET = 0.8  # longer than a paused playback takes to look
 
 
 class Player:
@@ -33,12 +33,9 @@ class Player:
         """Goes elsewhere in what runs."""
         self._ask(SEEK, milliseconds)
 
-    def pause_early(self, datagrams: int = 20) -> None:
-        """Asks for a pause again and again from the start on: a playback is sent without pace, so
-        that a single request finds most of it on its way already."""
-        for _ in range(datagrams):
-            self._media.ask(PAUSE, VIDEO)
-            self._next(0.001)
+    def pause(self) -> None:
+        """Asks for a pause; what is on its way still comes."""
+        self._media.ask(PAUSE, VIDEO)
 
     def go_on(self) -> None:
         """Ends a pause."""
@@ -51,10 +48,14 @@ class Player:
 
     def until_end(self) -> None:
         """Takes everything up to the notice at the end."""
+        self.until(lambda: self.ended)
+
+    def until(self, enough: Callable[[], bool]) -> None:
+        """Takes what comes until it is enough."""
         end = time.monotonic() + LIMIT
-        while not self.ended:
+        while not enough():
             if time.monotonic() > end:
-                raise Silence(f"{self._name} does not end")
+                raise Silence(f"{self._name} does not go on")
             self._next(1.0)
 
     def until_quiet(self) -> None:
