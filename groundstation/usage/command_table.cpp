@@ -137,7 +137,8 @@ const CLI::App& given_command(const CLI::App& app) {
 std::string command_path(const CLI::App& command) {
   std::string path;
   for (const CLI::App* app = &command; app->get_parent() != nullptr; app = app->get_parent()) {
-    path = path.empty() ? app->get_name() : app->get_name() + " " + path;
+    if (!path.empty()) path.insert(0, " ");
+    path.insert(0, app->get_name());
   }
   return path;
 }

@@ -25,6 +25,7 @@ std::string quoted(const std::string& text) {
 
 std::vector<std::string> quoted(const std::vector<std::string>& texts) {
   std::vector<std::string> result;
+  result.reserve(texts.size());
   for (const std::string& text : texts) result.push_back(quoted(text));
   return result;
 }

@@ -64,7 +64,7 @@ std::string missing_text(const CLI::App& command, const std::string& what) {
 }
 
 std::string told(const CLI::App& command, const CLI::ParseError& error) {
-  const std::string what = error.what();
+  std::string what = error.what();
   if (dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) {
     return missing_text(command, what);
   }

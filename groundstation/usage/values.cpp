@@ -10,6 +10,7 @@ namespace {
 
 std::vector<std::string> words_of(const std::vector<Choice>& choices) {
   std::vector<std::string> words;
+  words.reserve(choices.size());
   for (const auto& [word, value] : choices) words.push_back(word);
   return words;
 }
@@ -75,6 +76,7 @@ CLI::Option* takes_choice(CLI::Option* option, std::vector<Choice> choices) {
 
 CLI::Option* takes_word(CLI::Option* option, const std::vector<std::string>& words) {
   std::vector<Choice> choices;
+  choices.reserve(words.size());
   for (const std::string& word : words) choices.emplace_back(word, word);
   return takes_choice(option, std::move(choices));
 }
